@@ -1,0 +1,41 @@
+// What a component tells the user: lines, boxes, progress, version. Each goes to the handler that the host program set
+// (tarnixcore/host_program.h), or to standard error where there is none.
+#pragma once
+
+#include "tarnixcore/export.h"
+
+#if defined(_WIN32)
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>  // MessageBoxA is the system's own
+#else
+enum MessageBoxStyle : unsigned {
+  MB_OK = 0x00,
+  MB_OKCANCEL = 0x01,
+  MB_ICONWARNING = 0x30,
+  MB_ICONINFORMATION = 0x40,
+};
+enum MessageBoxResult { IDOK = 1, IDCANCEL = 2 };
+
+// A modal box. `owner` is null, `style` a sum of MessageBoxStyle values. IDOK or IDCANCEL; IDOK without a handler.
+TARNIX_API int MessageBoxA(void* owner, const char* text, const char* caption, unsigned style);
+#endif
+
+// Shows a line to the user.
+TARNIX_API void DB_Message(const char* text);
+
+// The progress dialog of a download: created with the total in bytes, set to the bytes done, closed.
+// DLG_SetLoadProgress gives 0 when the user has cancelled, else 1.
+TARNIX_API void DLG_CreateLoadProgressDlg(const char* title, unsigned long total);
+TARNIX_API int DLG_SetLoadProgress(unsigned long count);
+TARNIX_API void DLG_CloseLoadProgress();
+
+// Shows a component's name, version (a byte, a byte, 16 bits) and a text such as the build number.
+TARNIX_API void DisplayVersionInfo(const char* name, unsigned long version, const char* text);
+
+// Records the directory of the absolute file.
+TARNIX_API void SetAbsFileDir(const char* directory);

@@ -1,0 +1,227 @@
+// Layout of the debug records, asserted. Included by debug_records.h only.
+#pragma once
+
+// clang-format off
+
+ELFLOADER_WORD(DescModule, next, 0);
+ELFLOADER_WORD(DescModule, name, 1);
+ELFLOADER_WORD(DescModule, objectFile, 2);
+ELFLOADER_WORD(DescModule, directory, 3);
+ELFLOADER_WORD(DescModule, heap, 4);
+ELFLOADER_WORD(DescModule, types, 5);
+ELFLOADER_WORD(DescModule, lowPc, 6);
+ELFLOADER_WORD(DescModule, highPc, 7);
+ELFLOADER_WORD(DescModule, loadedKinds, 8);
+ELFLOADER_WORD(DescModule, hasRange, 9);
+ELFLOADER_WORD(DescModule, procs, 10);
+ELFLOADER_WORD(DescModule, vars, 11);
+ELFLOADER_WORD(DescModule, files, 12);
+ELFLOADER_WORD(DescModule, lineBlocks, 13);
+ELFLOADER_WORD(DescModule, typeCount, 14);
+ELFLOADER_WORD(DescModule, language, 15);
+ELFLOADER_WORD(DescModule, ext, 16);
+ELFLOADER_BEHIND(DescModule, next, name);
+ELFLOADER_BEHIND(DescModule, name, objectFile);
+ELFLOADER_BEHIND(DescModule, objectFile, directory);
+ELFLOADER_BEHIND(DescModule, directory, heap);
+ELFLOADER_BEHIND(DescModule, heap, types);
+ELFLOADER_BEHIND(DescModule, types, lowPc);
+ELFLOADER_BEHIND(DescModule, lowPc, highPc);
+ELFLOADER_BEHIND(DescModule, highPc, loadedKinds);
+ELFLOADER_BEHIND(DescModule, loadedKinds, hasRange);
+ELFLOADER_BEHIND(DescModule, hasRange, procs);
+ELFLOADER_BEHIND(DescModule, procs, vars);
+ELFLOADER_BEHIND(DescModule, vars, files);
+ELFLOADER_BEHIND(DescModule, files, lineBlocks);
+ELFLOADER_BEHIND(DescModule, lineBlocks, typeCount);
+ELFLOADER_BEHIND(DescModule, typeCount, language);
+ELFLOADER_BEHIND(DescModule, language, ext);
+static_assert(sizeof(void*) != 4 || sizeof(DescModule) == 68, "DescModule");
+
+ELFLOADER_WORD(DescModuleExt, lineOffset, 0);
+ELFLOADER_WORD(DescModuleExt, firstEntry, 1);
+ELFLOADER_WORD(DescModuleExt, abbrevs, 2);
+ELFLOADER_WORD(DescModuleExt, addressSize, 3);
+ELFLOADER_WORD(DescModuleExt, frames, 4);
+ELFLOADER_WORD(DescModuleExt, unitOffset, 5);
+ELFLOADER_WORD(DescModuleExt, addrRanges, 6);
+ELFLOADER_WORD(DescModuleExt, globalNames, 7);
+ELFLOADER_WORD(DescModuleExt, pendingArrays, 8);
+ELFLOADER_WORD(DescModuleExt, pendingFields, 9);
+ELFLOADER_WORD(DescModuleExt, bitNumbering, 10);
+ELFLOADER_WORD(DescModuleExt, mergedModules, 11);
+ELFLOADER_BEHIND(DescModuleExt, lineOffset, firstEntry);
+ELFLOADER_BEHIND(DescModuleExt, firstEntry, abbrevs);
+ELFLOADER_BEHIND(DescModuleExt, abbrevs, addressSize);
+ELFLOADER_BEHIND(DescModuleExt, addressSize, frames);
+ELFLOADER_BEHIND(DescModuleExt, frames, unitOffset);
+ELFLOADER_BEHIND(DescModuleExt, unitOffset, addrRanges);
+ELFLOADER_BEHIND(DescModuleExt, addrRanges, globalNames);
+ELFLOADER_BEHIND(DescModuleExt, globalNames, pendingArrays);
+ELFLOADER_BEHIND(DescModuleExt, pendingArrays, pendingFields);
+ELFLOADER_BEHIND(DescModuleExt, pendingFields, bitNumbering);
+ELFLOADER_BEHIND(DescModuleExt, bitNumbering, mergedModules);
+static_assert(sizeof(void*) != 4 || sizeof(DescModuleExt) == 48, "DescModuleExt");
+
+ELFLOADER_WORD(DescProc, next, 0);
+ELFLOADER_WORD(DescProc, name, 1);
+ELFLOADER_WORD(DescProc, returnType, 2);
+ELFLOADER_WORD(DescProc, prototyped, 3);
+ELFLOADER_WORD(DescProc, lowPc, 4);
+ELFLOADER_WORD(DescProc, highPc, 5);
+ELFLOADER_WORD(DescProc, reserved1, 6);
+ELFLOADER_WORD(DescProc, returnAddress, 7);
+ELFLOADER_WORD(DescProc, frameBase, 8);
+ELFLOADER_WORD(DescProc, reserved2, 9);
+ELFLOADER_WORD(DescProc, reserved3, 10);
+ELFLOADER_WORD(DescProc, locals, 11);
+ELFLOADER_WORD(DescProc, params, 12);
+ELFLOADER_WORD(DescProc, callKind, 13);
+ELFLOADER_WORD(DescProc, segment, 14);
+ELFLOADER_WORD(DescProc, codeMarks, 15);
+ELFLOADER_BEHIND(DescProc, next, name);
+ELFLOADER_BEHIND(DescProc, name, returnType);
+ELFLOADER_BEHIND(DescProc, returnType, prototyped);
+ELFLOADER_BEHIND(DescProc, prototyped, lowPc);
+ELFLOADER_BEHIND(DescProc, lowPc, highPc);
+ELFLOADER_BEHIND(DescProc, highPc, reserved1);
+ELFLOADER_BEHIND(DescProc, reserved1, returnAddress);
+ELFLOADER_BEHIND(DescProc, returnAddress, frameBase);
+ELFLOADER_BEHIND(DescProc, frameBase, reserved2);
+ELFLOADER_BEHIND(DescProc, reserved2, reserved3);
+ELFLOADER_BEHIND(DescProc, reserved3, locals);
+ELFLOADER_BEHIND(DescProc, locals, params);
+ELFLOADER_BEHIND(DescProc, params, callKind);
+ELFLOADER_BEHIND(DescProc, callKind, segment);
+ELFLOADER_BEHIND(DescProc, segment, codeMarks);
+static_assert(sizeof(void*) != 4 || sizeof(DescProc) == 64, "DescProc");
+
+ELFLOADER_WORD(DescVar, next, 0);
+ELFLOADER_WORD(DescVar, name, 1);
+ELFLOADER_WORD(DescVar, type, 2);
+ELFLOADER_WORD(DescVar, byteSize, 3);
+ELFLOADER_WORD(DescVar, bitOffset, 4);
+ELFLOADER_WORD(DescVar, bitSize, 5);
+ELFLOADER_WORD(DescVar, reserved, 6);
+ELFLOADER_WORD(DescVar, location, 7);
+ELFLOADER_WORD(DescVar, segment, 8);
+ELFLOADER_BEHIND(DescVar, next, name);
+ELFLOADER_BEHIND(DescVar, name, type);
+ELFLOADER_BEHIND(DescVar, type, byteSize);
+ELFLOADER_BEHIND(DescVar, byteSize, bitOffset);
+ELFLOADER_BEHIND(DescVar, bitOffset, bitSize);
+ELFLOADER_BEHIND(DescVar, bitSize, reserved);
+ELFLOADER_BEHIND(DescVar, reserved, location);
+ELFLOADER_BEHIND(DescVar, location, segment);
+static_assert(sizeof(void*) != 4 || sizeof(DescVar) == 36, "DescVar");
+
+ELFLOADER_WORD(DescLocation, next, 0);
+ELFLOADER_WORD(DescLocation, lowPc, 1);
+ELFLOADER_WORD(DescLocation, highPc, 2);
+ELFLOADER_WORD(DescLocation, expression, 3);
+ELFLOADER_BEHIND(DescLocation, next, lowPc);
+ELFLOADER_BEHIND(DescLocation, lowPc, highPc);
+ELFLOADER_BEHIND(DescLocation, highPc, expression);
+static_assert(sizeof(void*) != 4 || sizeof(DescLocation) == 16, "DescLocation");
+
+ELFLOADER_WORD(DescType, next, 0);
+ELFLOADER_WORD(DescType, name, 1);
+ELFLOADER_WORD(DescType, key, 2);
+ELFLOADER_WORD(DescType, byteSize, 3);
+ELFLOADER_WORD(DescType, kind, 4);
+ELFLOADER_WORD(DescType, target, 5);
+ELFLOADER_WORD(DescType, items, 6);
+ELFLOADER_WORD(DescType, element, 7);
+ELFLOADER_BEHIND(DescType, next, name);
+ELFLOADER_BEHIND(DescType, name, key);
+ELFLOADER_BEHIND(DescType, key, byteSize);
+ELFLOADER_BEHIND(DescType, byteSize, kind);
+ELFLOADER_BEHIND(DescType, kind, target);
+ELFLOADER_BEHIND(DescType, target, items);
+ELFLOADER_BEHIND(DescType, items, element);
+static_assert(sizeof(void*) != 4 || sizeof(DescType) == 32, "DescType");
+
+ELFLOADER_WORD(DescFile, next, 0);
+ELFLOADER_WORD(DescFile, baseName, 1);
+ELFLOADER_WORD(DescFile, fullName, 2);
+ELFLOADER_BEHIND(DescFile, next, baseName);
+ELFLOADER_BEHIND(DescFile, baseName, fullName);
+static_assert(sizeof(void*) != 4 || sizeof(DescFile) == 12, "DescFile");
+
+ELFLOADER_WORD(DescLineBlock, next, 0);
+ELFLOADER_WORD(DescLineBlock, fileName, 1);
+ELFLOADER_WORD(DescLineBlock, count, 2);
+ELFLOADER_WORD(DescLineBlock, addresses, 3);
+ELFLOADER_WORD(DescLineBlock, lines, 4);
+ELFLOADER_WORD(DescLineBlock, columns, 5);
+ELFLOADER_BEHIND(DescLineBlock, next, fileName);
+ELFLOADER_BEHIND(DescLineBlock, fileName, count);
+ELFLOADER_BEHIND(DescLineBlock, count, addresses);
+ELFLOADER_BEHIND(DescLineBlock, addresses, lines);
+ELFLOADER_BEHIND(DescLineBlock, lines, columns);
+static_assert(sizeof(void*) != 4 || sizeof(DescLineBlock) == 24, "DescLineBlock");
+
+ELFLOADER_WORD(DescEnumerator, next, 0);
+ELFLOADER_WORD(DescEnumerator, name, 1);
+ELFLOADER_WORD(DescEnumerator, value, 2);
+ELFLOADER_BEHIND(DescEnumerator, next, name);
+ELFLOADER_BEHIND(DescEnumerator, name, value);
+static_assert(sizeof(void*) != 4 || sizeof(DescEnumerator) == 12, "DescEnumerator");
+
+ELFLOADER_WORD(DescDimension, next, 0);
+ELFLOADER_WORD(DescDimension, low, 1);
+ELFLOADER_WORD(DescDimension, high, 2);
+ELFLOADER_BEHIND(DescDimension, next, low);
+ELFLOADER_BEHIND(DescDimension, low, high);
+static_assert(sizeof(void*) != 4 || sizeof(DescDimension) == 12, "DescDimension");
+
+ELFLOADER_WORD(DescAddrRange, next, 0);
+ELFLOADER_WORD(DescAddrRange, low, 1);
+ELFLOADER_WORD(DescAddrRange, high, 2);
+ELFLOADER_BEHIND(DescAddrRange, next, low);
+ELFLOADER_BEHIND(DescAddrRange, low, high);
+static_assert(sizeof(void*) != 4 || sizeof(DescAddrRange) == 12, "DescAddrRange");
+
+ELFLOADER_WORD(DescGlobalName, next, 0);
+ELFLOADER_WORD(DescGlobalName, name, 1);
+ELFLOADER_BEHIND(DescGlobalName, next, name);
+static_assert(sizeof(void*) != 4 || sizeof(DescGlobalName) == 8, "DescGlobalName");
+
+ELFLOADER_WORD(DescCodeMark, address, 0);
+ELFLOADER_WORD(DescCodeMark, next, 1);
+ELFLOADER_BEHIND(DescCodeMark, address, next);
+static_assert(sizeof(void*) != 4 || sizeof(DescCodeMark) == 8, "DescCodeMark");
+
+ELFLOADER_WORD(DescLineRange, low, 0);
+ELFLOADER_WORD(DescLineRange, high, 1);
+ELFLOADER_BEHIND(DescLineRange, low, high);
+static_assert(sizeof(void*) != 4 || sizeof(DescLineRange) == 8, "DescLineRange");
+
+ELFLOADER_WORD(Dwarf2Cie, next, 0);
+ELFLOADER_WORD(Dwarf2Cie, offset, 1);
+ELFLOADER_WORD(Dwarf2Cie, codeAlignment, 2);
+ELFLOADER_WORD(Dwarf2Cie, dataAlignment, 3);
+ELFLOADER_WORD(Dwarf2Cie, returnRegister, 4);
+ELFLOADER_WORD(Dwarf2Cie, instructionLength, 5);
+ELFLOADER_WORD(Dwarf2Cie, instructions, 6);
+ELFLOADER_BEHIND(Dwarf2Cie, next, offset);
+ELFLOADER_BEHIND(Dwarf2Cie, offset, codeAlignment);
+ELFLOADER_BEHIND(Dwarf2Cie, codeAlignment, dataAlignment);
+ELFLOADER_BEHIND(Dwarf2Cie, dataAlignment, returnRegister);
+ELFLOADER_BEHIND(Dwarf2Cie, returnRegister, instructionLength);
+ELFLOADER_BEHIND(Dwarf2Cie, instructionLength, instructions);
+static_assert(sizeof(void*) != 4 || sizeof(Dwarf2Cie) == 28, "Dwarf2Cie");
+
+ELFLOADER_WORD(Dwarf2Fde, next, 0);
+ELFLOADER_WORD(Dwarf2Fde, cie, 1);
+ELFLOADER_WORD(Dwarf2Fde, lowPc, 2);
+ELFLOADER_WORD(Dwarf2Fde, highPc, 3);
+ELFLOADER_WORD(Dwarf2Fde, instructionLength, 4);
+ELFLOADER_WORD(Dwarf2Fde, instructions, 5);
+ELFLOADER_BEHIND(Dwarf2Fde, next, cie);
+ELFLOADER_BEHIND(Dwarf2Fde, cie, lowPc);
+ELFLOADER_BEHIND(Dwarf2Fde, lowPc, highPc);
+ELFLOADER_BEHIND(Dwarf2Fde, highPc, instructionLength);
+ELFLOADER_BEHIND(Dwarf2Fde, instructionLength, instructions);
+static_assert(sizeof(void*) != 4 || sizeof(Dwarf2Fde) == 24, "Dwarf2Fde");
+// clang-format on
