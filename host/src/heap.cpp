@@ -1,0 +1,196 @@
+// Heaps: a pointer moves through blocks that double in size, so that a thousand small heaps cost little and a big one
+// takes few blocks. Nothing is freed before the heap is.
+#include "tarnixcore/heap.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <new>
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define TARNIX_ASAN 1
+#endif
+#elif defined(__SANITIZE_ADDRESS__)
+#define TARNIX_ASAN 1
+#endif
+
+#ifdef TARNIX_ASAN
+#include <sanitizer/asan_interface.h>
+#endif
+
+namespace {
+
+constexpr size_t ALIGNMENT = alignof(std::max_align_t);
+constexpr size_t FIRST_BLOCK = 2048;        // bytes, the heap's own record included
+constexpr size_t LARGEST_BLOCK = 1U << 20;  // bytes; bigger requests get a block of their own
+
+#ifdef TARNIX_ASAN
+constexpr size_t RED_ZONE = ALIGNMENT;  // between two pieces, so that the sanitizer sees a step from one to the next
+#else
+constexpr size_t RED_ZONE = 0;
+#endif
+
+constexpr size_t RoundUp(size_t size) {
+  return (size + ALIGNMENT - 1) & ~(ALIGNMENT - 1);
+}
+constexpr size_t RoundDown(size_t size) {
+  return size & ~(ALIGNMENT - 1);
+}
+
+struct alignas(ALIGNMENT) Block {
+  Block* next;
+};
+
+size_t ceilingOfNewHeaps = size_t{1} << 30;
+size_t liveHeaps = 0;
+size_t callsUntilFailure = 0;  // 0: no call fails on purpose
+
+bool FailsOnPurpose() {
+  if (callsUntilFailure > 1) {
+    --callsUntilFailure;
+    return false;
+  }
+  return true;
+}
+
+void Poison([[maybe_unused]] char* from, [[maybe_unused]] size_t size) {
+#ifdef TARNIX_ASAN
+  ASAN_POISON_MEMORY_REGION(from, size);
+#endif
+}
+
+void Unpoison([[maybe_unused]] char* from, [[maybe_unused]] size_t size) {
+#ifdef TARNIX_ASAN
+  ASAN_UNPOISON_MEMORY_REGION(from, size);
+#endif
+}
+
+}  // namespace
+
+struct alignas(ALIGNMENT) mem_desc {
+  char* cursor;       // the next piece; aligned
+  char* end;          // of what may be given out without asking: the block's end or the ceiling; aligned
+  char* start;        // of the current block's pieces
+  char* blockEnd;     // aligned
+  Block* blocks;      // all but the first, which this record begins
+  size_t nextBlock;   // bytes of the next block
+  size_t usedBefore;  // bytes given out from other blocks than the current one
+  size_t ceiling;
+
+  size_t Used() const { return usedBefore + static_cast<size_t>(cursor - start); }
+
+  // Lets `end` be no further than the ceiling allows.
+  void BoundEnd() {
+    const size_t left = std::min(static_cast<size_t>(blockEnd - cursor), RoundDown(ceiling - Used()));
+    end = cursor + left;
+  }
+
+  char* AddBlock(size_t size) {
+    auto* block = static_cast<Block*>(std::malloc(sizeof(Block) + size));
+    if (block == nullptr) {
+      return nullptr;
+    }
+    block->next = blocks;
+    blocks = block;
+    char* pieces = reinterpret_cast<char*>(block + 1);
+    Poison(pieces, size);
+    return pieces;
+  }
+
+  void* GetFromNewBlock(size_t size);
+};
+
+// `size` is not 0 and does not fit in what is left of the current block.
+void* mem_desc::GetFromNewBlock(size_t size) {
+  const size_t left = ceiling - Used();
+  if (size > left || RoundUp(size) + RED_ZONE > left) {
+    return nullptr;
+  }
+  const size_t piece = RoundUp(size) + RED_ZONE;
+  if (piece > nextBlock / 4) {  // a block of its own: the current block goes on
+    char* memory = AddBlock(piece);
+    if (memory != nullptr) {
+      usedBefore += piece;
+      BoundEnd();
+      Unpoison(memory, size);
+    }
+    return memory;
+  }
+  char* memory = AddBlock(nextBlock);
+  if (memory == nullptr) {
+    return nullptr;
+  }
+  usedBefore = Used();
+  start = memory;
+  cursor = memory + piece;
+  blockEnd = memory + nextBlock;
+  BoundEnd();
+  nextBlock = std::min(nextBlock * 2, LARGEST_BLOCK);
+  Unpoison(memory, size);
+  return memory;
+}
+
+mem_desc* HEAP_Create(int /*reserved1*/, int /*reserved2*/, int /*reserved3*/) {
+  if (callsUntilFailure != 0 && FailsOnPurpose()) {
+    return nullptr;
+  }
+  void* memory = std::malloc(FIRST_BLOCK);
+  if (memory == nullptr) {
+    return nullptr;
+  }
+  auto* heap = new (memory) mem_desc{};
+  heap->start = reinterpret_cast<char*>(heap + 1);
+  heap->cursor = heap->start;
+  heap->blockEnd = static_cast<char*>(memory) + FIRST_BLOCK;
+  heap->nextBlock = FIRST_BLOCK * 2;
+  heap->ceiling = ceilingOfNewHeaps;
+  heap->BoundEnd();
+  Poison(heap->start, static_cast<size_t>(heap->blockEnd - heap->start));
+  ++liveHeaps;
+  return heap;
+}
+
+void* HEAP_Get(mem_desc* heap, size_t size) {
+  if (callsUntilFailure != 0 && FailsOnPurpose()) {
+    return nullptr;
+  }
+  size += size == 0 ? 1 : 0;
+  const auto left = static_cast<size_t>(heap->end - heap->cursor);
+  if (size > left || RoundUp(size) + RED_ZONE > left) {  // the first test keeps the rounding from wrapping
+    return heap->GetFromNewBlock(size);
+  }
+  char* piece = heap->cursor;
+  heap->cursor = piece + RoundUp(size) + RED_ZONE;
+  Unpoison(piece, size);
+  return piece;
+}
+
+mem_desc* HEAP_Release(mem_desc* heap) {
+  if (heap == nullptr) {
+    return nullptr;
+  }
+  for (Block* block = heap->blocks; block != nullptr;) {
+    Block* next = block->next;
+    std::free(block);
+    block = next;
+  }
+  std::free(heap);
+  --liveHeaps;
+  return nullptr;
+}
+
+size_t HEAP_BytesUsed(const mem_desc* heap) {
+  return heap->Used();
+}
+
+void HEAP_SetCeiling(size_t bytes) {
+  ceilingOfNewHeaps = bytes;
+}
+
+size_t HEAP_LiveCount() {
+  return liveHeaps;
+}
+
+void HEAP_FailFrom(size_t call) {
+  callsUntilFailure = call;
+}

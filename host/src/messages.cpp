@@ -1,0 +1,79 @@
+// What goes to the user: to the handlers of the host program, or to standard error.
+#include "tarnixcore/messages.h"
+
+#include <cstdio>
+#include <string>
+
+#include "tarnixcore/host_program.h"
+
+namespace {
+
+HostHandlers handlers;
+std::string absFileDir;
+
+const char* OrEmpty(const char* text) {
+  return text != nullptr ? text : "";
+}
+
+}  // namespace
+
+HostHandlers HOST_SetHandlers(const HostHandlers& newHandlers) {
+  const HostHandlers before = handlers;
+  handlers = newHandlers;
+  return before;
+}
+
+const char* HOST_AbsFileDir() {
+  return absFileDir.c_str();
+}
+
+void SetAbsFileDir(const char* directory) {
+  try {
+    absFileDir = OrEmpty(directory);
+  } catch (...) {
+    absFileDir.clear();
+  }
+}
+
+void DB_Message(const char* text) {
+  if (handlers.message != nullptr) {
+    handlers.message(handlers.context, OrEmpty(text));
+  } else {
+    std::fprintf(stderr, "%s\n", OrEmpty(text));
+  }
+}
+
+#if !defined(_WIN32)
+int MessageBoxA(void* /*owner*/, const char* text, const char* caption, unsigned style) {
+  if (handlers.messageBox != nullptr) {
+    return handlers.messageBox(handlers.context, OrEmpty(text), OrEmpty(caption), style);
+  }
+  std::fprintf(stderr, "%s: %s\n", OrEmpty(caption), OrEmpty(text));
+  return IDOK;
+}
+#endif
+
+void DLG_CreateLoadProgressDlg(const char* title, unsigned long total) {
+  if (handlers.progressCreate != nullptr) {
+    handlers.progressCreate(handlers.context, OrEmpty(title), total);
+  }
+}
+
+int DLG_SetLoadProgress(unsigned long count) {
+  return handlers.progressSet != nullptr ? handlers.progressSet(handlers.context, count) : 1;
+}
+
+void DLG_CloseLoadProgress() {
+  if (handlers.progressClose != nullptr) {
+    handlers.progressClose(handlers.context);
+  }
+}
+
+void DisplayVersionInfo(const char* name, unsigned long version, const char* text) {
+  if (handlers.versionInfo != nullptr) {
+    handlers.versionInfo(handlers.context, OrEmpty(name), version, OrEmpty(text));
+  } else {
+    std::fprintf(stderr, "%s %lu.%lu.%lu%s\n", OrEmpty(name), (version >> 24) & 0xFF, (version >> 16) & 0xFF,
+                 version & 0xFFFF, OrEmpty(text));
+  }
+}

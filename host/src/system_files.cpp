@@ -1,0 +1,76 @@
+#include "system_files.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <system_error>
+
+#if defined(_WIN32)
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace {
+
+#if defined(_WIN32)
+using FileStatus = struct _stat64;
+int StatusOfHandle(int handle, FileStatus* status) {
+  return _fstat64(handle, status);
+}
+int OpenToRead(const char* path) {
+  return _open(path, _O_RDONLY | _O_BINARY | _O_NOINHERIT);
+}
+int CloseHandleOfFile(int handle) {
+  return _close(handle);
+}
+bool IsRegular(const FileStatus& status) {
+  return (status.st_mode & _S_IFMT) == _S_IFREG;
+}
+#else
+using FileStatus = struct stat;
+int StatusOfHandle(int handle, FileStatus* status) {
+  return fstat(handle, status);
+}
+// A pipe without a writer must not block the search; regular files know no such wait.
+int OpenToRead(const char* path) {
+  return open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+}
+int CloseHandleOfFile(int handle) {
+  return close(handle);
+}
+bool IsRegular(const FileStatus& status) {
+  return S_ISREG(status.st_mode);
+}
+#endif
+
+}  // namespace
+
+int OpenRegularFile(const char* path) {
+  const int handle = OpenToRead(path);
+  if (handle == -1) {
+    return -1;
+  }
+  FileStatus status{};
+  if (StatusOfHandle(handle, &status) != 0 || !IsRegular(status)) {
+    CloseHandleOfFile(handle);
+    return -1;
+  }
+  return handle;
+}
+
+int CloseFile(int handle) {
+  return CloseHandleOfFile(handle);
+}
+
+uint32_t FileModificationTime(int handle) {
+  FileStatus status{};
+  return StatusOfHandle(handle, &status) == 0 ? static_cast<uint32_t>(status.st_mtime) : 0;
+}
+
+std::string WorkingDirectory() {
+  std::error_code error;
+  const std::filesystem::path directory = std::filesystem::current_path(error);
+  return error ? std::string() : directory.string();
+}

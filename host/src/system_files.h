@@ -1,0 +1,24 @@
+// The few calls of the operating system that the library needs, in one place.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+// Separates the directories of a path list.
+#if defined(_WIN32)
+constexpr char PATH_LIST_SEPARATOR = ';';
+#else
+constexpr char PATH_LIST_SEPARATOR = ':';
+#endif
+
+// Opens a regular file for reading, in binary. -1 for anything else: a folder, a pipe and a device are not opened.
+int OpenRegularFile(const char* path);
+
+// 0 when closed.
+int CloseFile(int handle);
+
+// In seconds, as `st_mtime`; 0 when it cannot be told.
+uint32_t FileModificationTime(int handle);
+
+// Without a trailing separator unless it is a root; empty when it cannot be told.
+std::string WorkingDirectory();
