@@ -54,7 +54,8 @@ std::string JoinNames(std::string_view directory, std::string_view name, std::st
   if (!directory.empty() && !IsAbsolute(name)) {
     joined = directory;
     if (!IsSeparator(directory.back())) {
-      const bool backslashes = directory.find('\\') != directory.npos && directory.find('/') == directory.npos;
+      const bool backslashes =
+          directory.find('\\') != std::string_view::npos && directory.find('/') == std::string_view::npos;
       joined += backslashes ? '\\' : '/';
     }
   }
@@ -101,12 +102,12 @@ void FE_SplitFileName(const char* path, char* directory, char* name, char* exten
   const size_t separator = all.find_last_of("/\\");
   size_t directoryEnd = drive;
   size_t nameBegin = drive;
-  if (separator != all.npos) {
+  if (separator != std::string_view::npos) {
     nameBegin = separator + 1;
     directoryEnd = separator == 0 || separator == drive ? separator + 1 : separator;
   }
   size_t dot = all.rfind('.');
-  if (dot == all.npos || dot < nameBegin) {
+  if (dot == std::string_view::npos || dot < nameBegin) {
     dot = all.size();
   }
   // An output may be the buffer that `path` is in, so all three parts are taken before one is written.

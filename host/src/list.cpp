@@ -58,11 +58,14 @@ Node* Behind(const L_list* list, const Node* node, int level) {
 Place FindSortedPlace(const L_list* list, L_Compare compare, const void* data) {
   Place place;
   Node* node = nullptr;
+  const Node* after = nullptr;  // found to stand behind the place: a lower level meets it again
   for (int level = list->levels - 1; level >= 0; --level) {
-    for (Node* next = Behind(list, node, level); next != nullptr && compare(next->data, data) == 1;
-         next = next->next[level]) {
+    Node* next = Behind(list, node, level);
+    while (next != after && compare(next->data, data) == 1) {
       node = next;
+      next = next->next[level];
     }
+    after = next;
     place.behind[level] = node;
   }
   return place;
@@ -90,7 +93,7 @@ Place FindPlace(const L_list* list, int mode, L_Compare compare, const void* dat
 
 int InsertAt(L_list* list, Place* place, void* data) {
   const int height = DrawHeight(list);
-  void* memory = Allocate(list->heap, sizeof(Node) + sizeof(Node*) * static_cast<size_t>(height - 1));
+  void* memory = Allocate(list->heap, sizeof(Node) + sizeof(void*) * static_cast<size_t>(height - 1));
   if (memory == nullptr) {
     return 0;
   }

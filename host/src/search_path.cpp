@@ -69,7 +69,7 @@ int Search(std::string_view name, char* found, int pathClass) {
     if (inDirectory != -1) {
       return inDirectory;
     }
-    rest.remove_prefix(end == rest.npos ? rest.size() : end + 1);
+    rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
   }
   return -1;
 }

@@ -1,0 +1,10 @@
+# GTest::gtest_main, from the packaged library or, for a target that the package is not built for, from its sources.
+find_package(GTest QUIET)
+if(NOT GTest_FOUND)
+  set(INSTALL_GTEST OFF)
+  set(BUILD_GMOCK OFF)
+  set(gtest_force_shared_crt ON)
+  add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+  target_compile_options(gtest PRIVATE -w)
+endif()
+include(GoogleTest)

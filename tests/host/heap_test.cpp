@@ -1,0 +1,116 @@
+#include "tarnixcore/heap.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <vector>
+
+namespace {
+
+class Heap : public testing::Test {
+ protected:
+  ~Heap() override {
+    HEAP_FailFrom(0);
+    HEAP_SetCeiling(size_t{1} << 30);
+  }
+  // As many pieces of that size as the heap gives, at most `limit`.
+  static size_t Drain(mem_desc* heap, size_t size, size_t limit) {
+    size_t count = 0;
+    while (count < limit && HEAP_Get(heap, size) != nullptr) {
+      ++count;
+    }
+    return count;
+  }
+};
+
+TEST_F(Heap, PiecesAreAlignedApartAndKeepTheirBytes) {
+  std::mt19937 random(1);
+  mem_desc* heap = HEAP_Create(0, 0, 0);
+  struct Piece {
+    unsigned char* bytes;
+    size_t size;
+  };
+  std::vector<Piece> pieces;
+  size_t total = 0;
+  for (int i = 0; i < 20000; ++i) {
+    const size_t size = i % 1000 == 999 ? 3000000 : random() % (i % 50 == 49 ? 9000 : 90);  // 0 among them
+    auto* bytes = static_cast<unsigned char*>(HEAP_Get(heap, size));
+    ASSERT_NE(bytes, nullptr);
+    ASSERT_EQ(reinterpret_cast<uintptr_t>(bytes) % alignof(std::max_align_t), 0u);
+    std::memset(bytes, i & 0xFF, size);
+    pieces.push_back({bytes, size});
+    total += size;
+    ASSERT_GE(HEAP_BytesUsed(heap), total);
+  }
+  for (size_t i = 0; i < pieces.size(); ++i) {
+    for (size_t at = 0; at < pieces[i].size; ++at) {
+      ASSERT_EQ(pieces[i].bytes[at], i & 0xFF) << "piece " << i << " byte " << at;
+    }
+  }
+  EXPECT_NE(HEAP_Get(heap, 0), HEAP_Get(heap, 0));
+  EXPECT_EQ(HEAP_Release(heap), nullptr);
+  EXPECT_EQ(HEAP_Release(nullptr), nullptr);
+}
+
+TEST_F(Heap, CeilingBoundsWhatIsGivenOut) {
+  for (const size_t ceiling : {0u, 16u, 1000u, 4096u, 100000u, 5000000u}) {
+    for (const size_t size : {1u, 16u, 40u, 700u, 3000u, 2000000u}) {
+      HEAP_SetCeiling(ceiling);
+      mem_desc* heap = HEAP_Create(0, 0, 0);
+      ASSERT_NE(heap, nullptr);
+      HEAP_SetCeiling(1);  // holds for later heaps only
+      const size_t count = Drain(heap, size, ceiling + 1);
+      EXPECT_LE(count * size, ceiling);
+      EXPECT_LE(HEAP_BytesUsed(heap), ceiling);
+      if (count > 0) {  // nothing is left unused that would have held another piece
+        EXPECT_GT(HEAP_BytesUsed(heap) + HEAP_BytesUsed(heap) / count, ceiling) << ceiling << ' ' << size;
+      }
+      HEAP_Release(heap);
+    }
+  }
+}
+
+TEST_F(Heap, RefusalLeavesTheHeapUsable) {
+  HEAP_SetCeiling(10000);
+  mem_desc* heap = HEAP_Create(0, 0, 0);
+  for (const size_t size : {size_t{10001}, SIZE_MAX, SIZE_MAX - 1, SIZE_MAX - 15, SIZE_MAX - 100, SIZE_MAX / 2 + 1}) {
+    EXPECT_EQ(HEAP_Get(heap, size), nullptr) << size;
+  }
+  EXPECT_EQ(HEAP_BytesUsed(heap), 0u);
+  EXPECT_NE(HEAP_Get(heap, 5000), nullptr);
+  EXPECT_EQ(HEAP_Get(heap, 5000), nullptr);
+  EXPECT_NE(HEAP_Get(heap, 4000), nullptr);
+  HEAP_Release(heap);
+}
+
+TEST_F(Heap, FailsFromTheGivenCallOn) {
+  const size_t live = HEAP_LiveCount();
+  HEAP_FailFrom(3);
+  mem_desc* heap = HEAP_Create(0, 0, 0);
+  ASSERT_NE(heap, nullptr);
+  EXPECT_EQ(HEAP_LiveCount(), live + 1);
+  EXPECT_NE(HEAP_Get(heap, 8), nullptr);
+  for (int call = 0; call < 3; ++call) {
+    EXPECT_EQ(HEAP_Get(heap, 8), nullptr);
+    EXPECT_EQ(HEAP_Create(0, 0, 0), nullptr);
+  }
+  HEAP_FailFrom(1);
+  EXPECT_EQ(HEAP_Get(heap, 8), nullptr);
+  HEAP_FailFrom(0);
+  EXPECT_NE(HEAP_Get(heap, 8), nullptr);
+  HEAP_Release(heap);
+  EXPECT_EQ(HEAP_LiveCount(), live);
+}
+
+#if defined(__SANITIZE_ADDRESS__)
+TEST_F(Heap, SanitizerSeesAStepBehindAPiece) {
+  mem_desc* heap = HEAP_Create(0, 0, 0);
+  auto* piece = static_cast<volatile char*>(HEAP_Get(heap, 16));
+  HEAP_Get(heap, 16);
+  EXPECT_DEATH(piece[16] = 1, "use-after-poison");
+  HEAP_Release(heap);
+}
+#endif
+
+}  // namespace
