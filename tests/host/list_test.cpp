@@ -94,10 +94,8 @@ TEST(List, SortedInsertionIsStableAndCostsNLogN) {
     }
     EXPECT_LT(static_cast<double>(comparisons), 3.0 * COUNT * std::log2(COUNT));
     std::stable_sort(items.begin(), items.end(), [](const Item& a, const Item& b) { return a.key < b.key; });
-    Numbers order;
-    for (const Item& item : items) {
-      order.push_back(item.number);
-    }
+    Numbers order(COUNT);
+    std::transform(items.begin(), items.end(), order.begin(), [](const Item& item) { return item.number; });
     // The records were moved by the sort, so the list now shows the numbers at their old places.
     Numbers places;
     for (void* data = L_First(list); data != nullptr; data = L_Next(list)) {

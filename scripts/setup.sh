@@ -1,0 +1,42 @@
+#!/usr/bin/env bash
+# Installs what is missing of the Debian packages that a task needs. Asks for nothing; does nothing when all is there.
+#
+#   scripts/setup.sh [test|check]    test (default): to build and to test; check: what .ci/run needs as well
+set -euo pipefail
+
+packages=(
+  cmake
+  g++
+  g++-multilib
+  googletest
+  libcli11-dev
+  libelf-dev
+  libfmt-dev
+  libgtest-dev
+  ninja-build
+  rapidjson-dev
+)
+case "${1:-test}" in
+  test) ;;
+  check) packages+=(clang-14 clang-format-14 clang-tidy-14) ;;
+  *) echo "usage: scripts/setup.sh [test|check]" >&2; exit 2 ;;
+esac
+
+missing=()
+for package in "${packages[@]}"; do
+  status=$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null || true)
+  [ "$status" = installed ] || missing+=("$package")
+done
+[ ${#missing[@]} -gt 0 ] || exit 0
+
+as_root=()
+if [ "$(id -u)" -ne 0 ]; then
+  if ! command -v sudo >/dev/null; then
+    echo "Please install these packages as root: ${missing[*]}" >&2
+    exit 1
+  fi
+  as_root=(sudo)
+fi
+echo "Installing ${missing[*]}"
+"${as_root[@]}" apt-get update -qq
+"${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -qq -y --no-install-recommends "${missing[@]}"
