@@ -8,9 +8,7 @@
 #pragma once
 
 #include <cstdint>
-#include <cstring>
 #include <memory>
-#include <vector>
 
 class ElfStream {
  public:
@@ -56,23 +54,31 @@ class ElfStream {
   uint32_t BytesInBlock() const { return static_cast<uint32_t>(end_ - next_); }
   void Take(uint32_t count) { next_ += count; }
 
-  // Reads up to `count` bytes; what lies behind the end of the file is left as it was.
-  void Read(void* buffer, uint32_t count);
+  // Whether the file has no byte at the position, so that what is read there is not the file's.
+  bool AtEnd() {
+    if (next_ == end_) {
+      SeekOutside(Position());
+    }
+    return next_ == end_;
+  }
+
+  // Reads up to `count` bytes and gives their number; what lies behind the end of the file is left as it was.
+  uint32_t Read(void* buffer, uint32_t count);
 
  private:
   struct Block {
-    uint32_t number = 0;
-    uint32_t length = 0;
-    bool used = false;
-    std::unique_ptr<uint8_t[]> bytes;
+    uint8_t* bytes;
+    uint32_t number;
+    uint32_t length;  // BLOCK_SIZE, less in the last block and where the file has shrunk
+    uint32_t used;    // since the clock hand came by last
   };
 
   ElfStream() = default;
   void SeekOutside(uint64_t position);
   uint8_t ByteOfNextBlock();
-  Block* FindBlock(uint64_t number);
+  bool MakeTables();
+  const Block* LoadedBlock(uint64_t number);
   Block* BlockToFill();
-  uint32_t ReadFile(uint64_t offset, uint8_t* buffer, uint32_t count) const;
 
   // The window: the loaded part of the current block, or nothing at a position that no block backs.
   const uint8_t* window_ = nullptr;
@@ -83,7 +89,9 @@ class ElfStream {
   int64_t size_ = -1;
   uint32_t modificationTime_ = 0;
   int descriptor_ = -1;
-  std::vector<Block> blocks_;         // loaded blocks, up to a limit
-  std::vector<uint32_t> blockIndex_;  // by block number: index in blocks_ plus 1, or 0
-  size_t clockHand_ = 0;              // next block to be considered for replacement
+  uint32_t* blockIndex_ = nullptr;  // by block number: index in blocks_ plus 1, or 0
+  uint32_t fileBlocks_ = 0;         // entries of blockIndex_
+  Block* blocks_ = nullptr;         // loaded blocks, up to a limit
+  uint32_t blockCount_ = 0;
+  uint32_t clockHand_ = 0;  // next block to be considered for replacement
 };

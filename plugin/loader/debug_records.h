@@ -121,11 +121,16 @@ struct DescVar {
 
 // A location expression and the addresses for which it holds: 0 to 0xFFFFFFFF for a single expression, except in a
 // DWARF 1 lexical block, where it is the block's range.
+//
+// The zeros behind an expression end it for a consumer that walks its operations, and back the operands of a last
+// operation that the file cuts short.
+constexpr uint32_t EXPRESSION_PADDING = 17;
+
 struct DescLocation {
   DescLocation* next;
   uint32_t lowPc;
   uint32_t highPc;
-  uint8_t* expression;  // the file's bytes and one byte 0; the length is not stored
+  uint8_t* expression;  // the file's bytes and EXPRESSION_PADDING bytes 0; the length is not stored
 };
 
 enum DescTypeKind : uint32_t {
