@@ -1,0 +1,123 @@
+#include "dwarf2/abbreviations.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "dwarf2/forms.h"
+
+const AbbrevEntry missingAbbreviation = {
+    .next = nullptr,
+    .code = 0,
+    .tag = TAG_MISSING_ABBREVIATION,
+    .hasChildren = 0,
+    .attributeCount = 0,
+    .attributes = nullptr,
+};
+
+namespace {
+
+template <typename Record>
+Record* NewArray(mem_desc* heap, uint32_t count) {
+  auto* records = static_cast<Record*>(HEAP_Get(heap, count * sizeof(Record)));
+  if (records == nullptr) {
+    Fail("no memory for abbreviations");
+    return nullptr;
+  }
+  std::memset(static_cast<void*>(records), 0, count * sizeof(Record));
+  return records;
+}
+
+// Reads pairs through the one whose attribute or form is 0 (the published rule is that both are).
+bool ReadAttributePairs(ElfImage* image, mem_desc* heap, AbbrevEntry* entry) {
+  AbbrevAttribute pairs[MAX_ABBREV_PAIRS];
+  uint32_t count = 0;
+  do {
+    if (count == MAX_ABBREV_PAIRS) {
+      Fail("abbreviation %u has too many attributes", static_cast<unsigned>(entry->code));
+      return false;
+    }
+    pairs[count].attribute = ReadUleb(image);
+    pairs[count].form = ReadUleb(image);
+    ++count;
+  } while (pairs[count - 1].attribute != 0 && pairs[count - 1].form != 0);
+  entry->attributes = NewArray<AbbrevAttribute>(heap, count);
+  if (dwarf2State.failed != 0) {
+    return false;
+  }
+  std::copy_n(pairs, count, entry->attributes);
+  entry->attributeCount = static_cast<int32_t>(count) - 1;
+  return true;
+}
+
+bool ReadDeclaration(ElfImage* image, mem_desc* heap, AbbrevTable* table, uint32_t code) {
+  auto* entry = NewArray<AbbrevEntry>(heap, 1);
+  if (entry == nullptr) {
+    return false;
+  }
+  entry->code = code;
+  entry->tag = ReadUleb(image);
+  entry->hasChildren = ReadU8(image) == DW_CHILDREN_yes ? 1 : 0;
+  AbbrevEntry** bucket = &table->buckets[code % ABBREV_BUCKETS];
+  entry->next = *bucket;
+  *bucket = entry;
+  return ReadAttributePairs(image, heap, entry);
+}
+
+// Makes the array for small codes: as large as the declarations are many, a little room for gaps left.
+bool MakeDenseTable(mem_desc* heap, AbbrevTable* table, uint32_t declarations, uint32_t maxCode) {
+  const uint32_t limit = declarations + declarations / 2 + 16;
+  const uint32_t count = std::min(maxCode, limit) + 1;
+  table->dense = NewArray<AbbrevEntry*>(heap, count);
+  if (table->dense == nullptr) {
+    return false;
+  }
+  table->denseCount = count;
+  for (AbbrevEntry* bucket : table->buckets) {
+    for (AbbrevEntry* entry = bucket; entry != nullptr; entry = entry->next) {
+      if (entry->code < count && table->dense[entry->code] == nullptr) {
+        table->dense[entry->code] = entry;
+      }
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+AbbrevTable* ReadAbbreviations(ElfImage* image, mem_desc* heap, uint32_t offset) {
+  auto* table = NewArray<AbbrevTable>(heap, 1);
+  if (table == nullptr) {
+    return nullptr;
+  }
+  SeekTo(image, dwarf2State.sections.abbrev, offset);
+  uint32_t declarations = 0;
+  uint32_t maxCode = 0;
+  while (dwarf2State.failed == 0) {
+    const uint32_t code = ReadUleb(image);  // over-long reads as 0, and ends the list as 0 does
+    if (code == 0) {
+      break;
+    }
+    if (!ReadDeclaration(image, heap, table, code)) {
+      return nullptr;
+    }
+    ++declarations;
+    maxCode = std::max(maxCode, code);
+  }
+  if (dwarf2State.failed != 0 || !MakeDenseTable(heap, table, declarations, maxCode)) {
+    return nullptr;
+  }
+  return table;
+}
+
+const AbbrevEntry* FindAbbreviationInBuckets(uint32_t code) {
+  if (dwarf2State.abbrevs != nullptr) {
+    for (const AbbrevEntry* entry = dwarf2State.abbrevs->buckets[code % ABBREV_BUCKETS]; entry != nullptr;
+         entry = entry->next) {
+      if (entry->code == code) {
+        return entry;
+      }
+    }
+  }
+  Fail("no abbreviation %u", static_cast<unsigned>(code));
+  return &missingAbbreviation;
+}

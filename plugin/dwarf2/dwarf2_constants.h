@@ -1,0 +1,124 @@
+// Codes of DWARF 2 that the reader knows, in the published spelling.
+#pragma once
+
+#include <cstdint>
+
+// clang-format off
+enum DwarfForm : uint32_t {
+  DW_FORM_addr      = 0x01,  // addressSize bytes; 0x02 is unassigned
+  DW_FORM_block2    = 0x03,  // 2-byte length, then that many bytes
+  DW_FORM_block4    = 0x04,  // 4-byte length, then that many bytes
+  DW_FORM_data2     = 0x05,
+  DW_FORM_data4     = 0x06,
+  DW_FORM_data8     = 0x07,
+  DW_FORM_string    = 0x08,  // bytes through the terminating NUL
+  DW_FORM_block     = 0x09,  // ULEB128 length, then that many bytes
+  DW_FORM_block1    = 0x0A,  // 1-byte length, then that many bytes
+  DW_FORM_data1     = 0x0B,
+  DW_FORM_flag      = 0x0C,  // 1 byte
+  DW_FORM_sdata     = 0x0D,  // SLEB128
+  DW_FORM_strp      = 0x0E,  // 4-byte offset in .debug_str
+  DW_FORM_udata     = 0x0F,  // ULEB128
+  DW_FORM_ref_addr  = 0x10,  // addressSize bytes, offset in .debug_info
+  DW_FORM_ref1      = 0x11,  // offsets from the unit header from here on
+  DW_FORM_ref2      = 0x12,
+  DW_FORM_ref4      = 0x13,
+  DW_FORM_ref8      = 0x14,
+  DW_FORM_ref_udata = 0x15,
+  DW_FORM_indirect  = 0x16,  // ULEB128 form code, then a value of that form
+};
+
+enum DwarfTag : uint32_t {
+  DW_TAG_array_type             = 0x01,
+  DW_TAG_class_type             = 0x02,
+  DW_TAG_enumeration_type       = 0x04,
+  DW_TAG_formal_parameter       = 0x05,
+  DW_TAG_label                  = 0x0A,
+  DW_TAG_member                 = 0x0D,
+  DW_TAG_pointer_type           = 0x0F,
+  DW_TAG_reference_type         = 0x10,
+  DW_TAG_compile_unit           = 0x11,
+  DW_TAG_structure_type         = 0x13,
+  DW_TAG_subroutine_type        = 0x15,
+  DW_TAG_typedef                = 0x16,
+  DW_TAG_union_type             = 0x17,
+  DW_TAG_unspecified_parameters = 0x18,
+  DW_TAG_inheritance            = 0x1C,
+  DW_TAG_subrange_type          = 0x21,
+  DW_TAG_base_type              = 0x24,
+  DW_TAG_const_type             = 0x26,
+  DW_TAG_enumerator             = 0x28,
+  DW_TAG_subprogram             = 0x2E,
+  DW_TAG_variable               = 0x34,
+  DW_TAG_volatile_type          = 0x35,
+
+  TAG_MISSING_ABBREVIATION      = 0x36,    // one above the last tag of DWARF 2
+  TAG_VENDOR_CODE_MARK          = 0x6871,  // vendor: marks an address inside a procedure
+};
+
+enum DwarfAttribute : uint32_t {
+  DW_AT_location             = 0x02,
+  DW_AT_name                 = 0x03,
+  DW_AT_byte_size            = 0x0B,
+  DW_AT_bit_offset           = 0x0C,
+  DW_AT_bit_size             = 0x0D,
+  DW_AT_stmt_list            = 0x10,
+  DW_AT_low_pc               = 0x11,
+  DW_AT_high_pc              = 0x12,
+  DW_AT_language             = 0x13,
+  DW_AT_comp_dir             = 0x1B,
+  DW_AT_const_value          = 0x1C,
+  DW_AT_lower_bound          = 0x22,
+  DW_AT_producer             = 0x25,
+  DW_AT_prototyped           = 0x27,
+  DW_AT_return_addr          = 0x2A,
+  DW_AT_stride_size          = 0x2E,
+  DW_AT_upper_bound          = 0x2F,
+  DW_AT_address_class        = 0x33,
+  DW_AT_calling_convention   = 0x36,
+  DW_AT_data_member_location = 0x38,
+  DW_AT_encoding             = 0x3E,
+  DW_AT_frame_base           = 0x40,
+  DW_AT_segment              = 0x46,
+  DW_AT_specification        = 0x47,
+  DW_AT_type                 = 0x49,
+};
+
+enum DwarfChildren : uint8_t { DW_CHILDREN_no = 0, DW_CHILDREN_yes = 1 };
+
+enum DwarfEncoding : uint32_t {
+  DW_ATE_address       = 1,
+  DW_ATE_boolean       = 2,
+  DW_ATE_complex_float = 3,
+  DW_ATE_float         = 4,
+  DW_ATE_signed        = 5,
+  DW_ATE_signed_char   = 6,
+  DW_ATE_unsigned      = 7,
+  DW_ATE_unsigned_char = 8,
+};
+
+enum DwarfCallingConvention : uint32_t {
+  DW_CC_normal  = 1,
+  DW_CC_program = 2,
+  DW_CC_nocall  = 3,
+  DW_CC_lo_user = 0x40,  // a vendor's code here
+};
+
+enum DwarfLineStandardOpcode : uint8_t {
+  DW_LNS_copy             = 1,
+  DW_LNS_advance_pc       = 2,
+  DW_LNS_advance_line     = 3,
+  DW_LNS_set_file         = 4,
+  DW_LNS_set_column       = 5,
+  DW_LNS_negate_stmt      = 6,
+  DW_LNS_set_basic_block  = 7,
+  DW_LNS_const_add_pc     = 8,
+  DW_LNS_fixed_advance_pc = 9,
+};
+
+enum DwarfLineExtendedOpcode : uint8_t {
+  DW_LNE_end_sequence = 1,
+  DW_LNE_set_address  = 2,
+  DW_LNE_define_file  = 3,
+};
+// clang-format on

@@ -1,0 +1,55 @@
+// An index beside a list: from a 32-bit hash to the records that have it, so that a look-up costs no walk.
+//
+// Lives in the process's memory for the length of one fill, not in a host heap. Records are never taken out one by one.
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+
+class HashIndex {
+ public:
+  HashIndex() = default;
+  HashIndex(const HashIndex&) = delete;
+  HashIndex& operator=(const HashIndex&) = delete;
+  ~HashIndex() { Clear(); }
+
+  // False when there is no memory; the index then is as it was.
+  bool Insert(uint32_t hash, void* record);
+
+  // The record of that hash for which `matches(record)` holds, or null.
+  template <typename Record, typename Matches>
+  Record* Find(uint32_t hash, Matches matches) const {
+    if (count_ == 0) {
+      return nullptr;
+    }
+    for (uint32_t slot = Spread(hash) & mask_;; slot = (slot + 1) & mask_) {
+      if (slots_[slot].record == nullptr) {
+        return nullptr;
+      }
+      auto* record = static_cast<Record*>(slots_[slot].record);
+      if (slots_[slot].hash == hash && matches(record)) {
+        return record;
+      }
+    }
+  }
+
+  uint32_t Count() const { return count_; }
+  void Clear();
+
+ private:
+  struct Slot {
+    void* record;
+    uint32_t hash;
+  };
+
+  // Entry offsets come in rising order with even steps: a multiplication spreads them over the table.
+  static uint32_t Spread(uint32_t hash) {
+    const uint32_t product = hash * 0x9E3779B1U;
+    return product ^ product >> 15;
+  }
+  bool Grow();
+
+  Slot* slots_ = nullptr;
+  uint32_t mask_ = 0;  // slots minus one, a power of two minus one
+  uint32_t count_ = 0;
+};
