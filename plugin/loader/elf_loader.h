@@ -75,7 +75,7 @@ class TARNIX_EXPORT ElfLoader : public ObjFileLoader {
   int ReadModules(mem_desc* tableHeap, DescModule** modules);
   void SetObjectFile(DescModule* modules);
   int FailBuild(DescModule* modules);
-  void ReportError(const char* text);
+  void ReportError();
   int FillModule(DescModule* module, L_list* ranges);
   int LoadSegment(Target* target, uint32_t index, unsigned long* done, unsigned long flags);
   int CheckSegment(Target* target, uint32_t index, unsigned long* total);

@@ -1,0 +1,143 @@
+#include "loader/line_info_procs.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "loader/debug_records.h"
+#include "loader/desc_proc.h"
+#include "loader/proc_ranges.h"
+
+namespace {
+
+constexpr uint32_t LAST_ADDRESS = 0xFFFFFFFF;
+
+// Covers ranges of one module, as a walk of its procedures does that takes from [low, high), procedure by procedure,
+// what each covers. Where a procedure lies wholly inside, the part in front of it is covered first, by a walk of its
+// own.
+class LineInfoCover {
+ public:
+  explicit LineInfoCover(DescModule* module) : module_(module) {}
+  LineInfoCover(const LineInfoCover&) = delete;
+  LineInfoCover& operator=(const LineInfoCover&) = delete;
+  ~LineInfoCover() { std::free(walks_); }
+
+  // False without memory: nothing is covered then.
+  bool TakeProcs();
+
+  void Cover(uint32_t low, uint32_t high);
+
+ private:
+  // A walk that stands in front of procedure `next`, with what is left of its range.
+  struct Walk {
+    uint32_t low;
+    uint32_t high;
+    uint32_t next;
+  };
+
+  void Begin(uint32_t low, uint32_t high);
+  void Step(const DescProc* proc);
+  void AddProc(uint32_t low, uint32_t high);
+
+  DescModule* module_;
+  DescProc* last_ = nullptr;
+  ProcRanges procs_;
+  Walk* walks_ = nullptr;  // the innermost last
+  uint32_t walkCount_ = 0;
+  uint32_t walkCapacity_ = 0;
+};
+
+bool LineInfoCover::TakeProcs() {
+  for (DescProc* proc = module_->procs; proc != nullptr; proc = proc->next) {
+    last_ = proc;
+    if (!procs_.Append(proc)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// Without memory the range stays uncovered.
+void LineInfoCover::Begin(uint32_t low, uint32_t high) {
+  if (walkCount_ == walkCapacity_) {
+    const uint32_t capacity = walkCapacity_ == 0 ? 16 : 2 * walkCapacity_;
+    auto* walks = static_cast<Walk*>(std::realloc(walks_, capacity * sizeof(Walk)));
+    if (walks == nullptr) {
+      return;
+    }
+    walks_ = walks;
+    walkCapacity_ = capacity;
+  }
+  walks_[walkCount_++] = {low, high, 0};
+}
+
+// What a procedure that touches the innermost walk's range takes from it. A procedure that begins inside the range and
+// ends exactly with it takes nothing.
+void LineInfoCover::Step(const DescProc* proc) {
+  Walk& walk = walks_[walkCount_ - 1];
+  if (proc->lowPc <= walk.low) {
+    if (walk.high <= proc->highPc) {
+      --walkCount_;
+      return;
+    }
+    walk.low = proc->highPc;
+  } else if (walk.high < proc->highPc) {
+    walk.high = proc->lowPc;
+  } else if (proc->highPc < walk.high) {
+    const uint32_t low = walk.low;
+    walk.low = proc->highPc;
+    Begin(low, proc->lowPc);
+  }
+}
+
+void LineInfoCover::Cover(uint32_t low, uint32_t high) {
+  if (low >= high) {
+    return;
+  }
+  Begin(low, high);
+  while (walkCount_ != 0) {
+    Walk& walk = walks_[walkCount_ - 1];
+    const uint32_t number = procs_.NextTouching(walk.next, walk.low, walk.high);
+    if (number != ProcRanges::NONE) {
+      walk.next = number + 1;
+      Step(procs_.At(number));
+    } else {
+      --walkCount_;
+      AddProc(walk.low, walk.high);
+    }
+  }
+}
+
+void LineInfoCover::AddProc(uint32_t low, uint32_t high) {
+  DescProc* proc = NewDescProc(module_);
+  if (proc == nullptr) {
+    return;
+  }
+  proc->lowPc = low;
+  proc->highPc = high;
+  char text[64];
+  std::snprintf(text, sizeof(text), "Line Info from 0x%lx to 0x%lx", static_cast<unsigned long>(low),
+                static_cast<unsigned long>(high));
+  const size_t size = std::strlen(text) + 1;
+  auto* name = static_cast<char*>(HEAP_Get(module_->heap, size));
+  if (name != nullptr) {
+    std::memcpy(name, text, size);
+    proc->name = name;
+  }
+  (last_ == nullptr ? module_->procs : last_->next) = proc;
+  last_ = proc;
+  procs_.Append(proc);  // without memory a later range may be covered twice
+}
+
+}  // namespace
+
+void AddLineInfoProcs(DescModule* module, L_list* ranges) {
+  LineInfoCover cover(module);
+  if (!cover.TakeProcs()) {
+    return;
+  }
+  for (void* data = L_First(ranges); data != nullptr; data = L_Next(ranges)) {
+    const auto* range = static_cast<const DescLineRange*>(data);
+    cover.Cover(range->low, range->high == LAST_ADDRESS ? range->high : range->high + 1);
+  }
+}

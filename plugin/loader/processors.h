@@ -1,0 +1,12 @@
+// The processors that the loader knows, by e_machine.
+#pragma once
+
+#include <cstdint>
+
+struct Processor {
+  const char* name;  // "" for a processor outside the table
+  int32_t intSize;   // size of the type int in bytes
+};
+
+// `noteValue` tells variants of one processor apart.
+Processor FindProcessor(uint32_t machine, uint32_t noteValue);

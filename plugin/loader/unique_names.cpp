@@ -1,0 +1,55 @@
+#include "loader/unique_names.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "loader/debug_records.h"
+
+namespace {
+
+constexpr size_t PREFIX_ROOM = 22;
+
+// 1 when the name of a sorts before or equals the name of b.
+int SortsBefore(const void* a, const void* b) {
+  const auto* first = static_cast<const DescModule*>(a);
+  const auto* second = static_cast<const DescModule*>(b);
+  if (first == nullptr || second == nullptr || first->name == nullptr || second->name == nullptr) {
+    return 0;
+  }
+  return std::strcmp(first->name, second->name) <= 0 ? 1 : 0;
+}
+
+void NumberName(DescModule* module, int number) {
+  const size_t size = std::strlen(module->name) + PREFIX_ROOM;
+  auto* name = module->heap != nullptr ? static_cast<char*>(HEAP_Get(module->heap, size)) : nullptr;
+  if (name != nullptr) {
+    std::snprintf(name, size, "%d:%s", number, module->name);
+    module->name = name;
+  }
+}
+
+}  // namespace
+
+void MakeUnique(DescModule* modules) {
+  L_list* list = modules != nullptr ? L_Create(nullptr) : nullptr;
+  if (list == nullptr) {
+    return;
+  }
+  for (DescModule* module = modules; module != nullptr; module = module->next) {
+    L_InsertData(list, L_SORTED, SortsBefore, module);
+  }
+  int number = 0;
+  auto* module = static_cast<DescModule*>(L_First(list));
+  while (module != nullptr) {
+    auto* following = static_cast<DescModule*>(L_Next(list));
+    const bool again = following != nullptr && std::strcmp(module->name, following->name) == 0;
+    if (again || number != 0) {
+      NumberName(module, ++number);
+    }
+    if (!again) {
+      number = 0;
+    }
+    module = following;
+  }
+  L_FreeList(&list, L_Nop);
+}
