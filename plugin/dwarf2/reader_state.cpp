@@ -12,6 +12,9 @@ void LoadDwarf2Sections(const ElfImage* image) {
       .line = ELF_FindSection(image, ".debug_line"),
       .loc = ELF_FindSection(image, ".debug_loc"),
       .str = ELF_FindSection(image, ".debug_str"),
+      .frame = ELF_FindSection(image, ".debug_frame"),
+      .pubnames = ELF_FindSection(image, ".debug_pubnames"),
+      .aranges = ELF_FindSection(image, ".debug_aranges"),
   };
 }
 

@@ -21,6 +21,9 @@ struct Dwarf2Sections {
   const ElfSectionHeader* line;
   const ElfSectionHeader* loc;
   const ElfSectionHeader* str;
+  const ElfSectionHeader* frame;
+  const ElfSectionHeader* pubnames;
+  const ElfSectionHeader* aranges;
 };
 
 struct Dwarf2ReaderState {

@@ -4,6 +4,8 @@
 #include "dwarf2/abbreviations.h"
 #include "dwarf2/dwarf2_reader.h"
 #include "dwarf2/forms.h"
+#include "dwarf2/frames.h"
+#include "dwarf2/name_index.h"
 #include "loader/debug_records.h"
 #include "loader/desc_module.h"
 #include "loader/empty_string.h"
@@ -209,5 +211,9 @@ int ReadDwarf2Modules(ElfImage* image, mem_desc* tableHeap, DescModule** modules
     return 0;
   }
   *modules = scanned;
+  if (scanned != nullptr) {
+    scanned->ext->frames = ReadDwarf2Frames(image, tableHeap, scanned->ext->addressSize);
+  }
+  ReadDwarf2NameIndexes(image, tableHeap, scanned);
   return dwarf2State.failed == 0 ? 1 : 0;
 }
