@@ -23,8 +23,8 @@ class SortedFrames {
   Dwarf2Fde* Link();
 
  private:
-  // Places among equal low addresses: what came when another address was the list's head stands in front of the one that
-  // became the head, and that one in front of what came while it was.
+  // Places among equal low addresses: what came when another address was the list's head stands in front of the one
+  // that became the head, and that one in front of what came while it was.
   enum Place : uint8_t { inFront, head, behindHead };
 
   struct Item {

@@ -103,9 +103,9 @@ uint32_t ReadAddressValue(ElfImage* image, uint32_t size) {
   return value;
 }
 
-// A set of ranges: unit_length 4 (not used: the tuple 0, 0 ends the set), version 2, debug_info_offset 4, address_size 1,
-// segment_size 1, padding to a multiple of a tuple's size, then tuples of an address and a length. False when the reading
-// ends here.
+// A set of ranges: unit_length 4 (not used: the tuple 0, 0 ends the set), version 2, debug_info_offset 4, address_size
+// 1, segment_size 1, padding to a multiple of a tuple's size, then tuples of an address and a length. False when the
+// reading ends here.
 bool ReadRangeSet(ElfImage* image, mem_desc* tableHeap, const ModulesByUnit& modules) {
   ReadU32(image);
   const uint32_t version = ReadU16(image);

@@ -6,9 +6,9 @@
 
 #include <cstdint>
 
-#include "dwarf2/hash_index.h"
 #include "dwarf2/line_state.h"
 #include "elf/section_access.h"
+#include "loader/hash_index.h"
 
 struct AbbrevTable;
 struct DescModule;

@@ -1,4 +1,4 @@
-#include "dwarf2/hash_index.h"
+#include "loader/hash_index.h"
 
 namespace {
 
