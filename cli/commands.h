@@ -1,0 +1,19 @@
+// The commands of the program, one source file each. Each opens the session's file, writes to `out` and gives the exit
+// status; with --json it writes one document, whatever the loader says.
+#pragma once
+
+#include "options.h"
+#include "output.h"
+#include "session.h"
+
+namespace elfload {
+
+ExitStatus RunInfo(Session& session, const Options& options, Output& out);
+ExitStatus RunModules(Session& session, const Options& options, Output& out);
+ExitStatus RunDump(Session& session, const Options& options, Output& out);
+ExitStatus RunFind(Session& session, const Options& options, Output& out);
+ExitStatus RunWhere(Session& session, const Options& options, Output& out);
+ExitStatus RunSection(Session& session, const Options& options, Output& out);
+ExitStatus RunVersion(Session& session, const Options& options, Output& out);
+
+}  // namespace elfload

@@ -1,0 +1,82 @@
+// The program's output: one large buffer in front of the file, written through when it is full.
+//
+//   Output out(file);
+//   out.Print("{:<8}{}\n", name, value);
+//   char* room = out.Reserve(10);             // contiguous room for 10 characters
+//   out.Advance(FormatNumber(value, room));   // as many of them as were used
+//   out.Flush();                              // out.failed() tells whether everything could be written
+//
+// It also is the stream that RapidJSON writes to.
+#pragma once
+
+#include <fmt/format.h>
+
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string_view>
+#include <utility>
+
+namespace elfload {
+
+class Output {
+ public:
+  using Ch = char;
+  static constexpr size_t bufferSize = 256 * 1024;
+  static constexpr size_t reserveLimit = 64 * 1024;
+
+  // Writes to `file`, which stays the caller's; null drops everything and counts as failed.
+  explicit Output(std::FILE* file);
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+  ~Output() { Flush(); }
+
+  void Put(char c) {
+    if (next_ == end_) Flush();
+    *next_++ = c;
+  }
+
+  void Write(const char* text, size_t size) {
+    if (size > static_cast<size_t>(end_ - next_)) {
+      WriteLong(text, size);
+      return;
+    }
+    std::memcpy(next_, text, size);
+    next_ += size;
+  }
+  void Write(std::string_view text) { Write(text.data(), text.size()); }
+
+  // Contiguous room for `size` characters, at most reserveLimit.
+  char* Reserve(size_t size) {
+    if (size > static_cast<size_t>(end_ - next_)) Flush();
+    return next_;
+  }
+  // Says where the text written into reserved room ends.
+  void Advance(char* end) { next_ = end; }
+
+  template <typename... Arguments>
+  void Print(fmt::format_string<Arguments...> format, Arguments&&... arguments) {
+    fmt::memory_buffer text;
+    fmt::format_to(fmt::appender(text), format, std::forward<Arguments>(arguments)...);
+    Write(text.data(), text.size());
+  }
+
+  void Flush();
+
+  bool IsTerminal() const;
+
+  // Whether something could not be written; what comes after that is dropped.
+  bool failed() const { return failed_; }
+
+ private:
+  void WriteLong(const char* text, size_t size);
+
+  std::FILE* file_;
+  std::unique_ptr<char[]> buffer_;
+  char* next_;
+  char* end_;
+  bool failed_;
+};
+
+}  // namespace elfload

@@ -1,0 +1,29 @@
+// What the program asks of the operating system: where it stands, shared modules, its standard output, terminals. All
+// calls that differ between systems are here.
+#pragma once
+
+#include <cstdio>
+#include <string>
+
+namespace elfload {
+
+// The folder of the running program, with a separator at its end; empty when the system does not tell.
+std::string ProgramFolder();
+
+// File name of a shared module: `name` with the system's suffix.
+std::string ModuleFileName(const std::string& name);
+
+// Loads a shared module. Null with the system's reason in `error` when that fails.
+void* OpenModule(const std::string& path, std::string& error);
+
+// The address of an exported function, or null.
+void* ModuleSymbol(void* module, const char* name);
+
+// Moves the process's standard output aside: the stream returned is what standard output was, and what anything else in
+// the process prints on standard output goes to standard error from now on. Null when there is no standard output.
+std::FILE* TakeStandardOutput();
+
+// Whether a stream is a terminal.
+bool IsTerminal(std::FILE* stream);
+
+}  // namespace elfload

@@ -1,0 +1,19 @@
+// Text of unknown encoding as UTF-8.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace elfload {
+
+// Whether `text` is valid UTF-8: shortest forms, no surrogates, nothing above U+10FFFF.
+bool IsUtf8(std::string_view text);
+
+// `text` with every byte from 0x80 on as the character U+0080 to U+00FF of the same number.
+std::string WidenToUtf8(std::string_view text);
+
+// `text` for people: valid UTF-8, with control characters written as \x1B, so that no name in a file can steer a
+// terminal.
+std::string Printable(std::string_view text);
+
+}  // namespace elfload
