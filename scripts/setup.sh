@@ -7,7 +7,7 @@ set -euo pipefail
 packages=(
   cmake
   g++
-  g++-multilib
+  g++-12-multilib # not g++-multilib: that one does not go together with Debian's cross compilers
   googletest
   libcli11-dev
   libelf-dev
