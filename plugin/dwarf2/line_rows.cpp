@@ -21,20 +21,12 @@ char* BaseNameOf(char* path) {
   return base;
 }
 
-uint32_t HashOf(const char* text) {
-  uint32_t hash = 2166136261U;
-  for (; *text != 0; ++text) {
-    hash = (hash ^ static_cast<uint8_t>(*text)) * 16777619U;
-  }
-  return hash;
-}
-
 // Lists a source file when its first block begins, unless a file of that base name is listed already.
 void ListFile(LineFile* file) {
   LineState& state = dwarf2State.line;
   file->isListed = true;
   char* baseName = BaseNameOf(file->text);
-  const uint32_t hash = HashOf(baseName);
+  const uint32_t hash = HashText(baseName);
   const auto sameName = [baseName](const DescFile* other) { return std::strcmp(other->baseName, baseName) == 0; };
   if (*baseName == 0 || dwarf2State.filesByName.Find<DescFile>(hash, sameName) != nullptr) {
     return;

@@ -58,6 +58,7 @@ char* CopyText(const char* text) {
 ElfLoader::ElfLoader(const char* name) : ObjFileLoader(name) {}
 
 ElfLoader::~ElfLoader() {
+  DropLookupIndex();
   if (image != nullptr) {
     ELF_Close(image);
   }
@@ -154,6 +155,8 @@ int ElfLoader::ReadModules(mem_desc* tableHeap, DescModule** modules) {
 
 int ElfLoader::Build(SymbolTable* table) {
   errorReported = 0;
+  lookups_ = 0;
+  DropLookupIndex();
   mem_desc* tableHeap = HEAP_Create(0, 0, 0);
   SetHeap(table, tableHeap);
   DescModule* modules = nullptr;

@@ -13,6 +13,7 @@
 #include "tarnixcore/obj_file_loader.h"
 
 struct DescModule;
+class LookupIndex;
 struct ElfImage;
 struct L_list;
 
@@ -79,4 +80,15 @@ class TARNIX_EXPORT ElfLoader : public ObjFileLoader {
   int FillModule(DescModule* module, L_list* ranges);
   int LoadSegment(Target* target, uint32_t index, unsigned long* done, unsigned long flags);
   int CheckSegment(Target* target, uint32_t index, unsigned long* total);
+
+  template <typename Question>
+  DescModule* FindModule(DescModule* first, const Question& question);
+  template <typename Question>
+  DescModule* WalkModules(DescModule* first, const Question& question);
+  template <typename Question>
+  DescModule* SearchIndex(uint32_t from, DescModule* first, const Question& question);
+  void DropLookupIndex();
+
+  LookupIndex* lookupIndex_ = nullptr;  // of the modules of this build, made when look-ups repeat
+  uint32_t lookups_ = 0;                // since the build
 };

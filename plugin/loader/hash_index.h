@@ -1,10 +1,20 @@
 // An index beside a list: from a 32-bit hash to the records that have it, so that a look-up costs no walk.
 //
-// Lives in the process's memory for the length of one fill, not in a host heap. Records are never taken out one by one.
+// Lives in the process's memory for as long as its owner needs it, not in a host heap. Records are never taken out one
+// by one.
 #pragma once
 
 #include <cstdint>
 #include <cstdlib>
+
+// The hash of a text (FNV-1a).
+inline uint32_t HashText(const char* text) {
+  uint32_t hash = 2166136261U;
+  for (; *text != 0; ++text) {
+    hash = (hash ^ static_cast<uint8_t>(*text)) * 16777619U;
+  }
+  return hash;
+}
 
 class HashIndex {
  public:

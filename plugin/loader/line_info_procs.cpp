@@ -6,7 +6,7 @@
 
 #include "loader/debug_records.h"
 #include "loader/desc_proc.h"
-#include "loader/proc_ranges.h"
+#include "loader/span_tree.h"
 
 namespace {
 
@@ -41,7 +41,7 @@ class LineInfoCover {
 
   DescModule* module_;
   DescProc* last_ = nullptr;
-  ProcRanges procs_;
+  SpanTree procs_;
   Walk* walks_ = nullptr;  // the innermost last
   uint32_t walkCount_ = 0;
   uint32_t walkCapacity_ = 0;
@@ -50,7 +50,7 @@ class LineInfoCover {
 bool LineInfoCover::TakeProcs() {
   for (DescProc* proc = module_->procs; proc != nullptr; proc = proc->next) {
     last_ = proc;
-    if (!procs_.Append(proc)) {
+    if (!procs_.Append(proc->lowPc, proc->highPc, proc)) {
       return false;
     }
   }
@@ -98,9 +98,9 @@ void LineInfoCover::Cover(uint32_t low, uint32_t high) {
   while (walkCount_ != 0) {
     Walk& walk = walks_[walkCount_ - 1];
     const uint32_t number = procs_.NextTouching(walk.next, walk.low, walk.high);
-    if (number != ProcRanges::NONE) {
+    if (number != SpanTree::NONE) {
       walk.next = number + 1;
-      Step(procs_.At(number));
+      Step(static_cast<const DescProc*>(procs_.Record(number)));
     } else {
       --walkCount_;
       AddProc(walk.low, walk.high);
@@ -126,7 +126,7 @@ void LineInfoCover::AddProc(uint32_t low, uint32_t high) {
   }
   (last_ == nullptr ? module_->procs : last_->next) = proc;
   last_ = proc;
-  procs_.Append(proc);  // without memory a later range may be covered twice
+  procs_.Append(proc->lowPc, proc->highPc, proc);  // without memory a later range may be covered twice
 }
 
 }  // namespace

@@ -1,21 +1,18 @@
 // The finders: which module holds a name or an address, filling as few modules as the indexes allow.
+#include <algorithm>
 #include <cstring>
+#include <new>
 
-#include "elf/section_access.h"
 #include "loader/debug_records.h"
 #include "loader/elf_loader.h"
+#include "loader/lookup_index.h"
 
 namespace {
 
-constexpr uint8_t OPERATION_ADDRESS = 3;  // DW_OP_addr and OP_ADDR
+constexpr uint32_t LAST_ADDRESS = 0xFFFFFFFF;
 
-bool LooksAtCode(FindKind kind) {
-  return kind == FIND_ALL || kind == FIND_CODE;
-}
-
-bool LooksAtData(FindKind kind) {
-  return kind == FIND_ALL || kind == FIND_DATA;
-}
+// Look-ups that are answered by walking the list, before an index is made: one question is answered sooner without.
+constexpr uint32_t WALKED_LOOKUPS = 3;
 
 bool IsIndexed(const DescGlobalName* names, const char* name) {
   for (; names != nullptr; names = names->next) {
@@ -26,15 +23,10 @@ bool IsIndexed(const DescGlobalName* names, const char* name) {
   return false;
 }
 
-bool HoldsName(const DescModule* module, const char* name, FindKind kind) {
-  for (const DescProc* proc = LooksAtCode(kind) ? module->procs : nullptr; proc != nullptr; proc = proc->next) {
-    if (std::strcmp(proc->name, name) == 0) {
-      return true;
-    }
-  }
-  for (const DescVar* variable = LooksAtData(kind) ? module->vars : nullptr; variable != nullptr;
-       variable = variable->next) {
-    if (std::strcmp(variable->name, name) == 0) {
+template <typename Record>
+bool IsNamed(const Record* records, const char* name) {
+  for (; records != nullptr; records = records->next) {
+    if (std::strcmp(records->name, name) == 0) {
       return true;
     }
   }
@@ -50,68 +42,135 @@ bool IsInRanges(const DescAddrRange* ranges, uint32_t address) {
   return false;
 }
 
-// Whether the variable lies at a fixed address and takes the one asked for.
-bool CoversAddress(const ElfImage* image, const DescVar* variable, uint32_t address) {
-  const DescLocation* location = variable->location;
-  if (location == nullptr || location->expression == nullptr || location->expression[0] != OPERATION_ADDRESS) {
-    return false;
-  }
-  const uint8_t* bytes = location->expression + 1;
-  uint32_t start = 0;
-  for (uint32_t i = 0; i < 4; ++i) {
-    start |= static_cast<uint32_t>(bytes[i]) << 8 * (ELF_IsLittleEndian(image) != 0 ? i : 3 - i);
-  }
-  return variable->byteSize > 0 && start <= address && address - start < static_cast<uint32_t>(variable->byteSize);
-}
-
-bool HoldsAddress(const ElfImage* image, const DescModule* module, uint32_t address, FindKind kind) {
-  for (const DescProc* proc = LooksAtCode(kind) ? module->procs : nullptr; proc != nullptr; proc = proc->next) {
-    if (proc->lowPc <= address && address < proc->highPc) {
-      return true;
-    }
-  }
-  for (const DescVar* variable = LooksAtData(kind) ? module->vars : nullptr; variable != nullptr;
-       variable = variable->next) {
-    if (CoversAddress(image, variable, address)) {
+bool IsInProcs(const DescProc* procs, uint32_t address) {
+  for (; procs != nullptr; procs = procs->next) {
+    if (procs->lowPc <= address && address < procs->highPc) {
       return true;
     }
   }
   return false;
 }
 
-}  // namespace
-
-// A module with an index of names is decided by it, whatever the kind; one without is filled and searched.
-int ElfLoader::FindModuleFromName(DescModule* first, const char* name, DescModule** found, FindKind kind) {
-  for (DescModule* module = first; module != nullptr; module = module->next) {
-    const DescGlobalName* index = module->ext->globalNames;
-    if (index != nullptr && !IsIndexed(index, name)) {
-      continue;
-    }
-    Extend(module, SYM_LOAD_ALL);
-    if (index != nullptr || HoldsName(module, name, kind)) {
-      *found = module;
-      return 1;
+bool IsInVars(const ElfImage* image, const DescVar* vars, uint32_t address) {
+  for (; vars != nullptr; vars = vars->next) {
+    FixedPlace place = {0, 0};
+    if (FixedPlaceOf(image, vars, &place) && place.start <= address && address - place.start < place.size) {
+      return true;
     }
   }
-  return 0;
+  return false;
 }
 
-// A module with a range of its own is decided by it where code is asked for, one with an index of ranges by that; any
-// other is filled and searched.
-int ElfLoader::FindModuleFromAdr(DescModule* first, Address address, DescModule** found, FindKind kind) {
-  const uint32_t wanted = address.offset;
+// What is looked for, and how a module tells whether it holds it.
+struct NameQuestion {
+  const char* name;
+  FindKind kind;
+
+  Decider DeciderOf(const DescModule* module) const { return NameDecider(module); }
+  bool ByIndex(const DescModule* module) const { return IsIndexed(module->ext->globalNames, name); }
+  bool ByRecords(const DescModule* module, const ElfImage* /*image*/) const {
+    return (LooksAtCode(kind) && IsNamed(module->procs, name)) || (LooksAtData(kind) && IsNamed(module->vars, name));
+  }
+  uint32_t FindIn(const LookupIndex& index, uint32_t from) const { return index.FindName(name, from, kind); }
+};
+
+struct AddressQuestion {
+  uint32_t address;
+  FindKind kind;
+
+  Decider DeciderOf(const DescModule* module) const { return AddressDecider(module, kind); }
+  bool ByIndex(const DescModule* module) const {
+    return DeciderOf(module) == Decider::ownRange ? module->lowPc <= address && address < module->highPc
+                                                  : IsInRanges(module->ext->addrRanges, address);
+  }
+  bool ByRecords(const DescModule* module, const ElfImage* image) const {
+    return (LooksAtCode(kind) && IsInProcs(module->procs, address)) ||
+           (LooksAtData(kind) && IsInVars(image, module->vars, address));
+  }
+  uint32_t FindIn(const LookupIndex& index, uint32_t from) const { return index.FindAddress(address, from, kind); }
+};
+
+}  // namespace
+
+// A module with an index or a range is decided without a fill; one without is filled, and its records searched.
+template <typename Question>
+DescModule* ElfLoader::WalkModules(DescModule* first, const Question& question) {
   for (DescModule* module = first; module != nullptr; module = module->next) {
-    const bool byRange = module->hasRange != 0 && LooksAtCode(kind);
-    const DescAddrRange* index = module->ext->addrRanges;
-    if (byRange ? wanted < module->lowPc || wanted >= module->highPc : index != nullptr && !IsInRanges(index, wanted)) {
+    const bool byRecords = question.DeciderOf(module) == Decider::records;
+    if (!byRecords && !question.ByIndex(module)) {
       continue;
     }
     Extend(module, SYM_LOAD_ALL);
-    if (byRange || index != nullptr || HoldsAddress(image, module, wanted, kind)) {
-      *found = module;
-      return 1;
+    if (!byRecords || question.ByRecords(module, image)) {
+      return module;
     }
   }
-  return 0;
+  return nullptr;
+}
+
+// The walk's answer by the index: modules in front of the best indexed one that the walk would fill are filled, in
+// order, and entered. Without memory the index goes, and the walk answers.
+template <typename Question>
+DescModule* ElfLoader::SearchIndex(uint32_t from, DescModule* first, const Question& question) {
+  uint32_t best = question.FindIn(*lookupIndex_, from);
+  for (uint32_t place = from; place < std::min(best, lookupIndex_->Count()); ++place) {
+    DescModule* module = lookupIndex_->At(place);
+    if (lookupIndex_->HasRecords(place) || question.DeciderOf(module) != Decider::records) {
+      continue;
+    }
+    Extend(module, SYM_LOAD_ALL);
+    if (!lookupIndex_->EnterRecords(place, image)) {
+      DropLookupIndex();
+      return WalkModules(first, question);
+    }
+    best = question.ByRecords(module, image) ? place : best;
+  }
+  if (best == LookupIndex::NONE) {
+    return nullptr;
+  }
+  Extend(lookupIndex_->At(best), SYM_LOAD_ALL);
+  return lookupIndex_->At(best);
+}
+
+template <typename Question>
+DescModule* ElfLoader::FindModule(DescModule* first, const Question& question) {
+  if (first == nullptr || ++lookups_ <= WALKED_LOOKUPS) {
+    return WalkModules(first, question);
+  }
+  if (lookupIndex_ != nullptr && lookupIndex_->PlaceOf(first) == LookupIndex::NONE) {
+    DropLookupIndex();
+  }
+  if (lookupIndex_ == nullptr) {
+    lookupIndex_ = new (std::nothrow) LookupIndex;
+    if (lookupIndex_ == nullptr || !lookupIndex_->Take(first)) {
+      DropLookupIndex();
+      return WalkModules(first, question);
+    }
+  }
+  return SearchIndex(lookupIndex_->PlaceOf(first), first, question);
+}
+
+void ElfLoader::DropLookupIndex() {
+  delete lookupIndex_;
+  lookupIndex_ = nullptr;
+}
+
+int ElfLoader::FindModuleFromName(DescModule* first, const char* name, DescModule** found, FindKind kind) {
+  DescModule* module = FindModule(first, NameQuestion{name, kind});
+  if (module == nullptr) {
+    return 0;
+  }
+  *found = module;
+  return 1;
+}
+
+int ElfLoader::FindModuleFromAdr(DescModule* first, Address address, DescModule** found, FindKind kind) {
+  const AddressQuestion question = {address.offset, kind};
+  // The index has no span that ends behind the last address.
+  DescModule* module = address.offset == LAST_ADDRESS ? WalkModules(first, question) : FindModule(first, question);
+  if (module == nullptr) {
+    return 0;
+  }
+  *found = module;
+  return 1;
 }
