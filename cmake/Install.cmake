@@ -33,11 +33,9 @@ install(FILES
   plugin/elf/elf_stream.h
   DESTINATION ${ELFLOAD_HEADERS}/elf)
 
-if(TARGET elfload)
-  file(RELATIVE_PATH library_folder ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
-  set_target_properties(elfload PROPERTIES INSTALL_RPATH "$ORIGIN/${library_folder}")
-  install(TARGETS elfload)
-endif()
+file(RELATIVE_PATH library_folder ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+set_target_properties(elfload PROPERTIES INSTALL_RPATH "$ORIGIN/${library_folder}")
+install(TARGETS elfload)
 
 install(EXPORT elfloaderTargets NAMESPACE elfloader:: DESTINATION ${ELFLOAD_PACKAGE})
 configure_package_config_file(cmake/elfloaderConfig.cmake.in elfloaderConfig.cmake INSTALL_DESTINATION ${ELFLOAD_PACKAGE})
