@@ -1,0 +1,321 @@
+#!/usr/bin/env python3
+"""Compares `elfload dump --json` with readelf: units, indexes, procedures, variables, types and line rows.
+
+    compare_dump.py --elfload PATH [--self-test] FILE_OR_FOLDER...
+
+Entries come from readelf. Line rows come from line_rows.py, which is itself compared with readelf by the published
+rules before its rows by the loader's rules are expected of the dump. Indexes and frames come from their bytes. With --self-test the dump's values are falsified
+one at a time, and each must be noticed. What is not there is passed over; a file without DWARF 2 too.
+"""
+import argparse
+import copy
+import json
+import pathlib
+import subprocess
+import sys
+
+import index_sections
+import line_rows
+import readelf
+from expected import LANGUAGES, Expected
+
+# Operations whose operands the dump knows: all of DWARF 2 and some of later editions.
+KNOWN_OPERATIONS = ({0x03, 0x06} | set(range(0x08, 0x9E)) | {0x9F}) - {0x9E}
+
+
+class Checker:
+    """Collects differences, each with the place where it was found."""
+
+    def __init__(self):
+        self.differences, self.compared = [], 0
+
+    def equal(self, place, dumped, wanted):
+        self.compared += 1
+        if dumped != wanted:
+            self.differences.append(f"{place}: dump has {dumped!r}, expected {wanted!r}")
+
+
+class UnitChecker:
+    """Compares one module of the dump with the entries of its unit."""
+
+    def __init__(self, checker, module, unit, entries, sections, little):
+        self.checker, self.module, self.unit = checker, module, unit
+        self.expected = Expected(unit, entries)
+        self.sections, self.little = sections, little
+        self.place = module["name"]
+
+    def equal(self, what, dumped, wanted):
+        self.checker.equal(f"{self.place}: {what}", dumped, wanted)
+
+    def run(self):
+        self.check_unit()
+        self.check_indexes()
+        self.check_procs()
+        self.check_list("vars", self.module["vars"], self.expected.vars, self.check_var)
+        self.check_types()
+        self.check_lines()
+
+    def check_unit(self):
+        module, root = self.module, self.unit.root
+        low, high = root.number("DW_AT_low_pc"), root.number("DW_AT_high_pc")
+        name = line_rows.base_name(root.text("DW_AT_name") or "")
+        self.equal("name", module["name"].split(":", 1)[-1], name)
+        self.equal("lowPc", module["lowPc"], low or 0)
+        self.equal("highPc", module["highPc"], high or 0)
+        self.equal("hasRange", module["hasRange"], int(None not in (low, high) and (low, high) != (0, 0)))
+        self.equal("language", module["language"], LANGUAGES.get(root.number("DW_AT_language"), 0))
+        self.equal("extend", module["extend"], 1)
+        self.equal("unitOffset", module["ext"]["unitOffset"], self.unit.offset)
+        self.equal("addressSize", module["ext"]["addressSize"], self.unit.address_size)
+        self.equal("lineOffset", module["ext"]["lineOffset"], root.number("DW_AT_stmt_list") or 0)
+
+    def check_indexes(self):
+        ext, unit = self.module["ext"], self.unit
+        names = index_sections.read_names(self.sections.get(".debug_pubnames", b""), self.little)
+        ranges = index_sections.read_ranges(self.sections.get(".debug_aranges", b""), self.little)
+        self.equal("globalNames", ext["globalNames"], names.get(unit.offset, []))
+        self.equal("addrRanges", ext["addrRanges"], ranges.get(unit.offset, []))
+        section = self.sections.get(".debug_frame", b"") if unit.offset == 0 else b""
+        self.equal("frames", ext["frames"], index_sections.read_frames(section, self.little, unit.address_size))
+
+    def check_list(self, what, dumped, wanted, check):
+        self.equal(f"number of {what}", len(dumped), len(wanted))
+        for i, (record, facts) in enumerate(zip(dumped, wanted)):
+            check(f"{what}[{i}] {facts['name']}", record, facts)
+
+    def check_procs(self):
+        procs = self.module["procs"]
+        while procs and procs[-1]["name"].startswith("Line Info from 0x"):
+            procs = procs[:-1]
+        labels = self.expected.labels
+        self.check_list("labels", procs[:len(labels)], labels, self.check_label)
+        self.check_list("procs", procs[len(labels):], self.expected.procs, self.check_proc)
+
+    def check_label(self, what, record, facts):
+        self.equal(f"{what} name", record["name"], facts["name"])
+        self.equal(f"{what} lowPc", record["lowPc"], facts["lowPc"])
+
+    def check_proc(self, what, record, facts):
+        for field in ("name", "lowPc", "highPc"):
+            self.equal(f"{what} {field}", record[field], facts[field])
+        self.check_reference(f"{what} returnType", record["returnType"], facts["returnType"], "shared:void")
+        self.check_location(f"{what} frameBase", record["frameBase"], facts["frameBase"])
+        self.check_list(f"{what} params", record["params"], facts["params"], self.check_var)
+        self.check_list(f"{what} locals", record["locals"], facts["locals"], self.check_var)
+
+    def check_var(self, what, record, facts):
+        self.equal(f"{what} name", record["name"], facts["name"])
+        self.check_reference(f"{what} type", record["type"], facts["type"], "shared:undefined")
+        self.check_location(f"{what} location", record["location"], facts["location"])
+        self.equal(f"{what} bitSize", record["bitSize"], facts["bitSize"] & 0xFF)
+        offset = facts["bitOffset"]
+        if offset is not None and self.module["ext"]["bitNumbering"] == 2:
+            offset = record["byteSize"] * 8 - record["bitSize"] - offset
+        self.equal(f"{what} bitOffset", record["bitOffset"], (offset or 0) & 0xFF)
+
+    def check_reference(self, what, reference, offset, default):
+        if offset is None:
+            self.equal(what, reference, default)
+            return
+        number = reference[1:] if reference and reference[0] == "T" else ""
+        types = self.module["types"]
+        is_there = number.isdigit() and int(number) < len(types)
+        self.equal(what, types[int(number)]["key"] if is_there else reference, offset)
+
+    def check_location(self, what, locations, wanted):
+        if wanted is None:
+            self.equal(what, locations, None)
+        elif isinstance(wanted, bytes):
+            self.equal(f"{what} length", len(locations or []), 1)
+            self.check_expression(what, (locations or [{}])[0], 0, 0xFFFFFFFF, wanted)
+        else:
+            entries = self.read_location_list(wanted)
+            self.equal(f"{what} length", len(locations or []), len(entries))
+            for record, (low, high, block) in zip(locations or [], reversed(entries)):
+                self.check_expression(what, record, low, high, block)
+
+    def check_expression(self, what, record, low, high, block):
+        text = record.get("expression", "")
+        rest = block[len(text) // 2:]
+        self.equal(f"{what} range", (record.get("lowPc"), record.get("highPc")), (low, high))
+        self.equal(f"{what} expression", text, block.hex()[:len(text)])
+        self.equal(f"{what} ends early", bool(rest) and rest[0] in KNOWN_OPERATIONS, False)
+
+    def read_location_list(self, offset):
+        cursor = line_rows.Bytes(self.sections.get(".debug_loc", b""), self.little, offset)
+        entries = []
+        while True:
+            low, high = cursor.fixed(self.unit.address_size), cursor.fixed(self.unit.address_size)
+            if (low, high) in ((0, 0), (0xFFFFFFFF, 0xFFFFFFFF)):
+                return entries
+            length = cursor.fixed(2)
+            entries.append((low, high, cursor.data[cursor.position:cursor.position + length]))
+            cursor.position += length
+
+    def check_types(self):
+        defined = {}
+        for record in self.module["types"]:
+            if record["key"] in self.expected.types:
+                defined[record["key"]] = record
+            else:
+                self.equal(f"type {record['key']:#x}", (record["name"], record["kind"]), ("undefined", 0))
+        self.equal("keys of types", sorted(defined), sorted(self.expected.types))
+        self.equal("typeCount", self.module["typeCount"], len(self.module["types"]))
+        for key, record in defined.items():
+            self.check_type(f"type {key:#x}", record, self.expected.types[key])
+
+    def check_type(self, what, record, facts):
+        for field in ("kind", "name", "byteSize"):
+            self.equal(f"{what} {field}", record[field], facts[field])
+        if record["kind"] != facts["kind"]:
+            return
+        kind, items = record["kind"], record["items"]
+        if kind == 0:
+            self.equal(f"{what} encoding", items, facts["encoding"])
+        elif kind == 3:
+            self.equal(f"{what} enumerators", [(item["name"], item["value"] & 0xFFFFFFFF) for item in items],
+                       [(name, value & 0xFFFFFFFF) for name, value in facts["items"]])
+        elif kind == 7:
+            self.equal(f"{what} dimensions", [tuple(item) for item in items], facts["items"])
+            self.check_reference(f"{what} element", record["element"], facts["reference"], "shared:undefined")
+        elif kind in (4, 5, 6, 8):
+            self.check_list(f"{what} items", items, facts["items"], self.check_var)
+        if kind in (4, 5, 6):
+            self.check_list(f"{what} functions", record["target"], facts["functions"], self.check_proc)
+        elif kind not in (3, 7):
+            default = "shared:void" if kind == 8 else None
+            self.check_reference(f"{what} target", record["target"], facts["reference"], default)
+
+    def check_lines(self):
+        section = self.sections.get(".debug_line")
+        blocks = []
+        if section is not None:
+            offset = self.unit.root.number("DW_AT_stmt_list") or 0
+            program = line_rows.LineProgram(section, offset, self.little, self.unit.address_size, loader_rules=True)
+            blocks = line_rows.blocks_of(program)
+        self.equal("files", [file["fullName"] for file in self.module["files"]], line_rows.files_of(blocks))
+        blocks = blocks or [("", [(0xFFFFFFFF,) * 3])]
+        dumped = self.module["lineBlocks"]
+        self.equal("files of the line blocks", [block["fileName"] for block in dumped], [name for name, _ in blocks])
+        for i, (block, (_, rows)) in enumerate(zip(dumped, blocks)):
+            self.equal(f"count of line block {i}", block["count"], len(rows))
+            self.equal(f"rows of line block {i}", list(zip(block["addresses"], block["lines"], block["columns"])), rows)
+
+
+def check_decoder(checker, path, sections, little):
+    """Compares our decoding of .debug_line by the published rules with readelf's, for the whole section."""
+    section, offset, rows = sections.get(".debug_line", b""), 0, []
+    while offset < len(section):
+        program = line_rows.LineProgram(section, offset, little, 4, loader_rules=False)
+        rows += [(row.line, row.address) for row in program.rows if not row.end]
+        offset = program.end
+    wanted = readelf.read_rows(path)
+    checker.equal(f"{path.name}: rows that readelf shows", len(rows), len(wanted))
+    for i, (row, want) in enumerate(zip(rows, wanted)):
+        checker.equal(f"{path.name}: row {i} of readelf", row, want)
+
+
+def check_dump(checker, dump, units, entries, sections, little):
+    checker.equal("number of units", len(dump["modules"]), len(units))
+    for module, unit in zip(dump["modules"], units):
+        UnitChecker(checker, module, unit, entries, sections, little).run()
+
+
+def falsify(dump):
+    """Copies of the dump with one value changed in each, and the name of that value."""
+    def walk(value, path):
+        if isinstance(value, dict):
+            for key, item in value.items():
+                yield from walk(item, path + [key])
+        elif isinstance(value, list):
+            # The last element stands for all. A line-info procedure is the loader's own.
+            last = len(value) - 1
+            while last >= 0 and "Line Info" in str(value[last])[:30]:
+                last -= 1
+            if last >= 0:
+                yield from walk(value[last], path + [last])
+        elif path[-1] in CHECKED_FIELDS or (len(path) > 1 and path[-2] in CHECKED_FIELDS):
+            yield path
+
+    for number, module in enumerate(dump["modules"]):
+        for path in walk(module, []):
+            changed = copy.deepcopy(module)
+            owner = changed
+            for step in path[:-1]:
+                owner = owner[step]
+            owner[path[-1]] = change(owner[path[-1]])
+            yield f"{module['name']} {'.'.join(map(str, path))}", number, changed
+
+
+CHECKED_FIELDS = {"name", "lowPc", "highPc", "language", "unitOffset", "lineOffset", "returnType", "type", "bitSize",
+                  "expression", "key", "kind", "value", "addresses", "lines", "columns", "fullName", "fileName",
+                  "globalNames", "addrRanges", "instructions", "dataAlignment"}
+
+
+def change(value):
+    if isinstance(value, int):
+        return value + 1
+    if value is None:
+        return "shared:other"
+    return value[:-2] + ("00" if value[-2:] != "00" else "01") if value else "x"
+
+
+def self_test(dump, units, entries, sections, little):
+    """Names of falsified values that the check does not notice."""
+    missed, tried = [], 0
+    for name, number, module in falsify(dump):
+        checker = Checker()
+        UnitChecker(checker, module, units[number], entries, sections, little).run()
+        tried += 1
+        if not checker.differences:
+            missed.append(name)
+    return missed, tried
+
+
+def check_file(path, elfload, with_self_test):
+    """Differences in one file; None for a file without DWARF 2."""
+    result = subprocess.run([elfload, "dump", "--json", path], capture_output=True, check=False)
+    dump = json.loads(result.stdout)
+    if dump.get("debugFormat") != 2:
+        return None
+    checker = Checker()
+    checker.equal("exit status", result.returncode, 0)
+    units, entries = readelf.read_entries(path)
+    sections, little = readelf.read_sections(path)
+    checker.equal("littleEndian", dump["littleEndian"], int(little))
+    check_decoder(checker, path, sections, little)
+    check_dump(checker, dump, units, entries, sections, little)
+    print(f"{path.name}: {len(units)} units, {checker.compared} values, {len(checker.differences)} differences")
+    if with_self_test and not checker.differences:
+        missed, tried = self_test(dump, units, entries, sections, little)
+        checker.differences += [f"falsified {name}: not noticed" for name in missed]
+        print(f"{path.name}: {tried} values falsified, {len(missed)} not noticed")
+    return checker.differences
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--elfload", required=True)
+    parser.add_argument("--self-test", action="store_true")
+    parser.add_argument("paths", nargs="+", type=pathlib.Path)
+    options = parser.parse_args()
+    files = [file for path in options.paths for file in (sorted(path.glob("**/*.elf")) if path.is_dir() else [path])]
+    compared = failed = 0
+    for path in files:
+        differences = check_file(path, options.elfload, options.self_test) if path.exists() else None
+        if differences is None:
+            print(f"{path.name}: passed over")
+            continue
+        compared += 1
+        failed += bool(differences)
+        for difference in differences[:20]:
+            print(f"  {difference}")
+        if len(differences) > 20:
+            print(f"  and {len(differences) - 20} more")
+    if compared == 0:
+        print("nothing to compare")
+    return 1 if failed or compared == 0 else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
