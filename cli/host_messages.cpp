@@ -12,6 +12,19 @@
 
 namespace elfload {
 
+namespace {
+
+// Texts of boxes have several lines.
+void PrintLines(std::string_view text) {
+  for (size_t end = 0; end != std::string_view::npos;) {
+    end = text.find('\n');
+    fmt::print(stderr, "{}\n", Printable(text.substr(0, end)));
+    text.remove_prefix(end != std::string_view::npos ? end + 1 : text.size());
+  }
+}
+
+}  // namespace
+
 HostMessages::HostMessages(Output& out, bool answerCancel) : out_(out), answerCancel_(answerCancel) {
   HostHandlers handlers;
   handlers.context = this;
@@ -27,7 +40,7 @@ HostMessages::~HostMessages() {
 
 void HostMessages::OnMessage(void* context, const char* text) {
   static_cast<HostMessages*>(context)->texts_.emplace_back(text);
-  fmt::print(stderr, "{}\n", Printable(text));
+  PrintLines(text);
 }
 
 int HostMessages::OnBox(void* context, const char* text, const char* caption, unsigned style) {
@@ -43,7 +56,7 @@ void HostMessages::OnVersion(void* context, const char* name, unsigned long vers
 }
 
 int HostMessages::Answer(const std::string& text, bool hasCancel) {
-  fmt::print(stderr, "{}\n", Printable(text));
+  PrintLines(text);
   if (!IsTerminal(stdin) || !IsTerminal(stderr)) return hasCancel && answerCancel_ ? IDCANCEL : IDOK;
   out_.Flush();
   std::fputs(hasCancel ? "[O]K or [c]ancel? " : "Press Enter. ", stderr);

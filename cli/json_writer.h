@@ -71,11 +71,17 @@ class JsonWriter : private rapidjson::Writer<Output> {
   // Lower-case hexadecimal text.
   void Hex(const uint8_t* bytes, size_t size) {
     constexpr char digits[] = "0123456789abcdef";
+    constexpr size_t chunk = Output::reserveLimit / 2;
     Prefix(rapidjson::kStringType);
     os_->Put('"');
-    for (size_t i = 0; i < size; i++) {
-      os_->Put(digits[bytes[i] >> 4]);
-      os_->Put(digits[bytes[i] & 0xF]);
+    for (size_t done = 0; done < size;) {
+      const size_t end = size - done < chunk ? size : done + chunk;
+      char* room = os_->Reserve(2 * (end - done));
+      for (; done < end; done++) {
+        *room++ = digits[bytes[done] >> 4];
+        *room++ = digits[bytes[done] & 0xF];
+      }
+      os_->Advance(room);
     }
     os_->Put('"');
   }

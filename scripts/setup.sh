@@ -14,6 +14,7 @@ packages=(
   libfmt-dev
   libgtest-dev
   ninja-build
+  python3
   rapidjson-dev
 )
 case "${1:-test}" in

@@ -1,0 +1,98 @@
+#include "expression.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace elfload {
+namespace {
+
+constexpr ExpressionFormat dwarf2{.dwarf1 = false, .addressSize = 4, .littleEndian = false};
+constexpr ExpressionFormat dwarf2Short{.dwarf1 = false, .addressSize = 2, .littleEndian = true};
+constexpr ExpressionFormat dwarf1{.dwarf1 = true, .addressSize = 4, .littleEndian = false};
+
+struct ExpressionFact {
+  const char* what;
+  ExpressionFormat format;
+  std::vector<uint8_t> bytes;  // as a reader stores them, without the zeros behind
+  size_t length;
+  const char* text;
+};
+
+const ExpressionFact expressionFacts[] = {
+    // clang-format off
+    {"nothing", dwarf2, {}, 0, "(empty)"},
+    {"static address", dwarf2, {0x03, 0x40, 0, 0, 0}, 5, "DW_OP_addr 0x40000000"},
+    {"address of the unit's size", dwarf2Short, {0x03, 0x34, 0x12, 0x96}, 4, "DW_OP_addr 0x1234; DW_OP_nop"},
+    {"operand bytes 0 do not end it", dwarf2, {0x03, 0, 0, 0, 0, 0x06}, 6, "DW_OP_addr 0x00000000; DW_OP_deref"},
+    {"byte 0 as operation ends it", dwarf2, {0x12, 0x00, 0x13}, 1, "DW_OP_dup"},
+    {"SLEB128", dwarf2, {0x91, 0x78}, 2, "DW_OP_fbreg -8"},
+    {"SLEB128 of two bytes", dwarf2, {0x8F, 0xFF, 0x7E}, 3, "DW_OP_breg31 -129"},
+    {"ULEB128 then SLEB128", dwarf2, {0x92, 0x81, 0x01, 0x7F, 0x93, 0x04}, 6, "DW_OP_bregx 129 -1; DW_OP_piece 4"},
+    {"a LEB128 longer than a word", dwarf2, {0x10, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x7F},
+     12, "DW_OP_constu 18446744073709551615"},
+    {"ranges of codes", dwarf2, {0x30, 0x4F, 0x50, 0x6F}, 4, "DW_OP_lit0; DW_OP_lit31; DW_OP_reg0; DW_OP_reg31"},
+    {"signed operands", dwarf2, {0x09, 0xFE, 0x0B, 0xFF, 0xFD, 0x0D, 0xFF, 0xFF, 0xFF, 0xFC}, 10,
+     "DW_OP_const1s -2; DW_OP_const2s -3; DW_OP_const4s -4"},
+    {"8 bytes, unsigned and signed", dwarf2,
+     {0x0E, 0, 0, 0, 1, 0, 0, 0, 0, 0x0F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}, 18,
+     "DW_OP_const8u 4294967296; DW_OP_const8s -1"},
+    {"jumps", dwarf2, {0x28, 0x00, 0x02, 0x2F, 0xFF, 0xFB, 0x15, 0x01, 0x94, 0x02, 0x95, 0x01}, 12,
+     "DW_OP_bra 2; DW_OP_skip -5; DW_OP_pick 1; DW_OP_deref_size 2; DW_OP_xderef_size 1"},
+    {"later editions", dwarf2, {0x97, 0x98, 0, 1, 0x99, 0, 0, 0, 2, 0x9A, 0, 0, 0, 3, 0x9B, 0x9C, 0x9D, 8, 0x80, 1, 0x9F},
+     21, "DW_OP_push_object_address; DW_OP_call2 1; DW_OP_call4 2; DW_OP_call_ref 3; DW_OP_form_tls_address; "
+         "DW_OP_call_frame_cfa; DW_OP_bit_piece 8 128; DW_OP_stack_value"},
+    {"an unknown operation ends it", dwarf2, {0x50, 0x9E, 0x01, 0x96}, 1, "DW_OP_reg0; (0x9E...)"},
+    {"0x04 is none", dwarf2, {0x04, 0x01}, 0, "(0x04...)"},
+    {"0xF2 is none", dwarf2, {0x96, 0xF2, 0x01}, 1, "DW_OP_nop; (0xF2...)"},
+    {"cut short: an address", dwarf2, {0x03, 0x12, 0x34}, 5, "DW_OP_addr 0x12340000"},
+    {"cut short: 8 bytes", dwarf2, {0x0E}, 9, "DW_OP_const8u 0"},
+    {"cut short: a LEB128", dwarf2, {0x23, 0x80}, 3, "DW_OP_plus_uconst 0"},
+    {"cut short: both operands", dwarf2, {0x92}, 3, "DW_OP_bregx 0 0"},
+    {"DWARF 1", dwarf1, {0x02, 0, 0, 0, 1, 0x04, 0xFF, 0xFF, 0xFF, 0xF8, 0x07, 0x05, 0x06}, 13,
+     "OP_BASEREG 1; OP_CONST 4294967288; OP_ADD; OP_DEREF2; OP_DEREF4"},
+    {"DWARF 1 has no operation 8", dwarf1, {0x01, 0, 0, 0, 3, 0x08}, 5, "OP_REG 3; (0x08...)"},
+    {"DWARF 1 address", dwarf1, {0x03, 0, 0, 0x12}, 5, "OP_ADDR 0x00001200"},
+    // clang-format on
+};
+
+// The bytes as a reader stores them: with zeros behind, in memory that ends there.
+std::vector<uint8_t> Stored(std::vector<uint8_t> bytes) {
+  bytes.resize(bytes.size() + 17);
+  bytes.shrink_to_fit();
+  return bytes;
+}
+
+TEST(Expression, LengthAndText) {
+  for (const ExpressionFact& fact : expressionFacts) {
+    const std::vector<uint8_t> stored = Stored(fact.bytes);
+    EXPECT_EQ(ExpressionLength(stored.data(), fact.format), fact.length) << fact.what;
+    EXPECT_EQ(ExpressionText(stored.data(), fact.format), fact.text) << fact.what;
+  }
+  EXPECT_EQ(ExpressionLength(nullptr, dwarf2), 0u);
+}
+
+TEST(Expression, AddressSizesThatNoCopyIsPaddedForEndIt) {
+  const std::vector<uint8_t> stored = Stored({0x96, 0x03});
+  ExpressionFormat format = dwarf2;
+  format.addressSize = 16;
+  EXPECT_EQ(ExpressionLength(stored.data(), format), 18u);
+  format.addressSize = 17;
+  EXPECT_EQ(ExpressionLength(stored.data(), format), 1u);
+}
+
+TEST(Expression, OffsetsAndAddressesThatStandAlone) {
+  uint32_t value = 0;
+  EXPECT_TRUE(ConstantOffset(Stored({0x23, 0x88, 0x01}).data(), dwarf2, value));
+  EXPECT_EQ(value, 136u);
+  EXPECT_TRUE(ConstantOffset(Stored({0x04, 0, 0, 0, 12, 0x07}).data(), dwarf1, value));
+  EXPECT_EQ(value, 12u);
+  EXPECT_FALSE(ConstantOffset(Stored({0x23, 0x04, 0x06}).data(), dwarf2, value));
+  EXPECT_FALSE(ConstantOffset(Stored({0x91, 0x04}).data(), dwarf2, value));
+  EXPECT_TRUE(StaticAddress(Stored({0x03, 0x34, 0x12}).data(), dwarf2Short, value));
+  EXPECT_EQ(value, 0x1234u);
+  EXPECT_FALSE(StaticAddress(Stored({0x03, 0x34, 0x12, 0x06}).data(), dwarf2Short, value));
+}
+
+}  // namespace
+}  // namespace elfload

@@ -1,0 +1,293 @@
+#!/usr/bin/env python3
+"""Runs elfload on the sample and on damaged copies of it: documents, texts, exit status, messages.
+
+    program_test.py --elfload PATH SAMPLES
+"""
+import json
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+ELFLOAD = SAMPLE = None
+
+# Members of every record of a dump, in order. A nested list: the values are lists of such records.
+VAR = ["name", "type", "byteSize", "bitOffset", "bitSize", "location", "segment"]
+PROC = ["name", "returnType", "prototyped", "lowPc", "highPc", "returnAddress", "frameBase", "locals", "params",
+        "callKind", "segment", "codeMarks"]
+MODULE = ["name", "objectFile", "directory", "lowPc", "highPc", "loadedKinds", "hasRange", "typeCount", "language",
+          "extend", "ext", "procs", "vars", "files", "lineBlocks", "types"]
+SHAPES = {
+    "document": ["file", "open", "getInfo", "processor", "entry", "debugFormat", "littleEndian", "build", "modules",
+                 "sharedTypes", "messages"],
+    "modules": MODULE,
+    "ext": ["lineOffset", "firstEntry", "addressSize", "unitOffset", "bitNumbering", "addrRanges", "globalNames",
+            "frames", "mergedModules"],
+    "frames": ["lowPc", "highPc", "instructions", "cie"],
+    "cie": ["offset", "codeAlignment", "dataAlignment", "returnRegister", "instructions"],
+    "procs": PROC, "vars": VAR, "locals": VAR, "params": VAR,
+    "location": ["lowPc", "highPc", "expression"], "frameBase": ["lowPc", "highPc", "expression"],
+    "files": ["baseName", "fullName"],
+    "lineBlocks": ["fileName", "count", "addresses", "lines", "columns"],
+    "types": ["key", "name", "byteSize", "kind", "target", "items", "element"],
+    "sharedTypes": ["name", "byteSize", "items"],
+}
+ITEMS = {3: ["name", "value"], 4: VAR, 5: VAR, 6: VAR, 8: VAR}  # of a type, by kind
+
+
+def run(*arguments, **environment):
+    clean = {key: value for key, value in os.environ.items() if key not in ("NO_COLOR", "AUTOTEST")}
+    return subprocess.run([ELFLOAD, *map(str, arguments)], capture_output=True, check=False, stdin=subprocess.DEVNULL,
+                          env={**clean, **environment})
+
+
+class ProgramTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def document(self, *arguments, status=0, **environment):
+        result = run(*arguments, **environment)
+        self.assertEqual(result.returncode, status, result.stderr)
+        return json.loads(result.stdout.decode("utf-8"))
+
+    def damaged(self, name, change):
+        """A copy of the sample with `change(bytes)` applied."""
+        path = self.folder / name
+        data = bytearray(SAMPLE.read_bytes())
+        path.write_bytes(change(data) or data)
+        return path
+
+    def check_shape(self, value, name="document", kind=None):
+        if isinstance(value, list):
+            for item in value:
+                self.check_shape(item, name, kind)
+        elif isinstance(value, dict):
+            wanted = ITEMS.get(kind) if name == "items" else PROC if name == "target" else SHAPES[name]
+            self.assertEqual(list(value), wanted, name)
+            for key, item in value.items():
+                self.check_shape(item, key, value.get("kind"))
+
+    def test_dump_has_every_member_in_order(self):
+        dump = self.document("dump", "--json", SAMPLE)
+        self.check_shape(dump)
+        self.assertEqual([dump[key] for key in ("open", "getInfo", "processor", "debugFormat", "littleEndian", "build")],
+                         [1, 1, "PPC", 2, 0, 1])
+        self.assertEqual(dump["file"], str(SAMPLE))
+        self.assertEqual({module["objectFile"] for module in dump["modules"]}, {str(SAMPLE)})
+        references = re.findall(r'"(?:type|returnType|element)": "([^"]*)"', json.dumps(dump))
+        self.assertTrue(references)
+        for reference in references:
+            self.assertRegex(reference, r"^(T\d+|shared:(void|undefined))$")
+        self.assertEqual([shared["name"] for shared in dump["sharedTypes"]],
+                         sorted({r[7:] for r in references if r.startswith("shared:")}))
+
+    def test_dump_of_some_modules_fills_and_writes_only_those(self):
+        whole = self.document("dump", "--json", SAMPLE)
+        some = self.document("dump", "--json", "--module", "3", "--module", "main.c", SAMPLE)
+        self.assertEqual([module["name"] for module in some["modules"]], ["main.c", "log.c"])
+        self.assertEqual(some["modules"], [whole["modules"][1], whole["modules"][3]])
+        missing = self.document("dump", "--json", "--module", "9", "--module", "led.c", SAMPLE, status=1)
+        self.assertEqual([module["name"] for module in missing["modules"]], ["led.c"])
+        self.assertIn(b"no unit 9", run("dump", "--module", "9", SAMPLE).stderr)
+
+    def test_text_is_written_as_a_c_programmer_would(self):
+        text = run("dump", SAMPLE).stdout.decode()
+        for wanted in ("void log_add(enum log_level level, const char *text, long number)", "+0  struct log_event *next",
+                       "int (*put)(int)", "DW_OP_reg3", "unit 1: main.c", "0x00000470..0x000004A8"):
+            self.assertIn(wanted, text)
+        self.assertNotIn("\x1b", text)
+        colored = run("dump", "--color", "always", SAMPLE, NO_COLOR="1").stdout.decode()
+        self.assertIn("\x1b[", colored)
+        self.assertEqual(re.sub("\x1b\\[[0-9;]*m", "", colored), text)
+
+    def test_find_tells_which_modules_it_filled(self):
+        found = self.document("find", "--json", SAMPLE, "main", "0x3a0", "nobody", "928", "log_add", status=1)
+        self.assertEqual(list(found), ["file", "build", "results", "messages"])
+        self.assertEqual([tuple(result.values()) for result in found["results"]],
+                         [("main", 1, 1, [1]), ("0x3a0", 1, 2, [2]), ("nobody", 0, None, []), ("928", 1, 2, []),
+                          ("log_add", 1, 3, [3])])
+        text = run("find", "--verbose", SAMPLE, "main")
+        self.assertEqual((text.returncode, text.stdout.split()), (0, [b"main", b"unit", b"1", b"main.c"]))
+        self.assertIn(b"filled unit 1 main.c", text.stderr)
+
+    def test_find_without_an_index_fills_up_to_the_match(self):
+        path = self.damaged("noindex.elf", lambda data: data.replace(b".debug_pubnames\0", b".debug_bupnames\0"))
+        found = self.document("find", "--json", "--kind", "code", path, "led_step", "main")
+        self.assertEqual([result["filled"] for result in found["results"]], [[0, 1, 2], []])
+        data = self.document("find", "--json", "--kind", "data", path, "led_step", status=1)
+        self.assertEqual(data["results"][0]["filled"], [0, 1, 2, 3])
+
+    def test_where(self):
+        answer = self.document("where", "--json", SAMPLE, "0x3a0", "0x100", "0x5a8", status=1)
+        keys = ["address", "found", "module", "decidedBy", "procedure", "row", "filled"]
+        self.assertEqual([list(result) for result in answer["results"]], [keys] * 3)
+        led, start, nothing = answer["results"]
+        self.assertEqual((led["module"], led["decidedBy"], led["filled"]), (2, "finder", [2]))
+        self.assertEqual((led["procedure"]["name"], led["procedure"]["offset"]), ("led_step", 0x14))
+        self.assertEqual((led["row"]["fileName"], led["row"]["line"]), ("led.c", 27))
+        self.assertEqual((start["module"], start["procedure"]["name"]), (0, "reset"))
+        self.assertEqual((nothing["found"], nothing["module"], nothing["filled"]), (0, None, []))
+        text = run("where", "--verbose", SAMPLE, "0x3a0")
+        self.assertEqual(text.stdout.split(), [b"0x000003A0", b"led_step+0x14", b"led.c:27"])
+        self.assertIn(b"decided by the finder", text.stderr)
+
+    def test_where_goes_on_when_the_unit_range_leaves_code_out(self):
+        def shrink(data):
+            at = data.index(bytes.fromhex("000002c8000003f8"))  # low and high address of led.c's unit
+            data[at:at + 8] = bytes.fromhex("000002c8000002d0")
+
+        path = self.damaged("range.elf", shrink)
+        result = self.document("where", "--json", path, "0x3a0")["results"][0]
+        self.assertEqual((result["decidedBy"], result["procedure"]["name"]), ("addrRanges", "led_step"))
+        data = bytearray(path.read_bytes())
+        path.write_bytes(data.replace(b".debug_aranges\0", b".debug_ranagas\0"))
+        result = self.document("where", "--json", path, "0x3a0")["results"][0]
+        self.assertEqual((result["decidedBy"], result["procedure"]["name"]), ("procedures", "led_step"))
+
+    def test_info_and_modules(self):
+        info = self.document("info", "--json", SAMPLE)
+        self.assertEqual(info["entry"], 0x100)
+        self.assertEqual((info["noteValue"], info["noteText"]), (16, None))
+        if info["sections"] is not None:
+            self.assertIn(".debug_info", [section["name"] for section in info["sections"]])
+            self.assertEqual(info["segments"][0]["vaddr"], 0x100)
+        self.assertIn(b"big-endian", run("info", SAMPLE).stdout)
+        modules = self.document("modules", "--json", SAMPLE)
+        self.assertEqual([module["name"] for module in modules["modules"]], ["start.c", "main.c", "led.c", "log.c"])
+        self.assertEqual(modules["modules"][2]["addrRanges"], [[0x2C8, 0x3F7], [0x5B5, 0x5CC]])
+        self.assertIn(b"0x000002C8..0x000003F8", run("modules", SAMPLE).stdout)
+
+    def test_section(self):
+        data = SAMPLE.read_bytes()
+        to_output = run("section", SAMPLE, ".debug_str")
+        self.assertEqual(to_output.returncode, 0)
+        self.assertIn(to_output.stdout, data)
+        self.assertIn(b"led_step\0", to_output.stdout)
+        out = self.folder / "out"
+        self.assertEqual(run("section", SAMPLE, ".debug_str", "-o", out).returncode, 0)
+        self.assertEqual(out.read_bytes(), to_output.stdout)
+        for arguments in ([".debug_nothing"], [".debug_str", "-o", self.folder]):
+            result = run("section", SAMPLE, *arguments)
+            self.assertEqual((result.returncode, result.stdout), (1, b""))
+            self.assertTrue(result.stderr)
+
+    def test_files_that_cannot_be_opened(self):
+        empty = self.folder / "empty.elf"
+        empty.write_bytes(b"")
+        reasons = {
+            self.folder / "missing.elf": "No such file",
+            self.folder: "a folder",
+            empty: "empty",
+            self.damaged("class.elf", lambda data: b"\x7fELF\x02" + data[5:42] + b"\0\x38" + data[44:]): "64-bit",
+            self.damaged("magic.elf", lambda data: data.__setitem__(0, 0)): "no ELF file",
+            self.damaged("short.elf", lambda data: data[:40]): "cut short",
+        }
+        for path, reason in reasons.items():
+            for command in ("info", "modules", "dump", "find", "where"):
+                what = ["1"] if command in ("find", "where") else []
+                result = run(command, "--json", path, *what)
+                self.assertEqual(result.returncode, 1, path)
+                self.assertIn(reason, result.stderr.decode(), path)
+                self.assertIn(str(path), result.stderr.decode())
+                document = json.loads(result.stdout)
+                self.assertEqual(document["file"], str(path))
+                if command == "dump":
+                    self.assertEqual(document, {"file": str(path), "open": 0})
+                if command == "find":
+                    self.assertEqual((document["build"], document["results"][0]["found"]), (0, 0))
+                self.assertEqual(run(command, path, *what).returncode, 1)
+
+    def test_a_file_without_debug_information(self):
+        path = self.damaged("plain.elf", lambda data: data.replace(b".debug_info\0", b".bedug_info\0"))
+        dump = self.document("dump", "--json", path, status=1)
+        self.assertEqual([dump[key] for key in ("build", "modules", "sharedTypes", "messages")],
+                         [0, [], [], ["!Warning: No debug information"]])
+        self.assertIn(b"!Warning: No debug information", run("dump", path).stderr)
+        found = self.document("find", "--json", path, "main", status=1)
+        self.assertEqual((found["build"], found["results"][0]["found"]), (0, 0))
+        self.assertEqual(run("section", path, ".text").returncode, 0)
+
+    def test_a_corrupt_unit_keeps_what_was_read(self):
+        whole = self.document("dump", "--json", SAMPLE)
+        info = run("section", SAMPLE, ".debug_info").stdout
+        first = whole["modules"][2]["ext"]["firstEntry"]
+        offset = SAMPLE.read_bytes().index(info) + whole["modules"][2]["types"][0]["key"]
+        self.assertGreater(whole["modules"][2]["types"][0]["key"], first)
+        path = self.damaged("corrupt.elf", lambda data: data.__setitem__(offset, 0x7F))  # no such abbreviation
+        dump = self.document("dump", "--json", path, status=1)
+        self.assertEqual([module["extend"] for module in dump["modules"]], [1, 1, 0, 1])
+        self.assertEqual(dump["messages"], ["!Warning: Error in object file (debug information)"])
+        self.assertTrue(dump["modules"][2]["lineBlocks"][0]["count"])
+        self.assertEqual(run("find", path, "led_step").returncode, 1)
+        self.assertIn(b"not read completely", run("dump", path).stdout)
+
+    def test_names_that_are_not_utf8(self):
+        path = self.damaged("bytes.elf", lambda data: data.replace(b"led_step\0", b"led_\xc3\xbcpp"[:7] + b"p\0")
+                            .replace(b"log_add\0", b"log_\xfc\xc3\x1b\0"))
+        names = [proc["name"] for module in self.document("dump", "--json", path)["modules"] for proc in module["procs"]]
+        self.assertIn("led_\u00fcpp", names)
+        self.assertIn("log_\u00fc\u00c3\u001b", names)
+        self.assertNotIn(b"\x1b", run("dump", path).stdout)
+
+    def test_message_boxes_are_answered(self):
+        shutil.copy(SAMPLE, self.folder / "firmware.elf")
+        os.utime(self.folder / "firmware.elf", (1000000000, 1000000000))
+        for name in ("main.c", "led.c"):
+            (self.folder / name).write_text("younger")
+        counts = []
+        for answer in ([], ["--answer", "cancel"]):
+            result = subprocess.run([ELFLOAD, "dump", "--json", *answer, "firmware.elf"], cwd=self.folder, check=False,
+                                    capture_output=True, stdin=subprocess.DEVNULL)
+            boxes = json.loads(result.stdout)["messages"]
+            self.assertTrue(boxes[0].startswith("Elf-Loader: WARNING: The file <main.c> is more recent"), boxes)
+            self.assertIn(b"WARNING: The file <main.c>", result.stderr)
+            counts.append(len(boxes))
+        self.assertEqual(counts, [2, 1])  # Cancel ends the warnings
+        self.assertEqual(self.document("dump", "--json", "firmware.elf", AUTOTEST="ON", ELFLOAD_PATH=str(self.folder),
+                                       ELFLOAD_SOURCES=str(self.folder))["messages"], [])
+
+    def test_command_lines(self):
+        for arguments in ([], ["nothing"], ["dump"], ["find", SAMPLE], ["where", SAMPLE, "main"],
+                          ["find", SAMPLE, "0xg"], ["where", SAMPLE, "0x100000000"], ["find", "--kind", "x", SAMPLE, "a"],
+                          ["section", SAMPLE], ["dump", "--json=maybe", SAMPLE], ["--answer", "no", "info", SAMPLE]):
+            result = run(*arguments)
+            self.assertEqual((result.returncode, result.stdout), (2, b""), arguments)
+            self.assertTrue(result.stderr.startswith(b"elfload: "), arguments)
+        for command in ("info", "modules", "dump", "find", "where", "section", "version"):
+            text = run(command, "--help")
+            self.assertEqual(text.returncode, 0)
+            self.assertIn(b"Example:\n  elfload " + command.encode(), text.stdout)
+            self.assertIn(b"elfload " + command.encode(), run("--help").stdout)
+
+    def test_version_and_module(self):
+        text = run("version").stdout.decode()
+        self.assertRegex(text, r"^elfload \d+\.\d+\.\d+\nElfLoader 6\.1\.29 Build 3249\n$")
+        result = run("info", "--json", "--plugin", self.folder / "none.so", SAMPLE)
+        self.assertEqual((result.returncode, json.loads(result.stdout)["open"]), (1, 0))
+        self.assertIn(b"none.so", result.stderr)
+
+    def test_what_the_loader_prints_goes_to_standard_error(self):
+        result = run("dump", "--json", self.damaged("magic.elf", lambda data: data.__setitem__(0, 0)))
+        self.assertEqual(json.loads(result.stdout)["open"], 0)
+        self.assertIn(b"ERROR: not ELF or illegal ELF header values\n", result.stderr)
+
+    @unittest.skipUnless(os.path.exists("/dev/full"), "no /dev/full")
+    def test_output_that_cannot_be_written(self):
+        with open("/dev/full", "wb") as full:
+            result = subprocess.run([ELFLOAD, "dump", "--json", SAMPLE], stdout=full, stderr=subprocess.PIPE, check=False)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn(b"cannot be written", result.stderr)
+
+
+if __name__ == "__main__":
+    _, option, ELFLOAD, samples = sys.argv
+    assert option == "--elfload"
+    ELFLOAD = os.path.abspath(ELFLOAD)
+    SAMPLE = pathlib.Path(samples) / "blinky" / "blinky.elf"
+    unittest.main(argv=sys.argv[:1])
