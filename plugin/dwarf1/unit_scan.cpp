@@ -87,14 +87,14 @@ void SetSourceFile(mem_desc* tableHeap, DescModule* module, const UnitText& text
   module->directory = CopyToHeap(tableHeap, directory);
 }
 
-// Reads the entry of a unit, whose offset is in `nextOffset`; its AT_sibling goes there.
-DescModule* ReadUnitEntry(uint32_t remaining, mem_desc* tableHeap, uint32_t* nextOffset) {
+// Reads the entry of the unit at `offset`. Its AT_sibling goes to `nextOffset`.
+DescModule* ReadUnitEntry(uint32_t offset, uint32_t remaining, mem_desc* tableHeap, uint32_t* nextOffset) {
   DescModule* module = NewDescModule(tableHeap);
   if (module == nullptr) {
     throw std::bad_alloc();
   }
-  module->ext->firstEntry = *nextOffset + remaining + 6;
-  module->ext->unitOffset = *nextOffset;
+  module->ext->firstEntry = offset + remaining + 6;
+  module->ext->unitOffset = offset;
   UnitText text;
   if (ReadUnitAttributes(remaining, module, &text, nextOffset)) {
     SetSourceFile(tableHeap, module, text);
@@ -102,29 +102,32 @@ DescModule* ReadUnitEntry(uint32_t remaining, mem_desc* tableHeap, uint32_t* nex
   return module;
 }
 
-// A padding entry between units has 12 bytes, whatever its length says. It does not move `nextOffset`, so a unit behind
-// it goes by the offset of the padding.
-void ReadPadding() {
+// A padding entry between units has 12 bytes, whatever its length says. Gives the offset behind it.
+uint32_t ReadPadding(uint32_t offset) {
+  constexpr uint32_t PADDING_SIZE = 12;
   ReadU32();
   ReadU16();
+  return offset + PADDING_SIZE;
 }
 
 // False when something other than units and padding stands between the units.
 bool ScanUnits(mem_desc* tableHeap, DescModule** modules) {
   ListEnd<DescModule> list(modules);
-  uint32_t nextOffset = 0;
+  uint32_t offset = 0;      // of the entry in hand
+  uint32_t nextOffset = 0;  // where the last sibling led; padding does not move it
   int64_t previousOffset = -1;
   EntryHeader entry;
   while (ReadEntryHeader(&entry) && previousOffset < static_cast<int32_t>(nextOffset) && IsAllowanceLeft()) {
     if (entry.tag == TAG_padding) {
-      ReadPadding();
+      offset = ReadPadding(offset);
     } else if (entry.tag == TAG_compile_unit) {
       previousOffset = static_cast<int32_t>(nextOffset);
-      list.Append(ReadUnitEntry(entry.remaining, tableHeap, &nextOffset));
+      list.Append(ReadUnitEntry(offset, entry.remaining, tableHeap, &nextOffset));
       if (nextOffset >= dwarf1State.debug->sh_size) {
         break;
       }
       SeekDebug(nextOffset);
+      offset = nextOffset;
     } else {
       return false;
     }

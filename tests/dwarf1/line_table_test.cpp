@@ -1,0 +1,137 @@
+// Line tables: rows, blocks, positions, files, the range that a fill reports, and what becomes of it.
+#include "dwarf1/dwarf1_test.h"
+
+namespace {
+
+DWARF1_TESTS(Dwarf1LineTable);
+
+std::vector<LineRow> Rows(uint32_t count) {
+  std::vector<LineRow> rows;
+  for (uint32_t i = 0; i < count; ++i) {
+    rows.push_back({i + 1, 4 * i});
+  }
+  return rows;
+}
+
+// "line@address", with ":position" where the block has positions.
+Texts RowTexts(const DescLineBlock* block) {
+  Texts texts;
+  for (; block != nullptr; block = block->next) {
+    for (int32_t i = 0; i < block->count; ++i) {
+      texts.push_back(std::to_string(block->lines[i]) + "@" + std::to_string(block->addresses[i]) +
+                      (block->columns != nullptr ? ":" + std::to_string(block->columns[i]) : ""));
+    }
+  }
+  return texts;
+}
+
+Texts RangeTexts(L_list* ranges) {
+  Texts texts;
+  for (void* data = L_First(ranges); data != nullptr; data = L_Next(ranges)) {
+    const auto* range = static_cast<DescLineRange*>(data);
+    texts.push_back(std::to_string(range->low) + ".." + std::to_string(range->high));
+  }
+  return texts;
+}
+
+Dwarf1Entries UnitWithLines(const char* label) {
+  return Dwarf1Unit({at::name("src/main.c"), at::text(AT_comp_dir, "/prj"), at::stmtList(label)});
+}
+
+TEST_P(Dwarf1LineTable, RowsPositionsAndRange) {
+  const Bytes lines = LineTable("lines", 0x1000, {{7, 8}, {8, 0, 5}, {9, 4}, {0, 0xFFFFF000, 0}, {99, 99}});
+  const DescModule* module =
+      Fill(Dwarf1File(GetParam(), UnitWithLines("lines")).section(".line", Bytes().pad(3), lines));
+  EXPECT_EQ(RowTexts(module->lineBlocks), (Texts{"7@4104:0", "8@4096:5", "9@4100:0", "0@0:0"}));
+  EXPECT_EQ(RangeTexts(ranges), (Texts{"0..4104"}));
+  ASSERT_NE(module->files, nullptr);
+  EXPECT_STREQ(module->files->fullName, "/prj/src/main.c");
+  EXPECT_STREQ(module->files->baseName, "main.c");
+  EXPECT_EQ(module->files->next, nullptr);
+  EXPECT_STREQ(module->lineBlocks->fileName, "/prj/src/main.c");
+}
+
+TEST_P(Dwarf1LineTable, LengthsAndBlocks) {
+  const struct {
+    const char* what;
+    uint32_t length, rows;
+    std::vector<int32_t> blocks;  // rows of each
+    bool hasFile = true;
+    int filled = 1;
+  } facts[] = {
+      {"header alone", 8, 5, {}},
+      {"closing row alone", 18, 5, {}},
+      {"one row", 28, 5, {1}},
+      {"cut to whole rows", 33, 5, {1}},
+      {"a length of 0", 0, 5, {}},
+      {"negative length", 0x80000000, 5, {}},
+      {"1024 rows", 10258, 1025, {1024}},
+      {"1025 rows", 10268, 1026, {1024, 1}},
+      {"2500 rows", 25018, 2501, {1024, 1024, 452}},
+      {"longer than the section", 62, 5, {}, false},
+  };
+  for (const auto& fact : facts) {
+    SCOPED_TRACE(fact.what);
+    const DescModule* module = Fill(Dwarf1File(GetParam(), UnitWithLines("lines"))
+                                        .section(".line", LineTable("lines", 0, Rows(fact.rows), fact.length)));
+    std::vector<int32_t> blocks;
+    for (const DescLineBlock* block = module->lineBlocks; block != nullptr; block = block->next) {
+      EXPECT_EQ(block->columns, nullptr);
+      EXPECT_EQ(block->lines[0], 1024 * blocks.size() + 1);
+      blocks.push_back(block->count);
+    }
+    EXPECT_EQ(blocks, fact.blocks);
+    EXPECT_EQ(module->files != nullptr, fact.hasFile);
+    EXPECT_EQ(L_First(ranges) != nullptr, !blocks.empty());
+    EXPECT_EQ(filled, fact.filled) << failure;
+  }
+
+  std::vector<LineRow> rows = Rows(1100);
+  rows[5].position = 3;
+  const DescModule* module =
+      Fill(Dwarf1File(GetParam(), UnitWithLines("lines")).section(".line", LineTable("lines", 0, rows)));
+  ASSERT_NE(module->lineBlocks->columns, nullptr);
+  EXPECT_EQ(module->lineBlocks->columns[5], 3U);
+  EXPECT_EQ(module->lineBlocks->columns[4] + module->lineBlocks->columns[6] + module->lineBlocks->columns[1023], 0U);
+  EXPECT_EQ(module->lineBlocks->next->columns, nullptr);
+}
+
+TEST_P(Dwarf1LineTable, MissingTables) {
+  const DescModule* module = Fill(Dwarf1Unit({at::name("a.c")}));
+  EXPECT_EQ(module->files, nullptr);
+  EXPECT_EQ(module->lineBlocks, nullptr);
+  EXPECT_EQ(filled, 1);
+
+  // Without AT_stmt_list it is the table at the start of the section.
+  module = Fill(Dwarf1File(GetParam(), Dwarf1Unit({at::name("a.c")})).section(".line", LineTable("", 0, Rows(3))));
+  EXPECT_EQ(RowTexts(module->lineBlocks), (Texts{"1@0", "2@4"}));
+  EXPECT_EQ(module->files->baseName, module->files->fullName);
+
+  // A section that claims more than the file has: what is there is read.
+  module = Fill(Dwarf1File(GetParam(), Dwarf1Unit({at::name("a.c")}))
+                    .section(".line", LineTable("", 0, Rows(3), 0x7FFFFFFF))
+                    .set(&ElfSectionHeader::sh_size, 0x7FFFFFFF));
+  EXPECT_EQ(filled, 0);
+  EXPECT_EQ(failure, "line table without end");
+  EXPECT_GE(module->lineBlocks->count, 3);
+}
+
+TEST_P(Dwarf1LineTable, CodeWithoutAProcedureGetsOne) {
+  const auto unit = UnitWithLines("lines").entry(TAG_global_subroutine, {at::name("f"), at::lowPc(4), at::highPc(8)});
+  DescModule* module = LoadAndExtend(Dwarf1File(GetParam(), unit).section(".line", LineTable("lines", 0, Rows(4))));
+  EXPECT_EQ(Names(module->procs), (Texts{"f", "Line Info from 0x0 to 0x4", "Line Info from 0x8 to 0x9"}));
+}
+
+TEST_P(Dwarf1LineTable, MergedUnitsKeepTheirFilesAndBlocks) {
+  const DescModule* module = Fill(
+      Dwarf1File(GetParam(), UnitWithLines("1"), UnitWithLines("2"), UnitWithLines("3"))
+          .section(".line", LineTable("1", 100, Rows(2)), LineTable("2", 200, Rows(2)), LineTable("3", 300, Rows(2))));
+  EXPECT_EQ(RowTexts(module->lineBlocks), (Texts{"1@100", "1@300", "1@200"}));
+  EXPECT_EQ(RangeTexts(ranges), (Texts{"300..300", "200..200", "100..100"}));
+  EXPECT_EQ(Listed(module->files, [](const DescFile& file) -> std::string { return file.fullName; }),
+            Texts(3, "/prj/src/main.c"));
+  EXPECT_EQ(module->ext->mergedModules->files, nullptr);
+  EXPECT_EQ(module->ext->mergedModules->lineBlocks, nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,181 @@
+// Variables with their locations, type attributes, references by key, typedefs and the sizes of basic types.
+#include <cstring>
+
+#include "dwarf1/dwarf1_test.h"
+
+namespace {
+
+DWARF1_TESTS(Dwarf1Types);
+
+Dwarf1Entries Var(const std::string& name, const Dwarf1Attr& attr) {
+  return Dwarf1Entries().entry(TAG_global_variable, {attr, at::name(name)});
+}
+
+// Each attribute stands in front of the name, so that a wrong count of consumed bytes shows.
+TEST_P(Dwarf1Types, TypeAttributes) {
+  const RawBytes longChain(1030, MOD_pointer_to);
+  const struct {
+    Dwarf1Attr attr;
+    std::string type;
+    uint32_t records;  // on the module's list
+    int filled = 1;
+  } facts[] = {
+      {at::fundType(FT_integer), "int", 0},
+      {at::fundType(0), "???", 0},
+      {at::fundType(19), "???", 0},
+      {at::fundType(24), "???", 0},
+      {at::fundType(0xFFFF), "???", 0},
+      {at::data4(AT_fund_type, FT_char), "char", 0},
+      {at::data8(AT_fund_type, FT_long, FT_char), "long", 0},
+      {at::raw(AT_fund_type, FORM_ADDR, Bytes().u32(FT_char).u32(0)), "char", 0},
+      {at::modFundType({}, FT_short), "short", 0},
+      {at::modFundType({MOD_const, MOD_pointer_to}, FT_integer), "*int", 1},
+      {at::modFundType({MOD_pointer_to, MOD_volatile, MOD_reference_to, 0xFF}, FT_void), "**void", 2},
+      {at::modUserType({}, "later"), "struct later", 1},
+      {at::modUserType({MOD_pointer_to, MOD_pointer_to}, "later"), "**struct later", 3},
+      {at::userType("later"), "struct later", 1},
+      {at::raw(AT_user_def_type, FORM_REF, Bytes().u32(0x1234)), "undefined", 1},
+      {at::modFundType(longChain, FT_char), std::string(1024, '*') + "char", 1024, 0},
+      {at::raw(AT_ordering, FORM_NONE), "undefined", 0, 0},
+      {at::data2(AT_member, 7), "undefined", 0},
+  };
+  for (const auto& fact : facts) {
+    const DescModule* module = FillEntries(Var("v", fact.attr)
+                                               .append(Var("next", at::fundType(FT_char)))
+                                               .label("later")
+                                               .entry(TAG_structure_type, {at::name("later")}));
+    EXPECT_EQ(VarTexts(module->vars), (Texts{"v: " + fact.type, "next: char"}));
+    const bool isLaterReferred = fact.type.find("later") != std::string::npos;
+    EXPECT_EQ(module->typeCount, fact.records + (isLaterReferred ? 0 : 1)) << fact.type;
+    EXPECT_EQ(filled, fact.filled) << failure;
+  }
+}
+
+TEST_P(Dwarf1Types, ReferencesShareOneRecord) {
+  const DescModule* module = FillEntries(Var("before", at::userType("node"))
+                                             .append(Var("pointer", at::modUserType({MOD_pointer_to}, "node")))
+                                             .label("node")
+                                             .parent(TAG_structure_type, {at::name("node"), at::byteSize(8)})
+                                             .entry(TAG_member, {at::name("next"), at::modUserType({1}, "node")})
+                                             .end()
+                                             .append(Var("behind", at::userType("node"))));
+  const DescType* node = module->vars->type;
+  EXPECT_EQ(node->byteSize, 8);
+  EXPECT_EQ(module->vars->next->type->target.type, node);
+  EXPECT_EQ(module->vars->next->type->key, NO_KEY);
+  EXPECT_EQ(module->vars->next->type->byteSize, 4);
+  EXPECT_EQ(module->vars->next->next->type, node);
+  EXPECT_EQ(node->items.members->type->target.type, node);
+  EXPECT_EQ(module->typeCount, 3U);
+}
+
+// A reference to 0xFFFFFFFF finds the newest record that has no key, and makes one only where there is none.
+TEST_P(Dwarf1Types, TheNewestRecordWithAKeyWins) {
+  const Dwarf1Attr noKey = at::raw(AT_user_def_type, FORM_REF, Bytes().u32(NO_KEY));
+  const DescModule* module = FillEntries(Var("a", noKey)
+                                             .append(Var("b", at::modFundType({1}, FT_char)))
+                                             .append(Var("c", at::modFundType({1}, FT_integer)))
+                                             .append(Var("d", noKey)));
+  EXPECT_EQ(VarTexts(module->vars), (Texts{"a: undefined", "b: *char", "c: *int", "d: *int"}));
+  EXPECT_EQ(module->typeCount, 3U);
+}
+
+TEST_P(Dwarf1Types, LocationsAreCopied) {
+  const RawBytes atoms = Bytes().u8(OP_BASEREG).u32(31).u8(OP_CONST).u32(8).u8(OP_ADD).In(GetParam());
+  const DescModule* module =
+      FillEntries(Dwarf1Entries()
+                      .entry(TAG_global_variable, {at::address(1), at::location(Bytes().raw(atoms)), at::name("twice")})
+                      .append(Var("empty", at::location({}))));
+  const DescLocation* location = module->vars->location;
+  EXPECT_EQ(memcmp(location->expression, atoms.data(), atoms.size()), 0);
+  EXPECT_EQ(location->expression[atoms.size()], 0);
+  EXPECT_EQ(location->next, nullptr);
+  EXPECT_EQ(location->lowPc, 0U);
+  EXPECT_EQ(location->highPc, 0xFFFFFFFF);
+  EXPECT_EQ(module->vars->next->location->expression[0], 0);
+}
+
+TEST_P(Dwarf1Types, BitFields) {
+  const auto field = [](const char* name, const Dwarf1Attrs& attrs) {
+    Dwarf1Attrs all = {at::name(name), at::fundType(FT_short)};
+    all.insert(all.end(), attrs.begin(), attrs.end());
+    return Dwarf1Entries().entry(TAG_member, all);
+  };
+  const auto unit = [&](const char* producer) {
+    return Dwarf1Unit({at::text(AT_producer, producer)})
+        .parent(TAG_structure_type, {at::name("s")})
+        .append(field("both", {at::data2(AT_bit_offset, 0x102), at::data4(AT_bit_size, 3)}))
+        .append(field("other forms", {at::raw(AT_bit_offset, FORM_DATA4, Bytes().u16(1)),
+                                      at::raw(AT_bit_size, FORM_DATA2, Bytes().u32(0x1FF))}))
+        .append(field("size alone", {at::data4(AT_bit_size, 5)}))
+        .append(field("offset alone", {at::data2(AT_bit_offset, 4)}));
+  };
+  const struct {
+    const char* producer;
+    Texts fields;  // byte size, bit offset, bit size
+  } facts[] = {
+      {"any", {"2 11 3", "2 16 255", "0 0 5", "2 12 0"}},  // 16 - 3 - 2; 16 - 255 - 1 in 8 bits
+      {"TARNIX", {"0 2 3", "0 1 255", "0 0 5", "0 4 0"}},
+  };
+  for (const auto& fact : facts) {
+    const DescModule* module = LoadAndExtend(Dwarf1File(GetParam(), unit(fact.producer)));
+    EXPECT_EQ(Listed(module->types->items.members,
+                     [](const DescVar& var) {
+                       return std::to_string(var.byteSize) + " " + std::to_string(var.bitOffset) + " " +
+                              std::to_string(var.bitSize);
+                     }),
+              fact.fields);
+  }
+}
+
+TEST_P(Dwarf1Types, NamesAreCutAndConsumedWhole) {
+  for (const size_t length : {1022, 1023, 1024, 2000, 20000, 16384 * 3}) {
+    const DescModule* module =
+        FillEntries(Dwarf1Entries()
+                        .entry(TAG_global_variable, {at::name(std::string(length, 'n')),
+                                                     at::text(AT_ordering, "skipped"), at::fundType(FT_char)})
+                        .append(Var("next", at::fundType(FT_char))));
+    EXPECT_EQ(VarTexts(module->vars),
+              (Texts{std::string(std::min<size_t>(length, 1023), 'n') + ": char", "next: char"}));
+  }
+}
+
+TEST_P(Dwarf1Types, TypedefsSetTheSizesOfBasicTypes) {
+  const struct {
+    const char* name;
+    Dwarf1Attr type;
+    uint32_t firstRow, lastRow;  // that take the size; 0: none
+  } facts[] = {
+      {"char", at::fundType(FT_char), 1, 3},
+      {"short", at::fundType(FT_long), 4, 6},
+      {"int", at::fundType(FT_integer), 7, 9},
+      {"int", at::data2(AT_ordering, 0), 7, 9},  // the default target is a basic one too
+      {"long", at::fundType(FT_long), 10, 12},
+      {"float", at::fundType(FT_float), 14, 14},
+      {"double", at::fundType(FT_float), 15, 15},
+      {"long double", at::fundType(FT_float), 16, 16},
+      {"int", at::modFundType({MOD_pointer_to}, FT_integer), 0, 0},
+      {"int", at::userType("self"), 0, 0},
+      {"Int", at::fundType(FT_integer), 0, 0},
+      {"unsigned int", at::fundType(FT_integer), 0, 0},
+  };
+  for (const auto& fact : facts) {
+    SCOPED_TRACE(fact.name);
+    const DescModule* module = FillEntries(
+        Dwarf1Entries().label("self").entry(TAG_typedef, {at::name(fact.name), fact.type, at::byteSize(77)}));
+    EXPECT_EQ(module->types->byteSize, 77);
+    EXPECT_EQ(module->types->kind, KIND_TYPEDEF);
+    for (uint32_t row = 1; row < FT_COUNT; ++row) {
+      EXPECT_EQ(dwarf1State.basicTypes[row]->byteSize == 77, row >= fact.firstRow && row <= fact.lastRow) << row;
+    }
+  }
+  const DescModule* module = FillEntries(Dwarf1Entries()
+                                             .entry(TAG_typedef, {at::name("int"), at::byteSize(0)})
+                                             .entry(TAG_typedef, {at::text(AT_producer, "x"), at::userType("size_t")})
+                                             .label("size_t")
+                                             .entry(TAG_typedef, {at::name("size_t"), at::fundType(FT_unsigned_long)}));
+  EXPECT_EQ(dwarf1State.basicTypes[FT_integer]->byteSize, 4) << "a size of 0 sets nothing";
+  EXPECT_EQ(TypeTexts(module), (Texts{"typedef int", "typedef ", "typedef size_t"}));
+}
+
+}  // namespace
