@@ -48,7 +48,7 @@ void CopyDefinition(DescType* placeholder, const DescType& definition) {
 // were read last, so the index finds them.
 void ResolveMergedTypes(DescModule* survivor, DescModule* folded) {
   for (DescType* type = survivor->types != nullptr ? folded->types : nullptr; type != nullptr; type = type->next) {
-    DescType* twin = type->key != NO_KEY ? dwarf1State.typesByKey.Find(type->key) : nullptr;
+    DescType* twin = type->key != NO_KEY ? FindType(type->key) : nullptr;
     if (twin == nullptr) {
       continue;
     }

@@ -7,8 +7,10 @@
 #include <cstdint>
 
 #include "dwarf1/dwarf1_constants.h"
-#include "dwarf1/type_index.h"
 #include "elf/section_access.h"
+#include "loader/hash_index.h"
+
+struct DescType;
 
 struct Dwarf1ReaderState {
   ElfImage* image;                 // being read; set by every entry operation
@@ -18,11 +20,11 @@ struct Dwarf1ReaderState {
   DescType* basicTypes[FT_COUNT];  // shared records of the last scan, by FT_ code
   DescType* undefinedType;         // the shared type of what has none
 
-  dwarf1::TypeIndex typesByKey;  // of the module being filled
-  DescType* newestNoKey;         // newest record without a key on that module's `types`: what a look-up of NO_KEY finds
-  uint32_t nesting;              // levels of entries that the walk stands in
-  int64_t allowance;             // bytes that may still be read, see GrantAllowance
-  const char* failure;           // the first reason since the latch was cleared; null while it is not set
+  HashIndex typesByKey;   // of the module being filled
+  DescType* newestNoKey;  // newest record without a key on that module's `types`: what a look-up of NO_KEY finds
+  uint32_t nesting;       // levels of entries that the walk stands in
+  int64_t allowance;      // bytes that may still be read, see GrantAllowance
+  const char* failure;    // the first reason since the latch was cleared; null while it is not set
   uint32_t failurePosition;
 };
 

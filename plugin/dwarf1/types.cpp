@@ -60,14 +60,21 @@ DescType* NewDwarf1Type(DescModule* module, uint32_t kind, int32_t byteSize, uin
   ++module->typeCount;
   if (key == NO_KEY) {
     dwarf1State.newestNoKey = type;
-  } else {
-    dwarf1State.typesByKey.Add(key, type);
+  } else if (!dwarf1State.typesByKey.Insert(key, type)) {
+    throw std::bad_alloc();
   }
   return type;
 }
 
+DescType* FindType(uint32_t key) {
+  if (key == NO_KEY) {
+    return dwarf1State.newestNoKey;
+  }
+  return dwarf1State.typesByKey.Find<DescType>(key, [](const DescType*) { return true; });  // the hash is the key
+}
+
 DescType* TypeForKey(DescModule* module, uint32_t key) {
-  DescType* type = key == NO_KEY ? dwarf1State.newestNoKey : dwarf1State.typesByKey.Find(key);
+  DescType* type = FindType(key);
   return type != nullptr ? type : NewDwarf1Type(module, KIND_BASIC, 0, key);
 }
 

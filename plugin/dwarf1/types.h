@@ -20,7 +20,11 @@ void ForgetTypes();
 // A record at the head of the module's `types`.
 DescType* NewDwarf1Type(DescModule* module, uint32_t kind, int32_t byteSize, uint32_t key = NO_KEY);
 
-// The newest record with that key, or a new placeholder.
+// The record with that key that the fill has made; null when there is none. Of records without a key (NO_KEY) it is the
+// newest.
+DescType* FindType(uint32_t key);
+
+// The same, with a new placeholder where there is none.
 DescType* TypeForKey(DescModule* module, uint32_t key);
 
 // The record that an entry defines, with the words of its kind cleared.

@@ -381,7 +381,8 @@ TEST_P(Dwarf1ModuleFill, MergedUnitsBecomeOne) {
 
   // Three units with procedures: the lists follow one another as first, last, last but one; the loader settles the
   // arrays and bit fields of all three.
-  DescModule* module = LoadAndExtend(Dwarf1File(GetParam(), unit("1", plain), unit("2", plain), unit("3", plain)));
+  DescModule* module = LoadAndExtend(
+      Dwarf1File(GetParam(), unit("1", plain), unit("2", plain), unit("3", plain), Bytes().label("node")));
   EXPECT_EQ(extended, 1);
   EXPECT_EQ(Names(module->procs), (Texts{"label1", "proc1", "label3", "proc3", "label2", "proc2"}));
   EXPECT_EQ(Names(module->vars), (Texts{"var1", "var3", "var2"}));

@@ -163,8 +163,8 @@ TEST_P(Dwarf1Types, TypedefsSetTheSizesOfBasicTypes) {
     SCOPED_TRACE(fact.name);
     const DescModule* module = FillEntries(
         Dwarf1Entries().label("self").entry(TAG_typedef, {at::name(fact.name), fact.type, at::byteSize(77)}));
-    EXPECT_EQ(module->types->byteSize, 77);
-    EXPECT_EQ(module->types->kind, KIND_TYPEDEF);
+    EXPECT_EQ(TypesOf(module)[0]->byteSize, 77);
+    EXPECT_EQ(TypesOf(module)[0]->kind, KIND_TYPEDEF);
     for (uint32_t row = 1; row < FT_COUNT; ++row) {
       EXPECT_EQ(dwarf1State.basicTypes[row]->byteSize == 77, row >= fact.firstRow && row <= fact.lastRow) << row;
     }
