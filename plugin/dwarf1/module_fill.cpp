@@ -55,7 +55,7 @@ void ReadModuleEntry(DescModule* module, const EntryHeader& entry, UnitLists* li
       vars->Append(ReadVariableEntry(module, entry.remaining, AddressRange(), nextOffset));
       break;
     case Role::label:
-      InsertLabel(module, &lists->labels, ReadSubroutineEntry(module, entry.remaining, nextOffset));
+      lists->labels.Insert(module, ReadSubroutineEntry(module, entry.remaining, nextOffset));
       break;
     default:
       ReadEntry(module, entry, nextOffset);
@@ -86,13 +86,10 @@ void ReadUnitEntries(DescModule* module, UnitLists* lists) {
   }
 }
 
-void StoreLists(DescModule* module, const UnitLists& lists) {
+void StoreLists(DescModule* module, UnitLists& lists) {
   module->vars = lists.vars;
   module->procs = lists.procs;
-  if (lists.labels.head != nullptr) {
-    lists.labels.tail->next = lists.procs;
-    module->procs = lists.labels.head;
-  }
+  lists.labels.MoveTo(module);
   module->loadedKinds |= SYM_LOAD_ALL;
 }
 

@@ -112,7 +112,7 @@ void FillEntries(ElfImage* image, DescModule* module) {
     const AbbrevEntry* abbrev = FindAbbreviation(code);
     switch (abbrev->tag) {
       case DW_TAG_label:
-        InsertLabel(module, &labels, ReadLabel(image, module, abbrev));
+        labels.Insert(module, ReadLabel(image, module, abbrev));
         break;
       case DW_TAG_subprogram:
         procs.Append(ReadDwarf2Subprogram(image, module, abbrev));
@@ -125,10 +125,7 @@ void FillEntries(ElfImage* image, DescModule* module) {
         break;
     }
   }
-  if (labels.head != nullptr) {
-    labels.tail->next = module->procs;
-    module->procs = labels.head;
-  }
+  labels.MoveTo(module);
 }
 
 }  // namespace

@@ -1,44 +1,11 @@
 #include "loader/desc_proc.h"
 
 #include <cstring>
+#include <iterator>
+#include <new>
 
 #include "loader/debug_records.h"
 #include "loader/empty_string.h"
-
-namespace {
-
-void EndWithModule(const DescModule* module, LabelChain* chain, DescProc* label) {
-  chain->tailEndsWithModule = label->highPc == 0;
-  if (label->highPc == 0) {
-    label->highPc = module->highPc;
-  }
-}
-
-void AppendLabel(const DescModule* module, LabelChain* chain, DescProc* label) {
-  if (chain->tail->highPc == 0 || chain->tailEndsWithModule) {
-    chain->tail->highPc = label->lowPc;
-  }
-  EndWithModule(module, chain, label);
-  chain->tail->next = label;
-  chain->tail = label;
-}
-
-void InsertInside(LabelChain* chain, DescProc* label) {
-  DescProc* before = chain->head;
-  while (before->next->lowPc < label->lowPc) {
-    before = before->next;
-  }
-  if (label->highPc == 0) {
-    label->highPc = before->next->lowPc;
-  }
-  label->next = before->next;
-  before->next = label;
-  if (before->highPc == 0) {
-    before->highPc = label->lowPc;
-  }
-}
-
-}  // namespace
 
 DescProc* NewDescProc(DescModule* module) {
   auto* proc = static_cast<DescProc*>(HEAP_Get(module->heap, sizeof(DescProc)));
@@ -49,19 +16,90 @@ DescProc* NewDescProc(DescModule* module) {
   return proc;
 }
 
-void InsertLabel(const DescModule* module, LabelChain* chain, DescProc* label) {
+void LabelChain::Insert(const DescModule* module, DescProc* label) {
   if (label == nullptr) {
     return;
   }
-  if (chain->head == nullptr) {
-    chain->head = chain->tail = label;
-    EndWithModule(module, chain, label);
-  } else if (label->lowPc <= chain->head->lowPc) {
-    label->next = chain->head;
-    chain->head = label;
-  } else if (label->lowPc > chain->tail->lowPc) {
-    AppendLabel(module, chain, label);
+  if (head_ == nullptr) {
+    head_ = tail_ = label;
+    EndWithModule(module, label);
+  } else if (label->lowPc <= head_->lowPc) {
+    label->next = head_;
+    head_ = label;
+  } else if (label->lowPc > tail_->lowPc) {
+    Append(module, label);
   } else {
-    InsertInside(chain, label);
+    InsertInside(label);
+  }
+  if (isIndexed_) {
+    IndexLabel(label);
+  }
+}
+
+void LabelChain::MoveTo(DescModule* module) {
+  if (head_ != nullptr) {
+    tail_->next = module->procs;
+    module->procs = head_;
+  }
+}
+
+void LabelChain::EndWithModule(const DescModule* module, DescProc* label) {
+  tailEndsWithModule_ = label->highPc == 0;
+  if (label->highPc == 0) {
+    label->highPc = module->highPc;
+  }
+}
+
+void LabelChain::Append(const DescModule* module, DescProc* label) {
+  if (tail_->highPc == 0 || tailEndsWithModule_) {
+    tail_->highPc = label->lowPc;
+  }
+  EndWithModule(module, label);
+  tail_->next = label;
+  tail_ = label;
+}
+
+void LabelChain::InsertInside(DescProc* label) {
+  DescProc* before = LabelBefore(label->lowPc);
+  if (label->highPc == 0) {
+    label->highPc = before->next->lowPc;
+  }
+  label->next = before->next;
+  before->next = label;
+  if (before->highPc == 0) {
+    before->highPc = label->lowPc;
+  }
+}
+
+// The last label below `lowPc`; there is one, and one behind it.
+DescProc* LabelChain::LabelBefore(uint32_t lowPc) {
+  if (isIndexed_ || IndexChain()) {
+    return std::prev(lastAt_.lower_bound(lowPc))->second;
+  }
+  DescProc* before = head_;
+  while (before->next->lowPc < lowPc) {
+    before = before->next;
+  }
+  return before;
+}
+
+// False without memory: the chain is walked then.
+bool LabelChain::IndexChain() {
+  isIndexed_ = true;
+  for (DescProc* label = head_; label != nullptr && isIndexed_; label = label->next) {
+    if (label->next == nullptr || label->next->lowPc != label->lowPc) {
+      IndexLabel(label);
+    }
+  }
+  return isIndexed_;
+}
+
+// A label goes in front of those of its address, so the first that is entered stays the last of them.
+void LabelChain::IndexLabel(DescProc* label) {
+  try {
+    lastAt_.try_emplace(label->lowPc, label);
+  } catch (const std::bad_alloc&) {
+    lastAt_.clear();
+    isIndexed_ = false;
   }
 }

@@ -1,6 +1,9 @@
 // Procedure records, and the sorted chain of labels, as both readers make them.
 #pragma once
 
+#include <cstdint>
+#include <map>
+
 struct DescModule;
 struct DescProc;
 
@@ -9,12 +12,27 @@ struct DescProc;
 DescProc* NewDescProc(DescModule* module);
 
 // Labels of a module under construction, ascending by `lowPc`; of equal ones the later comes first.
-struct LabelChain {
-  DescProc* head = nullptr;
-  DescProc* tail = nullptr;
-  bool tailEndsWithModule = false;  // the tail took its end from the module, and gives it up to a label behind it
-};
+class LabelChain {
+ public:
+  // Inserts `label`, and fills in ends: a label without one (`highPc` 0) ends at its neighbour behind, the last one
+  // with the module. An end from the file or from a neighbour stands; one from the module gives way to a label appended
+  // behind it. A null label is allowed.
+  void Insert(const DescModule* module, DescProc* label);
 
-// Inserts `label`, and fills in ends: a label without one (`highPc` 0) ends at its neighbour behind, the last one with
-// the module. An end from the file or from a neighbour stands. A null label is allowed.
-void InsertLabel(const DescModule* module, LabelChain* chain, DescProc* label);
+  // Puts the chain in front of the module's procedures.
+  void MoveTo(DescModule* module);
+
+ private:
+  void EndWithModule(const DescModule* module, DescProc* label);
+  void Append(const DescModule* module, DescProc* label);
+  void InsertInside(DescProc* label);
+  DescProc* LabelBefore(uint32_t lowPc);
+  bool IndexChain();
+  void IndexLabel(DescProc* label);
+
+  DescProc* head_ = nullptr;
+  DescProc* tail_ = nullptr;
+  bool tailEndsWithModule_ = false;
+  bool isIndexed_ = false;                // from the first label on that goes between others
+  std::map<uint32_t, DescProc*> lastAt_;  // by address: the label that stands last of those there
+};

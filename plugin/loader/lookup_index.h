@@ -56,6 +56,9 @@ class LookupIndex {
   bool EnterRecords(uint32_t place, const ElfImage* image);
   bool HasRecords(uint32_t place) const { return entries_[place].hasRecords; }
 
+  // Whether the index can tell: no span ends behind the last address.
+  static bool Knows(uint32_t address) { return address != 0xFFFFFFFF; }
+
   // The first place, not in front of `from`, whose module holds the name or the address by what the index has so far.
   uint32_t FindName(const char* name, uint32_t from, FindKind kind) const;
   uint32_t FindAddress(uint32_t address, uint32_t from, FindKind kind) const;

@@ -9,8 +9,6 @@
 
 namespace {
 
-constexpr uint32_t LAST_ADDRESS = 0xFFFFFFFF;
-
 // Look-ups that are answered by walking the list, before an index is made: one question is answered sooner without.
 constexpr uint32_t WALKED_LOOKUPS = 3;
 
@@ -71,6 +69,7 @@ struct NameQuestion {
   bool ByRecords(const DescModule* module, const ElfImage* /*image*/) const {
     return (LooksAtCode(kind) && IsNamed(module->procs, name)) || (LooksAtData(kind) && IsNamed(module->vars, name));
   }
+  bool IsIndexable() const { return true; }
   uint32_t FindIn(const LookupIndex& index, uint32_t from) const { return index.FindName(name, from, kind); }
 };
 
@@ -87,6 +86,7 @@ struct AddressQuestion {
     return (LooksAtCode(kind) && IsInProcs(module->procs, address)) ||
            (LooksAtData(kind) && IsInVars(image, module->vars, address));
   }
+  bool IsIndexable() const { return LookupIndex::Knows(address); }
   uint32_t FindIn(const LookupIndex& index, uint32_t from) const { return index.FindAddress(address, from, kind); }
 };
 
@@ -134,7 +134,10 @@ DescModule* ElfLoader::SearchIndex(uint32_t from, DescModule* first, const Quest
 
 template <typename Question>
 DescModule* ElfLoader::FindModule(DescModule* first, const Question& question) {
-  if (first == nullptr || ++lookups_ <= WALKED_LOOKUPS) {
+  if (first == nullptr || image == nullptr) {
+    return nullptr;
+  }
+  if (++lookups_ <= WALKED_LOOKUPS || !question.IsIndexable()) {
     return WalkModules(first, question);
   }
   if (lookupIndex_ != nullptr && lookupIndex_->PlaceOf(first) == LookupIndex::NONE) {
@@ -165,9 +168,7 @@ int ElfLoader::FindModuleFromName(DescModule* first, const char* name, DescModul
 }
 
 int ElfLoader::FindModuleFromAdr(DescModule* first, Address address, DescModule** found, FindKind kind) {
-  const AddressQuestion question = {address.offset, kind};
-  // The index has no span that ends behind the last address.
-  DescModule* module = address.offset == LAST_ADDRESS ? WalkModules(first, question) : FindModule(first, question);
+  DescModule* module = FindModule(first, AddressQuestion{address.offset, kind});
   if (module == nullptr) {
     return 0;
   }
