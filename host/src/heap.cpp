@@ -20,7 +20,7 @@
 
 namespace {
 
-constexpr size_t ALIGNMENT = alignof(std::max_align_t);
+constexpr size_t ALIGNMENT = 8;  // records hold pointers, words and bytes, nothing wider
 constexpr size_t FIRST_BLOCK = 2048;        // bytes, the heap's own record included
 constexpr size_t LARGEST_BLOCK = 1U << 20;  // bytes; bigger requests get a block of their own
 

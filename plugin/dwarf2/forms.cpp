@@ -60,19 +60,6 @@ FormRow RowOf(uint32_t form) {
   return form < std::size(formRows) ? formRows[form] : FormRow{FormShape::invalid, 0};
 }
 
-uint32_t ReadBlockLength(ElfImage* image, uint32_t lengthSize) {
-  switch (lengthSize) {
-    case 1:
-      return ReadU8(image);
-    case 2:
-      return ReadU16(image);
-    case 4:
-      return ReadU32(image);
-    default:
-      return ReadUleb(image);
-  }
-}
-
 // Moves over `count` bytes, which may end behind the file. A length that a signed distance would take backwards fails.
 void SkipBytes(ElfImage* image, uint32_t count) {
   if (count > INT32_MAX) {
@@ -126,6 +113,22 @@ char* NewString(mem_desc* heap, uint32_t length) {
     return nullptr;
   }
   text[length] = 0;
+  return text;
+}
+
+char* ReadStringAcrossBlocks(ElfImage* image, mem_desc* heap) {
+  ElfStream* file = image->file;
+  const uint64_t start = file->Position();
+  const uint32_t length = MeasureString(file);
+  char* text = NewString(heap, length);
+  if (text == nullptr) {
+    FinishString(image, length);
+    return EmptyString();
+  }
+  file->Seek(start);
+  const uint32_t got = file->Read(text, length);
+  std::memset(text + got, 0, length - got);  // less only when the file changes meanwhile
+  FinishString(image, length);
   return text;
 }
 
@@ -210,18 +213,19 @@ char* ReadInlineString(ElfImage* image, mem_desc* heap) {
     return empty != nullptr ? empty : EmptyString();
   }
   ElfStream* file = image->file;
-  const uint64_t start = file->Position();
-  const uint32_t length = MeasureString(file);
-  char* text = NewString(heap, length);
-  if (text == nullptr) {
-    FinishString(image, length);
-    return EmptyString();
+  const uint8_t* bytes = file->Peek();
+  const void* nul = std::memchr(bytes, 0, file->BytesInBlock());
+  if (nul == nullptr) {
+    return ReadStringAcrossBlocks(image, heap);
   }
-  file->Seek(start);
-  const uint32_t got = file->Read(text, length);
-  std::memset(text + got, 0, length - got);  // less only when the file changes meanwhile
-  FinishString(image, length);
-  return text;
+  const auto length = static_cast<uint32_t>(static_cast<const uint8_t*>(nul) - bytes);
+  char* text = NewString(heap, length);
+  if (text != nullptr) {
+    std::memcpy(text, bytes, length);
+  }
+  file->Take(length + 1);
+  dwarf2State.position += length + 1;
+  return text != nullptr ? text : EmptyString();
 }
 
 char* ReadStringForm(ElfImage* image, uint32_t form, mem_desc* heap, int keep) {
@@ -235,13 +239,26 @@ char* ReadStringForm(ElfImage* image, uint32_t form, mem_desc* heap, int keep) {
   return EmptyString();
 }
 
-char* ReadBlockForm(ElfImage* image, uint32_t form, mem_desc* heap, int keep, uint32_t padding) {
+uint32_t ReadBlockLength(ElfImage* image, uint32_t form) {
+  switch (form) {
+    case DW_FORM_block1:
+      return ReadU8(image);
+    case DW_FORM_block2:
+      return ReadU16(image);
+    case DW_FORM_block4:
+      return ReadU32(image);
+    default:
+      return ReadUleb(image);
+  }
+}
+
+char* ReadBlockForm(ElfImage* image, uint32_t form, mem_desc* heap, int keep) {
   const FormRow row = RowOf(form);
   if (row.shape != FormShape::block) {
     SkipForm(image, form);
     return nullptr;
   }
-  const uint32_t length = ReadBlockLength(image, row.size);
+  const uint32_t length = ReadBlockLength(image, form);
   if (keep == 0) {
     SkipBytes(image, length);
     return EmptyString();
@@ -250,13 +267,13 @@ char* ReadBlockForm(ElfImage* image, uint32_t form, mem_desc* heap, int keep, ui
     Fail("block of 0x%X bytes behind the end of the file", static_cast<unsigned>(length));
     return nullptr;
   }
-  auto* block = static_cast<char*>(HEAP_Get(heap, static_cast<size_t>(length) + padding));
+  auto* block = static_cast<char*>(HEAP_Get(heap, static_cast<size_t>(length) + 1));
   if (block == nullptr) {
     Fail("no memory for a block");
     return nullptr;
   }
   const uint32_t got = image->file->Read(block, length);
-  std::memset(block + got, 0, static_cast<size_t>(length) - got + padding);
+  std::memset(block + got, 0, static_cast<size_t>(length) - got + 1);
   dwarf2State.position += length;
   return block;
 }
@@ -325,7 +342,7 @@ void SkipForm(ElfImage* image, uint32_t form) {
       SkipBytes(image, dwarf2State.addressSize);
       break;
     case FormShape::block:
-      SkipBytes(image, ReadBlockLength(image, row.size));
+      SkipBytes(image, ReadBlockLength(image, form));
       break;
     case FormShape::string:
       SkipInlineString(image);

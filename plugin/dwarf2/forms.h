@@ -55,9 +55,12 @@ uint32_t ReadData8(ElfImage* image);
 char* ReadStringForm(ElfImage* image, uint32_t form, mem_desc* heap, int keep);
 char* ReadInlineString(ElfImage* image, mem_desc* heap);
 
-// A copy of a block with `padding` bytes 0 behind it; the length is not told. With `keep` 0 the block is skipped and
+// The length that a block of that form begins with.
+uint32_t ReadBlockLength(ElfImage* image, uint32_t form);
+
+// A copy of a block with one byte 0 behind it; the length is not told. With `keep` 0 the block is skipped and
 // the shared empty string given. Null for another form, for a block that the file cannot back, and without memory.
-char* ReadBlockForm(ElfImage* image, uint32_t form, mem_desc* heap, int keep, uint32_t padding = 1);
+char* ReadBlockForm(ElfImage* image, uint32_t form, mem_desc* heap, int keep);
 
 // Other forms than the constants, and than the references, set the latch.
 uint32_t ReadConstantForm(ElfImage* image, uint32_t form);

@@ -124,7 +124,7 @@ struct DescVar {
 //
 // The zeros behind an expression end it for a consumer that walks its operations, and back the operands of a last
 // operation that the file cuts short.
-constexpr uint32_t EXPRESSION_PADDING = 17;
+constexpr uint32_t EXPRESSION_PADDING = 9;
 
 struct DescLocation {
   DescLocation* next;

@@ -5,17 +5,25 @@ namespace {
 
 constexpr uint32_t ADDRESS_SPACE_END = 0xFFFFFFFF;
 
-DescLocation* NewLocation(mem_desc* heap, uint32_t lowPc, uint32_t highPc, char* expression) {
-  if (expression == nullptr) {
-    Fail("no expression");
+// A record with a copy of the `length` bytes that the stream stands in front of. Null, with the latch set, for bytes
+// that the file cannot back, and without memory.
+DescLocation* ReadExpression(ElfImage* image, mem_desc* heap, uint32_t length, uint32_t lowPc, uint32_t highPc) {
+  if (length > ELF_BytesLeft(image)) {
+    Fail("expression of 0x%X bytes behind the end of the file", static_cast<unsigned>(length));
     return nullptr;
   }
-  auto* location = NewEntryRecord<DescLocation>(heap);
-  if (location != nullptr) {
-    location->lowPc = lowPc;
-    location->highPc = highPc;
-    location->expression = reinterpret_cast<uint8_t*>(expression);
+  auto* location = static_cast<DescLocation*>(HEAP_Get(heap, sizeof(DescLocation) + length + EXPRESSION_PADDING));
+  if (location == nullptr) {
+    Fail("no memory for a location");
+    return nullptr;
   }
+  location->next = nullptr;
+  location->lowPc = lowPc;
+  location->highPc = highPc;
+  location->expression = reinterpret_cast<uint8_t*>(location + 1);
+  const uint32_t got = image->file->Read(location->expression, length);
+  std::memset(location->expression + got, 0, length - got + EXPRESSION_PADDING);
+  dwarf2State.position += length;
   return location;
 }
 
@@ -45,8 +53,7 @@ DescLocation* ReadLocationList(ElfImage* image, uint32_t offset, mem_desc* heap)
     if (IsEndMarker(begin, end)) {
       break;
     }
-    char* expression = ReadBlockForm(image, DW_FORM_block2, heap, 1, EXPRESSION_PADDING);
-    DescLocation* location = NewLocation(heap, begin, end, expression);
+    DescLocation* location = ReadExpression(image, heap, ReadU16(image), begin, end);
     if (location == nullptr) {
       return nullptr;  // the stream stays in .debug_loc: every loop ends at its next test of the latch
     }
@@ -63,7 +70,7 @@ DescLocation* ReadLocationAttribute(ElfImage* image, uint32_t form, mem_desc* he
     case DW_FORM_block2:
     case DW_FORM_block4:
     case DW_FORM_block:
-      return NewLocation(heap, 0, ADDRESS_SPACE_END, ReadBlockForm(image, form, heap, 1, EXPRESSION_PADDING));
+      return ReadExpression(image, heap, ReadBlockLength(image, form), 0, ADDRESS_SPACE_END);
     case DW_FORM_data1:
     case DW_FORM_data2:
     case DW_FORM_data4:
