@@ -20,7 +20,7 @@
 
 namespace {
 
-constexpr size_t ALIGNMENT = 8;  // records hold pointers, words and bytes, nothing wider
+constexpr size_t ALIGNMENT = 8;             // records hold pointers, words and bytes, nothing wider
 constexpr size_t FIRST_BLOCK = 2048;        // bytes, the heap's own record included
 constexpr size_t LARGEST_BLOCK = 1U << 20;  // bytes; bigger requests get a block of their own
 
@@ -97,7 +97,8 @@ struct alignas(ALIGNMENT) mem_desc {
     return pieces;
   }
 
-  void* GetFromNewBlock(size_t size);
+  // Out of line, so that HEAP_Get itself needs no stack frame.
+  [[gnu::noinline]] void* GetFromNewBlock(size_t size);
 };
 
 // `size` is not 0 and does not fit in what is left of the current block.
@@ -156,7 +157,8 @@ void* HEAP_Get(mem_desc* heap, size_t size) {
   }
   size += size == 0 ? 1 : 0;
   const auto left = static_cast<size_t>(heap->end - heap->cursor);
-  if (size > left || RoundUp(size) + RED_ZONE > left) {  // the first test keeps the rounding from wrapping
+  // What is left is aligned, so a size that fits fits rounded up as well, but for a red zone.
+  if (size > left || (RED_ZONE != 0 && RoundUp(size) + RED_ZONE > left)) {
     return heap->GetFromNewBlock(size);
   }
   char* piece = heap->cursor;
