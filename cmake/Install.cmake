@@ -1,5 +1,6 @@
 # What `cmake --install` puts where:
 #   bin/elfload                       the program
+#   share/man/man1/elfload.1          its manual
 #   lib/libtarnixcore.so              the host library
 #   lib/elfload/elfloader.so          the module, where the program looks for it
 #   include/tarnixcore                headers of the host library
@@ -36,6 +37,7 @@ install(FILES
 file(RELATIVE_PATH library_folder ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
 set_target_properties(elfload PROPERTIES INSTALL_RPATH "$ORIGIN/${library_folder}")
 install(TARGETS elfload)
+install(FILES docs/elfload.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 
 install(EXPORT elfloaderTargets NAMESPACE elfloader:: DESTINATION ${ELFLOAD_PACKAGE})
 configure_package_config_file(cmake/elfloaderConfig.cmake.in elfloaderConfig.cmake INSTALL_DESTINATION ${ELFLOAD_PACKAGE})
