@@ -6,6 +6,8 @@
 #include <iterator>
 #include <string_view>
 
+#include "loader/debug_records.h"
+
 namespace elfload {
 
 namespace {
@@ -94,8 +96,10 @@ constexpr OperationRow dwarf2Operations[] = {
     {"DW_OP_stack_value", 0x9F, 0x9F},
 };
 
-// No reader pads a copy for addresses longer than this; with such a size DW_OP_addr is not known.
-constexpr uint8_t longestAddress = 16;
+// The zeros behind a copy back one operand of up to 8 bytes and the end behind it. With a longer address DW_OP_addr is
+// not known, since it could be cut short.
+constexpr uint8_t longestAddress = 8;
+static_assert(longestAddress < EXPRESSION_PADDING);
 
 // Row number by code, plus 1; 0 for codes that no row covers.
 template <size_t size>

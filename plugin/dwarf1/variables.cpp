@@ -1,5 +1,7 @@
 #include "dwarf1/variables.h"
 
+#include <cstring>
+
 #include "dwarf1/memory.h"
 #include "dwarf1/text.h"
 #include "dwarf1/types.h"
@@ -10,15 +12,15 @@ namespace {
 
 char ellipsisName[] = "...";
 
-// A 2-byte length, then the expression, which is kept as it stands with a byte 0 behind it.
+// A 2-byte length, then the expression, which is kept as it stands with zeros behind it.
 uint32_t ReadLocation(mem_desc* heap, AddressRange range, DescLocation** slot) {
   const uint32_t length = ReadU16();
   auto* location = NewRecord<DescLocation>(heap);
   location->lowPc = range.low;
   location->highPc = range.high;
-  location->expression = static_cast<uint8_t*>(GetMemory(heap, (length + 4) & ~3U));
+  location->expression = static_cast<uint8_t*>(GetMemory(heap, length + EXPRESSION_PADDING));
   ReadBytes(location->expression, length);
-  location->expression[length] = 0;
+  std::memset(location->expression + length, 0, EXPRESSION_PADDING);
   *slot = location;
   return length + 2;
 }

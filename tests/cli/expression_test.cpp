@@ -4,6 +4,8 @@
 
 #include <vector>
 
+#include "loader/debug_records.h"
+
 namespace elfload {
 namespace {
 
@@ -58,7 +60,7 @@ const ExpressionFact expressionFacts[] = {
 
 // The bytes as a reader stores them: with zeros behind, in memory that ends there.
 std::vector<uint8_t> Stored(std::vector<uint8_t> bytes) {
-  bytes.resize(bytes.size() + 17);
+  bytes.resize(bytes.size() + EXPRESSION_PADDING);
   bytes.shrink_to_fit();
   return bytes;
 }
@@ -75,9 +77,9 @@ TEST(Expression, LengthAndText) {
 TEST(Expression, AddressSizesThatNoCopyIsPaddedForEndIt) {
   const std::vector<uint8_t> stored = Stored({0x96, 0x03});
   ExpressionFormat format = dwarf2;
-  format.addressSize = 16;
-  EXPECT_EQ(ExpressionLength(stored.data(), format), 18u);
-  format.addressSize = 17;
+  format.addressSize = 8;
+  EXPECT_EQ(ExpressionLength(stored.data(), format), 10u);
+  format.addressSize = 9;
   EXPECT_EQ(ExpressionLength(stored.data(), format), 1u);
 }
 
