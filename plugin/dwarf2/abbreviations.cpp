@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #include "dwarf2/forms.h"
 
@@ -12,6 +13,9 @@ const AbbrevEntry missingAbbreviation = {
     .hasChildren = 0,
     .attributeCount = 0,
     .attributes = nullptr,
+    .stepCount = 0,
+    .fixedSize = 0,
+    .steps = nullptr,
 };
 
 namespace {
@@ -25,6 +29,67 @@ Record* NewArray(mem_desc* heap, uint32_t count) {
   }
   std::memset(static_cast<void*>(records), 0, count * sizeof(Record));
   return records;
+}
+
+// Attributes that a handler of entries takes; all others are consumed and leave no trace.
+constexpr uint32_t takenAttributes[] = {
+    DW_AT_location,
+    DW_AT_name,
+    DW_AT_byte_size,
+    DW_AT_bit_offset,
+    DW_AT_bit_size,
+    DW_AT_low_pc,
+    DW_AT_high_pc,
+    DW_AT_const_value,
+    DW_AT_lower_bound,
+    DW_AT_prototyped,
+    DW_AT_return_addr,
+    DW_AT_stride_size,
+    DW_AT_upper_bound,
+    DW_AT_address_class,
+    DW_AT_calling_convention,
+    DW_AT_data_member_location,
+    DW_AT_encoding,
+    DW_AT_frame_base,
+    DW_AT_segment,
+    DW_AT_specification,
+    DW_AT_type,
+};
+
+bool IsTaken(uint32_t attribute) {
+  return std::find(std::begin(takenAttributes), std::end(takenAttributes), attribute) != std::end(takenAttributes);
+}
+
+// Merges runs of attributes that are only skipped, so that walking an entry costs a step for each that is not.
+bool MakeSteps(mem_desc* heap, AbbrevEntry* entry) {
+  AbbrevAttribute steps[MAX_ABBREV_PAIRS];
+  uint32_t count = 0;
+  entry->fixedSize = 0;
+  for (int32_t i = 0; i < entry->attributeCount; ++i) {
+    const AbbrevAttribute& pair = entry->attributes[i];
+    const int32_t size = FixedFormSize(pair.form);
+    entry->fixedSize =
+        size == NO_FIXED_SIZE || entry->fixedSize == NO_FIXED_SIZE ? NO_FIXED_SIZE : entry->fixedSize + size;
+    if (size == NO_FIXED_SIZE || IsTaken(pair.attribute)) {
+      steps[count++] = {pair.attribute, pair.form < FORM_SKIPPED_RUN ? pair.form : 0};
+    } else if (count != 0 && steps[count - 1].form >= FORM_SKIPPED_RUN) {
+      steps[count - 1].form += static_cast<uint32_t>(size);
+    } else {
+      steps[count++] = {0, FORM_SKIPPED_RUN + static_cast<uint32_t>(size)};
+    }
+  }
+  entry->stepCount = static_cast<int32_t>(count);
+  entry->steps = entry->attributes;
+  if (static_cast<int32_t>(count) != entry->attributeCount ||
+      !std::equal(steps, steps + count, entry->attributes,
+                  [](const AbbrevAttribute& a, const AbbrevAttribute& b) { return a.form == b.form; })) {
+    entry->steps = NewArray<AbbrevAttribute>(heap, count);
+    if (entry->steps == nullptr) {
+      return false;
+    }
+    std::copy_n(steps, count, entry->steps);
+  }
+  return true;
 }
 
 // Reads pairs through the one whose attribute or form is 0 (the published rule is that both are).
@@ -46,7 +111,7 @@ bool ReadAttributePairs(ElfImage* image, mem_desc* heap, AbbrevEntry* entry) {
   }
   std::copy_n(pairs, count, entry->attributes);
   entry->attributeCount = static_cast<int32_t>(count) - 1;
-  return true;
+  return MakeSteps(heap, entry);
 }
 
 bool ReadDeclaration(ElfImage* image, mem_desc* heap, AbbrevTable* table, uint32_t code) {

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
+#include "dwarf2/forms.h"
 #include "dwarf2/reader_state.h"
 #include "tarnixcore/heap.h"
 
@@ -21,7 +23,31 @@ struct AbbrevEntry {
   uint32_t hasChildren;
   int32_t attributeCount;  // the terminating pair not counted
   AbbrevAttribute* attributes;
+  // What is left to do when runs of attributes that no handler takes, and whose size is fixed, are one skip each
+  // (FORM_SKIPPED_RUN). `fixedSize` is the size of all values when every form has a fixed one, else NO_FIXED_SIZE.
+  int32_t stepCount;
+  int32_t fixedSize;
+  AbbrevAttribute* steps;
 };
+
+constexpr int32_t NO_FIXED_SIZE = -1;
+
+// Not a form of a file: stands for a run of values that are only skipped, with their size in bytes added to it.
+constexpr uint32_t FORM_SKIPPED_RUN = 0x10000;
+
+// Consumes the value of a step.
+inline void SkipStep(ElfImage* image, uint32_t form) {
+  if (form >= FORM_SKIPPED_RUN) {
+    SkipBytes(image, form - FORM_SKIPPED_RUN);
+  } else {
+    SkipForm(image, form);
+  }
+}
+
+// The attributes of an entry as handlers go through them.
+inline std::span<const AbbrevAttribute> StepsOf(const AbbrevEntry* abbrev) {
+  return {abbrev->steps, static_cast<size_t>(abbrev->stepCount)};
+}
 
 // Lies in the module heap for the module's life. The buckets are the table; the dense array answers for small codes, as
 // compilers number them, without a walk.

@@ -60,16 +60,6 @@ FormRow RowOf(uint32_t form) {
   return form < std::size(formRows) ? formRows[form] : FormRow{FormShape::invalid, 0};
 }
 
-// Moves over `count` bytes, which may end behind the file. A length that a signed distance would take backwards fails.
-void SkipBytes(ElfImage* image, uint32_t count) {
-  if (count > INT32_MAX) {
-    Fail("block of 0x%X bytes leads backwards", static_cast<unsigned>(count));
-    return;
-  }
-  ELF_Skip(image, static_cast<int32_t>(count));
-  dwarf2State.position += count;
-}
-
 // The number of bytes up to the NUL, with the stream left in front of it; up to the end of the file where there is
 // none.
 uint32_t MeasureString(ElfStream* file) {
@@ -147,6 +137,15 @@ char* ReadIndirectString(ElfImage* image, mem_desc* heap) {
 }
 
 }  // namespace
+
+void SkipBytes(ElfImage* image, uint32_t count) {
+  if (count > INT32_MAX) {
+    Fail("block of 0x%X bytes leads backwards", static_cast<unsigned>(count));
+    return;
+  }
+  ELF_Skip(image, static_cast<int32_t>(count));
+  dwarf2State.position += count;
+}
 
 uint32_t ReadLongUleb(ElfImage* image, uint8_t firstByte) {
   uint32_t value = firstByte & 0x7FU;
@@ -326,6 +325,18 @@ uint32_t ReadFlagForm(ElfImage* image, uint32_t form) {
     return 0;
   }
   return ReadU8(image) != 0 ? 1 : 0;
+}
+
+int32_t FixedFormSize(uint32_t form) {
+  const FormRow row = RowOf(form);
+  switch (row.shape) {
+    case FormShape::fixed:
+      return row.size;
+    case FormShape::address:
+      return dwarf2State.addressSize;
+    default:
+      return -1;
+  }
 }
 
 void SkipForm(ElfImage* image, uint32_t form) {

@@ -69,6 +69,12 @@ uint32_t ReadReferenceForm(ElfImage* image, uint32_t form);  // an offset in .de
 // DW_FORM_flag as 0 or 1; any other form is skipped and gives 0.
 uint32_t ReadFlagForm(ElfImage* image, uint32_t form);
 
+// The size of a value in the unit being read, or -1 when it takes reading to tell.
+int32_t FixedFormSize(uint32_t form);
+
+// Moves over `count` bytes, which may end behind the file. A count that a signed distance would take backwards fails.
+void SkipBytes(ElfImage* image, uint32_t count);
+
 // Consumes a value. An unassigned form sets the latch and consumes nothing.
 void SkipForm(ElfImage* image, uint32_t form);
 

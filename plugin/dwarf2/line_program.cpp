@@ -70,23 +70,27 @@ bool DefineLineFile(ElfImage* image) {
   return true;
 }
 
-// What special opcode A, counted from `opcode_base`, does to the address.
-uint32_t AddressAdvance(uint32_t adjusted) {
-  return adjusted / dwarf2State.line.lineRange * dwarf2State.line.minimumInstructionLength;
+// Works out the special opcodes once, so that running one needs no division.
+void MakeSpecialOpcodes() {
+  LineState& state = dwarf2State.line;
+  for (uint32_t opcode = dwarf2State.opcodeBase; opcode <= LAST_SPECIAL_OPCODE; ++opcode) {
+    const uint32_t adjusted = opcode - dwarf2State.opcodeBase;
+    state.addressAdvances[opcode] = adjusted / state.lineRange * state.minimumInstructionLength;
+    state.lineAdvances[opcode] = static_cast<uint32_t>(state.lineBase) + adjusted % state.lineRange;
+  }
 }
 
 void RunSpecialOpcode(uint32_t opcode) {
   LineState& state = dwarf2State.line;
-  const uint32_t adjusted = opcode - dwarf2State.opcodeBase;
-  state.registers.address += AddressAdvance(adjusted);
-  state.registers.line += static_cast<uint32_t>(state.lineBase) + adjusted % state.lineRange;
+  state.registers.address += state.addressAdvances[opcode];
+  state.registers.line += state.lineAdvances[opcode];
   AppendLineRow();
 }
 
 // Published: the address alone moves. Here the opcode acts as special opcode 255 in full, line and row included.
 void RunConstAddPc() {
   if (dwarf2State.line.actsAsPublished) {
-    dwarf2State.line.registers.address += AddressAdvance(LAST_SPECIAL_OPCODE - dwarf2State.opcodeBase);
+    dwarf2State.line.registers.address += dwarf2State.line.addressAdvances[LAST_SPECIAL_OPCODE];
   } else {
     RunSpecialOpcode(LAST_SPECIAL_OPCODE);
   }
@@ -180,6 +184,21 @@ void RunExtendedOpcode(ElfImage* image) {
   }
 }
 
+// Runs special opcodes for as long as the program has them in the stream's current block.
+void RunSpecialOpcodes(ElfImage* image) {
+  ElfStream* file = image->file;
+  const uint32_t left = dwarf2State.line.end - dwarf2State.position;
+  const uint32_t count = std::min(file->BytesInBlock(), left);
+  const uint8_t* opcodes = file->Peek();
+  uint32_t done = 0;
+  while (done < count && opcodes[done] >= dwarf2State.opcodeBase && opcodes[done] != 0 && dwarf2State.failed == 0) {
+    RunSpecialOpcode(opcodes[done]);
+    ++done;
+  }
+  file->Take(done);
+  dwarf2State.position += done;
+}
+
 void RunLineOpcode(ElfImage* image) {
   if (image->file->AtEnd()) {
     Fail("line program without end");
@@ -190,6 +209,7 @@ void RunLineOpcode(ElfImage* image) {
     RunExtendedOpcode(image);
   } else if (opcode >= dwarf2State.opcodeBase) {
     RunSpecialOpcode(opcode);
+    RunSpecialOpcodes(image);
   } else {
     RunStandardOpcode(image, opcode);
   }
@@ -216,6 +236,7 @@ void RunLineProgram(ElfImage* image) {
   if (!ReadLineHeader(image)) {
     return;
   }
+  MakeSpecialOpcodes();
   ResetLineRegisters();
   SkipIncludeDirectories(image);
   while (dwarf2State.failed == 0 && DefineLineFile(image)) {

@@ -7,7 +7,6 @@
 
 namespace {
 
-constexpr uint32_t RANGE_GAP = 256;  // rows up to this many bytes apart belong to one range
 constexpr uint32_t FIRST_FILE_CAPACITY = 64;
 
 // The part behind the last slash or backslash; points into `path`.
@@ -44,6 +43,19 @@ void ListFile(LineFile* file) {
   state.lastFile = record;
 }
 
+// A copy of the first `count` numbers in the heap; null, with the latch set, without memory.
+uint32_t* KeepNumbers(const uint32_t* numbers, uint32_t count) {
+  auto* copy = static_cast<uint32_t*>(HEAP_Get(dwarf2State.line.heap, count * sizeof(uint32_t)));
+  if (copy == nullptr) {
+    Fail("no memory for line rows");
+    return nullptr;
+  }
+  std::memcpy(copy, numbers, count * sizeof(uint32_t));
+  return copy;
+}
+
+}  // namespace
+
 void BeginLineBlock() {
   LineState& state = dwarf2State.line;
   FinishLineBlock();
@@ -65,14 +77,14 @@ void BeginLineBlock() {
   }
 }
 
-void GrowRange(uint32_t address) {
+void GrowLineRange(uint32_t address) {
   LineState& state = dwarf2State.line;
   DescLineRange* range = state.pendingRange;
   if (range != nullptr) {
     if (address < range->high) {
       return;  // a range does not grow downward
     }
-    if (address < RANGE_GAP || address - RANGE_GAP <= range->high) {
+    if (address < LINE_RANGE_GAP || address - LINE_RANGE_GAP <= range->high) {
       range->high = address;
       return;
     }
@@ -83,19 +95,6 @@ void GrowRange(uint32_t address) {
     state.pendingRange->low = state.pendingRange->high = address;
   }
 }
-
-// A copy of the first `count` numbers in the heap; null, with the latch set, without memory.
-uint32_t* KeepNumbers(const uint32_t* numbers, uint32_t count) {
-  auto* copy = static_cast<uint32_t*>(HEAP_Get(dwarf2State.line.heap, count * sizeof(uint32_t)));
-  if (copy == nullptr) {
-    Fail("no memory for line rows");
-    return nullptr;
-  }
-  std::memcpy(copy, numbers, count * sizeof(uint32_t));
-  return copy;
-}
-
-}  // namespace
 
 void FinishLineBlock() {
   LineState& state = dwarf2State.line;
@@ -110,25 +109,6 @@ void FinishLineBlock() {
     block->count = static_cast<int32_t>(state.rowCount);
   }
   state.rowCount = 0;
-}
-
-void AppendLineRow() {
-  LineState& state = dwarf2State.line;
-  const LineRegisters& registers = state.registers;
-  if (registers.suppressRows || (IsReducedVariant() && !registers.isStmt)) {
-    return;
-  }
-  if (state.currentBlock == nullptr || registers.file != state.blockFile || state.rowCount == LINE_BLOCK_ROWS) {
-    BeginLineBlock();
-    if (dwarf2State.failed != 0) {
-      return;
-    }
-  }
-  state.addresses[state.rowCount] = registers.address;
-  state.lines[state.rowCount] = registers.line;
-  state.columns[state.rowCount] = registers.column;
-  ++state.rowCount;
-  GrowRange(registers.address);
 }
 
 void FlushCodeRange() {

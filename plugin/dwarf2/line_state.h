@@ -41,6 +41,8 @@ struct LineState {
   int8_t lineBase;
   uint8_t lineRange;
   uint8_t standardOpcodeLengths[256];
+  uint32_t addressAdvances[256];  // by opcode, from opcode_base on: what a special opcode does
+  uint32_t lineAdvances[256];
   LineFile* files;  // the file table, in the process's memory
   uint32_t fileCount;
   uint32_t fileCapacity;

@@ -74,8 +74,7 @@ DescProc* ReadLabel(ElfImage* image, DescModule* module, const AbbrevEntry* abbr
     return nullptr;
   }
   label->returnType = dwarf2State.undefinedType;
-  for (int32_t i = 0; i < abbrev->attributeCount; ++i) {
-    const AbbrevAttribute& pair = abbrev->attributes[i];
+  for (const AbbrevAttribute& pair : StepsOf(abbrev)) {
     switch (pair.attribute) {
       case DW_AT_name:
         label->name = ReadStringForm(image, pair.form, module->heap, 1);
@@ -90,7 +89,7 @@ DescProc* ReadLabel(ElfImage* image, DescModule* module, const AbbrevEntry* abbr
         label->segment = static_cast<uint8_t>(ReadConstantForm(image, pair.form));
         break;
       default:
-        SkipForm(image, pair.form);
+        SkipStep(image, pair.form);
         break;
     }
   }

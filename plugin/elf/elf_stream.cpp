@@ -18,8 +18,11 @@
 
 namespace {
 
-// Enough for the sections that one fill goes back and forth between, far less than the file.
+// Blocks kept: few as long as the file is read front to back, for their memory is then used over and over; one more for
+// each block that has to be read again, up to what a section takes that readers jump about in.
+constexpr uint32_t FEW_BLOCKS = 0x400000 / ElfStream::BLOCK_SIZE;
 constexpr uint32_t MAX_BLOCKS = 0x2000000 / ElfStream::BLOCK_SIZE;
+constexpr uint32_t WAS_LOADED = 0x80000000;  // in the index of blocks: read once, and replaced since
 // A 32-bit section start plus a 32-bit offset.
 constexpr uint64_t MAX_POSITION = 0x200000000;
 constexpr uint8_t END_OF_FILE_BYTE = 0xFF;
@@ -141,6 +144,7 @@ bool ElfStream::MakeTables() {
   fileBlocks_ = static_cast<uint32_t>((reach + BLOCK_SIZE - 1) / BLOCK_SIZE);
   blockIndex_ = static_cast<uint32_t*>(std::calloc(fileBlocks_, sizeof(uint32_t)));
   blocks_ = static_cast<Block*>(std::calloc(std::min(fileBlocks_, MAX_BLOCKS), sizeof(Block)));
+  blockLimit_ = FEW_BLOCKS;
   if (blockIndex_ == nullptr || blocks_ == nullptr) {
     fileBlocks_ = 0;  // the file reads as ended
     return false;
@@ -156,7 +160,9 @@ const ElfStream::Block* ElfStream::LoadedBlock(uint64_t number) {
   if (number >= fileBlocks_) {
     return nullptr;
   }
-  if (blockIndex_[number] != 0) {
+  if (blockIndex_[number] == WAS_LOADED) {
+    blockLimit_ = std::min(blockLimit_ + 1, MAX_BLOCKS);
+  } else if (blockIndex_[number] != 0) {
     Block* loaded = &blocks_[blockIndex_[number] - 1];
     loaded->used = 1;
     return loaded;
@@ -174,7 +180,7 @@ const ElfStream::Block* ElfStream::LoadedBlock(uint64_t number) {
 
 // A block with memory: a new one up to the limit, then one that was not used since the clock hand came by last.
 ElfStream::Block* ElfStream::BlockToFill() {
-  if (blockCount_ < MAX_BLOCKS) {
+  if (blockCount_ < blockLimit_) {
     auto* bytes = static_cast<uint8_t*>(std::malloc(BLOCK_SIZE));
     if (bytes != nullptr) {
       blocks_[blockCount_].bytes = bytes;
@@ -190,6 +196,6 @@ ElfStream::Block* ElfStream::BlockToFill() {
   }
   Block* block = &blocks_[clockHand_];
   clockHand_ = (clockHand_ + 1) % blockCount_;
-  blockIndex_[block->number] = 0;
+  blockIndex_[block->number] = WAS_LOADED;
   return block;
 }

@@ -89,9 +89,10 @@ class ElfStream {
   int64_t size_ = -1;
   uint32_t modificationTime_ = 0;
   int descriptor_ = -1;
-  uint32_t* blockIndex_ = nullptr;  // by block number: index in blocks_ plus 1, or 0
+  uint32_t* blockIndex_ = nullptr;  // by block number: index in blocks_ plus 1, 0, or a mark
   uint32_t fileBlocks_ = 0;         // entries of blockIndex_
   Block* blocks_ = nullptr;         // loaded blocks, up to a limit
   uint32_t blockCount_ = 0;
+  uint32_t blockLimit_ = 0;
   uint32_t clockHand_ = 0;  // next block to be considered for replacement
 };

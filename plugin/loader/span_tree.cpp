@@ -62,7 +62,7 @@ uint32_t SpanTree::NextTouching(uint32_t from, uint32_t low, uint32_t high) cons
   if (from >= count_) {
     return NONE;
   }
-  uint32_t node = capacity_ + from;
+  uint32_t node = from == 0 ? 1 : capacity_ + from;
   for (;;) {
     if (tree_[node].low < high && low < tree_[node].high) {
       if (node >= capacity_) {

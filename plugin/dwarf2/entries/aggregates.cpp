@@ -9,8 +9,7 @@ DescEnumerator* ReadEnumerator(ElfImage* image, DescModule* module, const Abbrev
     return nullptr;
   }
   enumerator->name = EmptyString();
-  for (int32_t i = 0; i < abbrev->attributeCount; ++i) {
-    const AbbrevAttribute& pair = abbrev->attributes[i];
+  for (const AbbrevAttribute& pair : StepsOf(abbrev)) {
     switch (pair.attribute) {
       case DW_AT_name: {
         char* name = ReadStringForm(image, pair.form, module->heap, 1);
@@ -21,7 +20,7 @@ DescEnumerator* ReadEnumerator(ElfImage* image, DescModule* module, const Abbrev
         enumerator->value = static_cast<int32_t>(ReadConstantForm(image, pair.form));
         break;
       default:
-        SkipForm(image, pair.form);
+        SkipStep(image, pair.form);
         break;
     }
   }
@@ -36,8 +35,7 @@ void ReadDwarf2Aggregate(ElfImage* image, DescModule* module, const AbbrevEntry*
   if (type == nullptr) {
     return;
   }
-  for (int32_t i = 0; i < abbrev->attributeCount; ++i) {
-    const AbbrevAttribute& pair = abbrev->attributes[i];
+  for (const AbbrevAttribute& pair : StepsOf(abbrev)) {
     switch (pair.attribute) {
       case DW_AT_name:
         ReadTypeName(image, module, type, pair.form);
@@ -46,7 +44,7 @@ void ReadDwarf2Aggregate(ElfImage* image, DescModule* module, const AbbrevEntry*
         type->byteSize = static_cast<int32_t>(ReadConstantForm(image, pair.form));
         break;
       default:
-        SkipForm(image, pair.form);
+        SkipStep(image, pair.form);
         break;
     }
   }

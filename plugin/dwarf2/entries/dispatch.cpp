@@ -38,8 +38,12 @@ struct TagRows {
 constexpr TagRows tagRows;
 
 void SkipAttributes(ElfImage* image, const AbbrevEntry* abbrev) {
-  for (int32_t i = 0; i < abbrev->attributeCount; ++i) {
-    SkipForm(image, abbrev->attributes[i].form);
+  if (abbrev->fixedSize != NO_FIXED_SIZE) {
+    SkipBytes(image, static_cast<uint32_t>(abbrev->fixedSize));
+    return;
+  }
+  for (const AbbrevAttribute& pair : StepsOf(abbrev)) {
+    SkipStep(image, pair.form);
   }
 }
 

@@ -51,7 +51,7 @@ uint32_t ReadProcAttribute(ElfImage* image, DescModule* module, const AbbrevAttr
       proc->returnType = ReadTypeReference(image, module, pair.form);
       break;
     default:
-      SkipForm(image, pair.form);
+      SkipStep(image, pair.form);
       break;
   }
   return specification;
@@ -92,8 +92,8 @@ DescProc* ReadDwarf2Subprogram(ElfImage* image, DescModule* module, const Abbrev
   SpecificationChase chase;
   for (const AbbrevEntry* entry = abbrev; entry != nullptr; entry = chase.Jump(image, specification)) {
     specification = 0;
-    for (int32_t i = 0; i < entry->attributeCount; ++i) {
-      specification = ReadProcAttribute(image, module, entry->attributes[i], proc, specification);
+    for (const AbbrevAttribute& pair : StepsOf(entry)) {
+      specification = ReadProcAttribute(image, module, pair, proc, specification);
     }
   }
   chase.Return(image);
@@ -106,12 +106,11 @@ DescCodeMark* ReadCodeMark(ElfImage* image, DescModule* module, const AbbrevEntr
   if (mark == nullptr) {
     return nullptr;
   }
-  for (int32_t i = 0; i < abbrev->attributeCount; ++i) {
-    const AbbrevAttribute& pair = abbrev->attributes[i];
+  for (const AbbrevAttribute& pair : StepsOf(abbrev)) {
     if (pair.attribute == DW_AT_low_pc) {
       mark->address = ReadAddressForm(image, pair.form, dwarf2State.addressSize);
     } else {
-      SkipForm(image, pair.form);
+      SkipStep(image, pair.form);
     }
   }
   return mark;

@@ -49,7 +49,7 @@ void ReadArrayAttribute(ElfImage* image, DescModule* module, const AbbrevAttribu
       type->element.type = ReadTypeReference(image, module, pair.form);
       break;
     default:
-      SkipForm(image, pair.form);
+      SkipStep(image, pair.form);
       break;
   }
 }
@@ -60,8 +60,7 @@ DescDimension* ReadSubrange(ElfImage* image, DescModule* module, const AbbrevEnt
   if (dimension == nullptr) {
     return nullptr;
   }
-  for (int32_t i = 0; i < abbrev->attributeCount; ++i) {
-    const AbbrevAttribute& pair = abbrev->attributes[i];
+  for (const AbbrevAttribute& pair : StepsOf(abbrev)) {
     switch (pair.attribute) {
       case DW_AT_lower_bound:
         dimension->low = static_cast<int32_t>(ReadConstantForm(image, pair.form));
@@ -70,7 +69,7 @@ DescDimension* ReadSubrange(ElfImage* image, DescModule* module, const AbbrevEnt
         dimension->high = static_cast<int32_t>(ReadConstantForm(image, pair.form));
         break;
       default:
-        SkipForm(image, pair.form);
+        SkipStep(image, pair.form);
         break;
     }
   }
@@ -96,7 +95,7 @@ void ReadBaseTypeAttribute(ElfImage* image, DescModule* module, const AbbrevAttr
       type->target.type = ReadTypeReference(image, module, pair.form);
       break;
     default:
-      SkipForm(image, pair.form);
+      SkipStep(image, pair.form);
       break;
   }
 }
@@ -148,8 +147,8 @@ void ReadDwarf2Array(ElfImage* image, DescModule* module, const AbbrevEntry* abb
     return;
   }
   type->element.type = dwarf2State.undefinedType;
-  for (int32_t i = 0; i < abbrev->attributeCount; ++i) {
-    ReadArrayAttribute(image, module, abbrev->attributes[i], type);
+  for (const AbbrevAttribute& pair : StepsOf(abbrev)) {
+    ReadArrayAttribute(image, module, pair, type);
   }
   ListTail<DescDimension> dimensions(&type->items.dimensions);
   uint32_t count = 0;
@@ -173,8 +172,7 @@ void ReadDwarf2FunctionType(ElfImage* image, DescModule* module, const AbbrevEnt
     return;
   }
   type->target.type = dwarf2State.voidType;
-  for (int32_t i = 0; i < abbrev->attributeCount; ++i) {
-    const AbbrevAttribute& pair = abbrev->attributes[i];
+  for (const AbbrevAttribute& pair : StepsOf(abbrev)) {
     switch (pair.attribute) {
       case DW_AT_name:
         ReadTypeName(image, module, type, pair.form);
@@ -189,7 +187,7 @@ void ReadDwarf2FunctionType(ElfImage* image, DescModule* module, const AbbrevEnt
         type->target.type = ReadTypeReference(image, module, pair.form);
         break;
       default:
-        SkipForm(image, pair.form);
+        SkipStep(image, pair.form);
         break;
     }
   }
@@ -209,8 +207,7 @@ void ReadDerivedType(ElfImage* image, DescModule* module, const AbbrevEntry* abb
   if (type == nullptr) {
     return;
   }
-  for (int32_t i = 0; i < abbrev->attributeCount; ++i) {
-    const AbbrevAttribute& pair = abbrev->attributes[i];
+  for (const AbbrevAttribute& pair : StepsOf(abbrev)) {
     switch (pair.attribute) {
       case DW_AT_name:
         ReadTypeName(image, module, type, pair.form);
@@ -227,7 +224,7 @@ void ReadDerivedType(ElfImage* image, DescModule* module, const AbbrevEntry* abb
         type->target.type = ReadTypeReference(image, module, pair.form);
         break;
       default:
-        SkipForm(image, pair.form);
+        SkipStep(image, pair.form);
         break;
     }
   }
@@ -238,8 +235,8 @@ void ReadBaseType(ElfImage* image, DescModule* module, const AbbrevEntry* abbrev
   if (type == nullptr) {
     return;
   }
-  for (int32_t i = 0; i < abbrev->attributeCount; ++i) {
-    ReadBaseTypeAttribute(image, module, abbrev->attributes[i], type);
+  for (const AbbrevAttribute& pair : StepsOf(abbrev)) {
+    ReadBaseTypeAttribute(image, module, pair, type);
   }
   if (type->name == UNDEFINED_TYPE) {
     MakeUpName(module, type);

@@ -37,7 +37,7 @@ void ReadVariableAttribute(ElfImage* image, DescModule* module, const AbbrevAttr
       variable->type = ReadTypeReference(image, module, pair.form);
       break;
     default:
-      SkipForm(image, pair.form);
+      SkipStep(image, pair.form);
       break;
   }
 }
@@ -66,8 +66,8 @@ DescVar* ReadDwarf2Variable(ElfImage* image, DescModule* module, const AbbrevEnt
   SpecificationChase chase;
   for (const AbbrevEntry* entry = abbrev; entry != nullptr; entry = chase.Jump(image, notes.specification)) {
     notes.specification = 0;
-    for (int32_t i = 0; i < entry->attributeCount; ++i) {
-      ReadVariableAttribute(image, module, entry->attributes[i], variable, &notes);
+    for (const AbbrevAttribute& pair : StepsOf(entry)) {
+      ReadVariableAttribute(image, module, pair, variable, &notes);
     }
   }
   chase.Return(image);
