@@ -28,6 +28,8 @@ constexpr CommandRow commandRows[] = {
      "elfload where firmware.elf 0x2014 0x2080"},
     {Command::section, "section", "Write the bytes of a section",
      "elfload section firmware.elf .debug_line -o line.bin"},
+    {Command::stats, "stats", "Count what the units hold, and measure what reading them costs",
+     "elfload stats firmware.elf"},
     {Command::version, "version", "Show the versions of program and loader", "elfload version"},
 };
 
@@ -103,6 +105,8 @@ void AddCommands(CLI::App& line, Options& options) {
   CLI::App* section = AddFileCommand(line, options, Command::section);
   section->add_option("NAME", options.section, "name of the section")->required()->type_name("");
   section->add_option("-o,--output", options.outputFile, "write to this file")->type_name("OUT");
+
+  AddFileCommand(line, options, Command::stats);
 
   AddCommand(line, options, Command::version);
 }

@@ -14,6 +14,7 @@ ExitStatus RunDump(Session& session, const Options& options, Output& out);
 ExitStatus RunFind(Session& session, const Options& options, Output& out);
 ExitStatus RunWhere(Session& session, const Options& options, Output& out);
 ExitStatus RunSection(Session& session, const Options& options, Output& out);
+ExitStatus RunStats(Session& session, const Options& options, Output& out);
 ExitStatus RunVersion(Session& session, const Options& options, Output& out);
 
 }  // namespace elfload

@@ -51,6 +51,9 @@ class JsonWriter : private rapidjson::Writer<Output> {
     os_->Advance(room + size + 1);
   }
 
+  // A member's name that is told at run time.
+  void Key(std::string_view name) { Text(name); }
+
   void Number(uint32_t value) {
     Prefix(rapidjson::kNumberType);
     os_->Advance(rapidjson::internal::u32toa(value, os_->Reserve(10)));
@@ -59,6 +62,9 @@ class JsonWriter : private rapidjson::Writer<Output> {
     Prefix(rapidjson::kNumberType);
     os_->Advance(rapidjson::internal::i32toa(value, os_->Reserve(11)));
   }
+
+  void Number(uint64_t value) { Uint64(value); }
+  void Number(double value) { Double(value); }
 
   // As it stands when it is valid UTF-8, else with every byte from 0x80 on as a character of its own.
   void Text(std::string_view text) {

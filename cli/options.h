@@ -9,7 +9,7 @@
 
 namespace elfload {
 
-enum class Command : uint8_t { info, modules, dump, find, where, section, version };
+enum class Command : uint8_t { info, modules, dump, find, where, section, stats, version };
 enum class ColorChoice : uint8_t { automatic, always, never };
 
 // Exit status of the program.

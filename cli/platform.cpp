@@ -1,6 +1,9 @@
 #include "platform.h"
 
+#include <chrono>
 #include <cstdio>
+#include <cstdlib>
+#include <fstream>
 #include <string>
 
 #if defined(_WIN32)
@@ -8,12 +11,24 @@
 #include <io.h>
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
+// behind windows.h
+#include <psapi.h>
 #else
 #include <dlfcn.h>
 #include <unistd.h>
+
+#include <ctime>
 #endif
 
 namespace elfload {
+
+namespace {
+
+double WallSeconds() {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+}  // namespace
 
 #if defined(_WIN32)
 
@@ -49,6 +64,21 @@ std::FILE* TakeStandardOutput() {
 
 bool IsTerminal(std::FILE* stream) {
   return _isatty(_fileno(stream)) != 0;
+}
+
+ProcessTimes ReadProcessTimes() {
+  FILETIME created, ended, kernel, user;
+  if (GetProcessTimes(GetCurrentProcess(), &created, &ended, &kernel, &user) == 0) return {0, WallSeconds()};
+  const auto seconds = [](FILETIME time) {  // counted in 100 nanoseconds
+    return (static_cast<double>(time.dwHighDateTime) * 4294967296.0 + static_cast<double>(time.dwLowDateTime)) * 1e-7;
+  };
+  return {seconds(kernel) + seconds(user), WallSeconds()};
+}
+
+uint64_t ReadPeakMemory() {
+  PROCESS_MEMORY_COUNTERS counters;
+  if (K32GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof(counters)) == 0) return 0;
+  return counters.PeakWorkingSetSize;
 }
 
 #else
@@ -94,6 +124,21 @@ std::FILE* TakeStandardOutput() {
 
 bool IsTerminal(std::FILE* stream) {
   return isatty(fileno(stream)) != 0;
+}
+
+ProcessTimes ReadProcessTimes() {
+  timespec cpu{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &cpu);
+  return {static_cast<double>(cpu.tv_sec) + static_cast<double>(cpu.tv_nsec) * 1e-9, WallSeconds()};
+}
+
+uint64_t ReadPeakMemory() {
+  // Not from getrusage, which begins with the peak of the process that started this one.
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.rfind("VmHWM:", 0) == 0) return std::strtoull(line.c_str() + 6, nullptr, 10) * 1024;  // told in KiB
+  }
+  return 0;
 }
 
 #endif

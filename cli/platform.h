@@ -2,6 +2,7 @@
 // calls that differ between systems are here.
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <string>
 
@@ -25,5 +26,15 @@ std::FILE* TakeStandardOutput();
 
 // Whether a stream is a terminal.
 bool IsTerminal(std::FILE* stream);
+
+// What the process has used: processor time, and the time of a clock that starts anywhere.
+struct ProcessTimes {
+  double cpuSeconds = 0;
+  double wallSeconds = 0;
+};
+ProcessTimes ReadProcessTimes();
+
+// The largest amount of memory that the process has held at a time, in bytes; 0 when the system does not tell.
+uint64_t ReadPeakMemory();
 
 }  // namespace elfload

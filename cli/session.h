@@ -57,6 +57,7 @@ class Session {
 
   // The module list, in order; empty before Build.
   const std::vector<DescModule*>& Modules() const { return modules_; }
+  mem_desc* TableHeap() const { return table_.Heap(); }
   size_t IndexOf(const DescModule* module) const { return indexes_.at(module); }
 
  private:
