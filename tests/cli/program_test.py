@@ -13,6 +13,8 @@ import sys
 import tempfile
 import unittest
 
+import dwarf1_file
+
 ELFLOAD = SAMPLE = None
 
 # Members of every record of a dump, in order. A nested list: the values are lists of such records.
@@ -25,6 +27,7 @@ SHAPES = {
     "document": ["file", "open", "getInfo", "processor", "entry", "debugFormat", "littleEndian", "build", "modules",
                  "sharedTypes", "messages"],
     "modules": MODULE,
+    "mergedModules": [member for member in MODULE if member != "extend"],
     "ext": ["lineOffset", "firstEntry", "addressSize", "unitOffset", "bitNumbering", "addrRanges", "globalNames",
             "frames", "mergedModules"],
     "frames": ["lowPc", "highPc", "instructions", "cie"],
@@ -95,6 +98,27 @@ class ProgramTest(unittest.TestCase):
         missing = self.document("dump", "--json", "--module", "9", "--module", "led.c", SAMPLE, status=1)
         self.assertEqual([module["name"] for module in missing["modules"]], ["led.c"])
         self.assertIn(b"no unit 9", run("dump", "--module", "9", SAMPLE).stderr)
+
+    def test_a_dwarf_1_file_with_merged_units(self):
+        path = self.folder / "dwarf1.elf"
+        path.write_bytes(dwarf1_file.dwarf1_file())
+        dump = self.document("dump", "--json", path)
+        self.check_shape(dump)
+        self.assertEqual((dump["debugFormat"], [module["name"] for module in dump["modules"]]), (1, ["a.c", "b.c"]))
+        merged = dump["modules"][0]["ext"]["mergedModules"]
+        self.assertEqual([(module["name"], module["types"][0]["name"]) for module in merged], [("a.c", "two")])
+        # A unit's variables move to the one that it is merged into, its types stay with it.
+        variables = [(variable["name"], variable["type"]) for variable in dump["modules"][0]["vars"]]
+        self.assertEqual(variables, [("x", "T0"), ("y", "M0.T0")])
+        self.assertEqual(dump["modules"][0]["vars"][0]["location"][0]["expression"], "0312340000")
+        member = merged[0]["types"][0]["items"][0]
+        self.assertEqual((member["type"], member["location"][0]["expression"]), ("shared:int", "040000000407"))
+        self.assertEqual(dump["sharedTypes"], [{"name": "int", "byteSize": 4, "items": 5}])
+        text = run("dump", path).stdout.decode()
+        for wanted in ("struct two y", "merged unit: a.c", "+4  int first"):
+            self.assertIn(wanted, text)
+        found = self.document("find", "--json", path, "z", "y")
+        self.assertEqual([result["filled"] for result in found["results"]], [[0, 1], []])
 
     def test_text_is_written_as_a_c_programmer_would(self):
         text = run("dump", SAMPLE).stdout.decode()
