@@ -187,6 +187,16 @@ class ProgramTest(unittest.TestCase):
         self.assertEqual(modules["modules"][2]["addrRanges"], [[0x2C8, 0x3F7], [0x5B5, 0x5CC]])
         self.assertIn(b"0x000002C8..0x000003F8", run("modules", SAMPLE).stdout)
 
+    def test_stats_count_what_the_dump_holds(self):
+        modules = self.document("dump", "--json", SAMPLE)["modules"]
+        stats = self.document("stats", "--json", SAMPLE)
+        wanted = {"units": len(modules), "lineRows": sum(b["count"] for m in modules for b in m["lineBlocks"])}
+        for name, field in (("procedures", "procs"), ("variables", "vars"), ("types", "types"), ("files", "files")):
+            wanted[name] = sum(len(module[field]) for module in modules)
+        self.assertEqual({name: stats["counts"][name] for name in wanted}, wanted)
+        self.assertEqual(stats["failedFills"], 0)
+        self.assertIn(b"line rows", run("stats", SAMPLE).stdout)
+
     def test_section(self):
         data = SAMPLE.read_bytes()
         to_output = run("section", SAMPLE, ".debug_str")
@@ -283,7 +293,7 @@ class ProgramTest(unittest.TestCase):
             result = run(*arguments)
             self.assertEqual((result.returncode, result.stdout), (2, b""), arguments)
             self.assertTrue(result.stderr.startswith(b"elfload: "), arguments)
-        for command in ("info", "modules", "dump", "find", "where", "section", "version"):
+        for command in ("info", "modules", "dump", "find", "where", "section", "stats", "version"):
             text = run(command, "--help")
             self.assertEqual(text.returncode, 0)
             self.assertIn(b"Example:\n  elfload " + command.encode(), text.stdout)
