@@ -334,21 +334,21 @@ TEST_F(CodeDownload, EndsWhereAFileThatShrinksEnds) {
   const struct {
     unsigned long flags;
     const char* box;
-  } rows[] = {{4, "Box Elf-Loader: Error while writing to 5000..51FF"},
-              {0x404, "Box Elf Loader: Loading verification failed at address 0x00005011"}};
+  } rows[] = {{4, "Box Elf-Loader: Error while writing to 25000..251FF"},
+              {0x404, "Box Elf Loader: Loading verification failed at address 0x00025011"}};
   for (const auto& row : rows) {
-    const std::string path = OneSegment(0x10000, 0).set(&ElfProgramHeader::p_paddr, 0).write();
+    const std::string path = OneSegment(0x40000, 0).set(&ElfProgramHeader::p_paddr, 0).write();
     const uint32_t contents = 52 + 32;  // where the segment starts in the file
     ASSERT_EQ(loader.Open(path.c_str()), 1);
-    std::filesystem::resize_file(path, contents + 0x5011);
-    const RawBytes pattern = Pattern(0x10000);
+    std::filesystem::resize_file(path, contents + 0x25011);
+    const RawBytes pattern = Pattern(0x40000);
     RecordingTarget to;
-    for (uint32_t i = 0; i < 0x10000; ++i) {
+    for (uint32_t i = 0; i < 0x40000; ++i) {
       to.memory[i] = pattern[i];
     }
     EXPECT_EQ(Run(to, row.flags), 0);
     EXPECT_EQ(to.calls.back(), row.box);
-    EXPECT_EQ(to.calls.size(), 3 + 0x5000u / 512 + 1);
+    EXPECT_EQ(to.calls.size(), 3 + 0x25000u / 512 + 1);
   }
 }
 
