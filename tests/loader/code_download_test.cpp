@@ -330,25 +330,30 @@ TEST_F(CodeDownload, HandsARangeOverTheEndOfTheAddressSpaceToTheTarget) {
   }
 }
 
+// The stream holds the blocks that it has read, so the file ends behind the first ones.
 TEST_F(CodeDownload, EndsWhereAFileThatShrinksEnds) {
+  const uint32_t size = 4 * ElfStream::BLOCK_SIZE;
+  const uint32_t left = 2 * ElfStream::BLOCK_SIZE + 0x11;  // bytes of the segment that the file keeps
+  const uint32_t contents = 52 + 32;                       // where the segment starts in the file
   const struct {
     unsigned long flags;
-    const char* box;
-  } rows[] = {{4, "Box Elf-Loader: Error while writing to 25000..251FF"},
-              {0x404, "Box Elf Loader: Loading verification failed at address 0x00025011"}};
+    std::string box;
+  } rows[] = {
+      {4, fmt::format("Box Elf-Loader: Error while writing to {:X}..{:X}", left - 0x11, left - 0x11 + 511)},
+      {0x404, fmt::format("Box Elf Loader: Loading verification failed at address 0x{:08X}", left)},
+  };
+  const RawBytes pattern = Pattern(size);
   for (const auto& row : rows) {
-    const std::string path = OneSegment(0x40000, 0).set(&ElfProgramHeader::p_paddr, 0).write();
-    const uint32_t contents = 52 + 32;  // where the segment starts in the file
+    const std::string path = OneSegment(size, 0).write();
     ASSERT_EQ(loader.Open(path.c_str()), 1);
-    std::filesystem::resize_file(path, contents + 0x25011);
-    const RawBytes pattern = Pattern(0x40000);
+    std::filesystem::resize_file(path, contents + left);
     RecordingTarget to;
-    for (uint32_t i = 0; i < 0x40000; ++i) {
-      to.memory[i] = pattern[i];
+    for (uint32_t i = 0; i < size; ++i) {
+      to.memory.emplace_hint(to.memory.end(), i, pattern[i]);
     }
     EXPECT_EQ(Run(to, row.flags), 0);
     EXPECT_EQ(to.calls.back(), row.box);
-    EXPECT_EQ(to.calls.size(), 3 + 0x25000u / 512 + 1);
+    EXPECT_EQ(to.calls.size(), 3 + left / 512 + 1);
   }
 }
 

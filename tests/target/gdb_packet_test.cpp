@@ -1,0 +1,203 @@
+#include "target/gdb_packet.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <vector>
+
+#include "target/gdb_transport.h"
+#include "target/target_description.h"
+#include "target/xml_tags.h"
+
+namespace elfload {
+namespace {
+
+using Event = GdbPacketReader::Event;
+using Events = std::vector<std::string>;
+
+// Every event of the stream, packets as their payload.
+Events Read(std::string_view stream, size_t pieces) {
+  GdbPacketReader reader;
+  Events events;
+  for (size_t at = 0; at < stream.size(); at += pieces) {
+    for (std::string_view piece = stream.substr(at, pieces); !piece.empty();) {
+      switch (reader.Feed(piece)) {
+        case Event::none:
+          break;
+        case Event::ack:
+          events.emplace_back("+");
+          break;
+        case Event::nak:
+          events.emplace_back("-");
+          break;
+        case Event::packet:
+          events.push_back("packet " + reader.Payload());
+          break;
+        case Event::notification:
+          events.push_back("notification " + reader.Payload());
+          break;
+        case Event::badChecksum:
+          events.emplace_back("bad");
+          break;
+        case Event::malformed:
+          events.emplace_back("malformed");
+          break;
+      }
+    }
+  }
+  return events;
+}
+
+TEST(GdbPacket, ReadsStreamsOfPacketsInAnyPieces) {
+  const struct {
+    std::string stream;
+    Events events;
+  } rows[] = {
+      {"+$OK#9a", {"+", "packet OK"}},
+      {"$#00+-", {"packet ", "+", "-"}},
+      {"$OK#9A$E01#a6", {"packet OK", "packet E01"}},  // digits of either case
+      {"%Stop:T05#99", {"notification Stop:T05"}},
+      {"garbage$OK#9a", {"packet OK"}},
+      {"$OK#9b$OK#zz$OK#9a", {"bad", "bad", "packet OK"}},
+      {"$cut off$OK#9a", {"packet OK"}},  // a packet that begins inside another
+      {"$0* #7a", {"packet 0000"}},       // ' ' is 32: 3 more
+      {"$a0*\"1#0e", {"packet a0000001"}},
+      {"$x*~#20", {"packet " + std::string(98, 'x')}},
+      {"$*!#4b", {"malformed"}},      // nothing to repeat
+      {"$0*\x1f#00", {"malformed"}},  // no printable count
+      {"$" + std::string(GdbPacketReader::MAXIMUM_PAYLOAD + 1, 'a'), {"malformed"}},
+  };
+  for (const auto& row : rows) {
+    for (const size_t pieces : {size_t{1}, size_t{3}, row.stream.size()}) {
+      EXPECT_EQ(Read(row.stream, pieces), row.events) << GdbQuote(row.stream);
+    }
+  }
+}
+
+TEST(GdbPacket, WritesWhatItReads) {
+  EXPECT_EQ(GdbFrame("OK"), "$OK#9a");
+  EXPECT_EQ(GdbFrame(""), "$#00");
+  std::string all;
+  std::string payload;
+  for (int byte = 0; byte < 256; byte++) {
+    const size_t before = payload.size();
+    all += static_cast<char>(byte);
+    GdbAppendEscaped(payload, static_cast<uint8_t>(byte));
+    EXPECT_EQ(payload.size() - before, GdbEscapedSize(static_cast<uint8_t>(byte)));
+  }
+  EXPECT_EQ(payload.size(), 256u + 4);  // '#', '$', '*', '}'
+  EXPECT_EQ(Read(GdbFrame(payload), 7), Events{"packet " + payload});
+  std::string back;
+  EXPECT_TRUE(GdbUnescape(payload, back));
+  EXPECT_EQ(back, all);
+  EXPECT_FALSE(GdbUnescape("ab}", back));
+  EXPECT_EQ(back, "ab");
+
+  std::string digits;
+  GdbAppendHex(digits, reinterpret_cast<const uint8_t*>(all.data()), all.size());
+  EXPECT_TRUE(GdbDecodeHex(digits, back));
+  EXPECT_EQ(back, all);
+  EXPECT_FALSE(GdbDecodeHex("123", back));
+  EXPECT_FALSE(GdbDecodeHex("1g", back));
+  uint64_t value = 0;
+  EXPECT_TRUE(GdbParseHex("FFFFffffFFFFffff", value) && value == UINT64_MAX);
+  EXPECT_FALSE(GdbParseHex("10000000000000000", value) || GdbParseHex("", value) || GdbParseHex("x", value));
+  EXPECT_EQ(GdbQuote("a\"\x01"), R"("a\x22\x01")");
+}
+
+TEST(GdbEndpoint, TakesNamesAddressesAndPaths) {
+  const struct {
+    const char* text;
+    const char *host, *port, *path;  // a null host: refused
+  } rows[] = {
+      {"localhost:1234", "localhost", "1234", ""},
+      {"127.0.0.1:65535", "127.0.0.1", "65535", ""},
+      {":1234", "", "1234", ""},
+      {"[::1]:1234", "::1", "1234", ""},
+      {"unix:/tmp/a:b", "", "", "/tmp/a:b"},
+      {"unix:", nullptr, "", ""},
+      {"localhost", nullptr, "", ""},
+      {"::1:1234", nullptr, "", ""},
+      {"a:0", nullptr, "", ""},
+      {"a:65536", nullptr, "", ""},
+      {"a:12x", nullptr, "", ""},
+      {"a:", nullptr, "", ""},
+  };
+  for (const auto& row : rows) {
+    GdbEndpoint endpoint;
+    std::string error;
+    ASSERT_EQ(ParseGdbEndpoint(row.text, endpoint, error), row.host != nullptr) << row.text;
+    EXPECT_EQ(error.empty(), row.host != nullptr) << row.text;
+    if (row.host != nullptr) {
+      EXPECT_EQ(std::vector({endpoint.host, endpoint.port, endpoint.path}),
+                (std::vector<std::string>{row.host, row.port, row.path}));
+    }
+  }
+}
+
+// Gives the number, size and offset of the program counter of a description, or nothing.
+std::string Counter(const std::map<std::string, std::string>& annexes) {
+  ProgramCounter counter;
+  const bool found = FindProgramCounter(
+      [&annexes](const std::string& annex, std::string& text) {
+        const auto entry = annexes.find(annex);
+        text = entry != annexes.end() ? entry->second : "";
+        return entry != annexes.end();
+      },
+      counter);
+  return found ? std::to_string(counter.number) + " " + std::to_string(counter.size) + " " +
+                     std::to_string(counter.offset)
+               : "none";
+}
+
+TEST(TargetDescription, CountsRegistersToTheProgramCounter) {
+  const struct {
+    std::map<std::string, std::string> annexes;
+    const char* counter;
+  } rows[] = {
+      {{{"target.xml", "<reg name='a' bitsize='32'/><reg name='pc' bitsize='16'/>"}}, "1 2 4"},
+      {{{"target.xml", R"(<?xml version="1.0"?><!DOCTYPE target [<!ENTITY a "b>">]><!-- <reg name="pc"/> -->
+         <reg bitsize="64" regnum="3" name = "a>b"/><reg name="pc" bitsize="32"></reg>)"}},
+       "4 4 8"},
+      {{{"target.xml", R"(<xi:include href="core.xml"/><xi:include href="fpu.xml"/>)"},
+        {"core.xml", R"(<reg name="r0" bitsize="32"/><reg name="pc" bitsize="32" regnum="64"/>)"},
+        {"fpu.xml", R"(<reg name="f0" bitsize="64" regnum="32"/>)"}},
+       "64 4 12"},  // a `g` answer goes by numbers, not by places
+      {{{"target.xml", R"(<reg name="eip" bitsize="32"/>)"}}, "0 4 0"},
+      {{{"target.xml", R"(<reg name="r0" bitsize="32"/>)"}}, "none"},
+      {{{"target.xml", R"(<xi:include href="missing.xml"/><reg name="pc"/>)"}}, "none"},
+      {{{"target.xml", R"(<xi:include href="target.xml"/>)"}}, "none"},  // includes itself
+      {{{"target.xml", R"(<reg name="pc" bitsize="32)"}}, "none"},
+      {{}, "none"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(Counter(row.annexes), row.counter);
+  }
+}
+
+TEST(TargetDescription, TurnsAMemoryMapIntoRegions) {
+  RegionMap map;
+  std::string error;
+  EXPECT_TRUE(ParseMemoryMap(R"(<memory-map><memory type="ram" start="0x1000" length="4096"/>
+      <memory type="flash" start="0x8000" length="0x1000"><property name="blocksize">0x400</property></memory>
+      <memory type="rom" start="0xFFFFF000" length="0x10000000000"/><memory type="ram" start="0x100000000" length="1"/>
+      </memory-map>)",
+                             map, error))
+      << error;
+  std::string text;
+  for (const MemoryRegion& region : map.Regions()) {
+    text += DescribeRegion(region) + " " + std::to_string(region.eraseSize) + "\n";
+  }
+  EXPECT_EQ(text, "0x00001000-0x00001FFF:rwx 0\n0x00008000-0x00008FFF:rx 1024\n0xFFFFF000-0xFFFFFFFF:rx 0\n");
+
+  for (const char* wrong : {R"(<memory type="ram" start="0" length="2"/><memory type="rom" start="1" length="2"/>)",
+                            R"(<memory type="ram" start="0"/>)", R"(<memory type="ram)"}) {
+    RegionMap other;
+    error.clear();
+    EXPECT_FALSE(ParseMemoryMap(wrong, other, error));
+    EXPECT_NE(error, "");
+  }
+}
+
+}  // namespace
+}  // namespace elfload

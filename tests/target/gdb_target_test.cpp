@@ -1,0 +1,322 @@
+// Downloads into a scripted stub: the requests it is sent, and every way in which it can fail.
+#include "target/gdb_target.h"
+
+#include <fmt/format.h>
+
+#include "load_report.h"
+#include "loader/code_download.h"
+#include "support/gdb_stub.h"
+#include "support/host_fixture.h"
+
+using elfload::AddressRange;
+using elfload::DownloadMonitor;
+using elfload::GdbTarget;
+
+namespace {
+
+struct Loaded {
+  int result = 0;
+  std::string outcome;
+  std::string message;
+  Texts requests;
+};
+
+class GdbDownload : public HostTest {
+ protected:
+  // Loads `file` through the plug-in into a stub; gives what a user is told.
+  Loaded Run(const StubOrders& orders, const ElfFile& file, unsigned long flags, GdbTarget::Settings settings = {}) {
+    state = {};
+    GdbTarget target(std::make_unique<StubTransport>(orders, state), settings);
+    Loaded loaded;
+    if (!target.Connect()) {
+      return {0, target.LinkLost() ? "link-lost" : "no target", target.Reason(), state.requests};
+    }
+    EXPECT_EQ(loader.Open(file.write().c_str()), 1);
+    const ElfProgramHeader* headers = loader.image->programHeaders;
+    DownloadMonitor monitor(
+        target, elfload::SegmentsToLoad({headers, headers + loader.image->e_phnum}, elfload::Placement::virtualAddress),
+        false);
+    elfload::LoadResult result;
+    result.result = loader.LoadCode(&monitor, 0, flags | LOAD_NO_PROGRESS);
+    result.linkLost = target.LinkLost();
+    for (const std::string& text : TakeMessages()) {
+      unsigned address = 0;
+      if (std::sscanf(text.c_str(), "Elf Loader: Loading verification failed at address 0x%X", &address) == 1) {
+        result.difference = address;
+      }
+    }
+    elfload::LoadReport report;
+    elfload::JudgeLoad(result, monitor, report);
+    if (result.result != 0 && !target.Finish(true)) {
+      report.message = target.Reason();
+    }
+    return {result.result, LoadOutcomeName(report.outcome), report.message, state.requests};
+  }
+  bool Holds(uint32_t address, const RawBytes& bytes) {
+    for (uint32_t i = 0; i < bytes.size(); i++) {
+      if (state.memory[address + i] != bytes[i]) {
+        return false;
+      }
+    }
+    return true;
+  }
+
+  StubState state;
+};
+
+RawBytes Mixed(uint32_t size) {
+  RawBytes bytes(size);
+  for (uint32_t i = 0; i < size; i++) {
+    bytes[i] = static_cast<uint8_t>(i < size / 2 ? 0x20 + i % 97 : 0);  // escapes, then one long run
+  }
+  return bytes;
+}
+
+ElfFile Program(uint32_t size, ByteOrder order = ByteOrder::big) {
+  return ElfFile(order).entry(0x1002).segment(PT_LOAD, 0x1000, Bytes().raw(Mixed(size)));
+}
+
+TEST_F(GdbDownload, AsksForWhatTheStubOffersAndSetsTheCounter) {
+  StubOrders orders;
+  orders.features = "PacketSize=1000;qXfer:features:read+";
+  const Loaded plain = Run(orders, ElfFile().entry(0x1234).segment(PT_LOAD, 0x1000, Bytes().raw({1, 0xAB})), 0x200);
+  EXPECT_EQ(plain.requests,
+            (Texts{"qSupported:xmlRegisters=i386", "?", "X0,0:", "qXfer:features:read:target.xml:0,4fc",
+                   "qXfer:features:read:target.xml:32,4fc", "M1000,2:01ab", "m1000,2", "p7", "P7=00001234", "D"}));
+  EXPECT_EQ(plain.outcome, "done");
+
+  orders = {};
+  orders.features = "PacketSize=1000;QStartNoAckMode+;binary-upload+";  // no registers: those of the processor
+  orders.binaryWrites = true;
+  const Loaded binary =
+      Run(orders, ElfFile().segment(PT_LOAD, 0x1000, Bytes().raw({'$', '*', 0})), 0x200, {.machine = EM_PPC});
+  const Texts requests = {"qSupported:xmlRegisters=i386",          "QStartNoAckMode", "?",  "X0,0:",
+                          std::string("X1000,3:}\x04}\x0a\0", 13), "x1000,3",         "p40"};
+  EXPECT_EQ(Texts(binary.requests.begin(), binary.requests.begin() + 7), requests);
+  EXPECT_EQ(binary.outcome, "start-refused");
+  EXPECT_EQ(binary.message,
+            "the start address 0x00000000 is not set: the stub gives 8 bytes of registers, and the program counter "
+            "stands at byte 384");
+}
+
+TEST_F(GdbDownload, LoadsWholeFilesWhateverTheStubCanDo) {
+  struct Row {
+    const char* name;
+    StubOrders orders;
+    size_t longestRequest;
+  };
+  std::vector<Row> rows(6);
+  rows[0] = {"plain", {}, 768};
+  rows[1] = {"acknowledged, byte by byte", {}, 768};
+  rows[1].orders.features = "PacketSize=4000";
+  rows[1].orders.dribble = 1;
+  rows[1].longestRequest = 1280;
+  rows[2] = {"small packets, run lengths, short answers", {}, 48};
+  rows[2].orders.features = "PacketSize=40;QStartNoAckMode+";
+  rows[2].orders.runLengths = true;
+  rows[2].orders.longestRead = 7;
+  rows[3] = {"binary", {}, 768};
+  rows[3].orders.binaryWrites = true;
+  rows[3].orders.features += ";binary-upload+";
+  rows[4] = {"binary, small packets", {}, 48};
+  rows[4].orders.binaryWrites = true;
+  rows[4].orders.features = "PacketSize=40;binary-upload+";
+  rows[5] = {"no promise, all registers at once", {}, 400};
+  rows[5].orders.features = "qXfer:features:read+";
+  rows[5].orders.singleRegisters = false;
+  for (Row& row : rows) {
+    for (const ByteOrder order : bothOrders) {
+      const bool little = order == ByteOrder::little;
+      row.orders.answers = {{"qC", ""}};
+      const Loaded loaded = Run(row.orders, Program(1500, order), 0x200, {.machine = 0, .littleEndian = little});
+      EXPECT_TRUE(Holds(0x1000, Mixed(1500))) << row.name;
+      for (const std::string& request : loaded.requests) {
+        EXPECT_LE(request.size() + 4, row.longestRequest) << row.name;
+      }
+      const bool described = row.orders.features.find("qXfer") != std::string::npos;
+      EXPECT_EQ(loaded.outcome, described ? "done" : "start-refused") << row.name << ": " << loaded.message;
+      EXPECT_EQ(state.counter, !described ? "00000000" : little ? "02100000" : "00001002") << row.name;
+    }
+  }
+}
+
+TEST_F(GdbDownload, ReportsARefusedBlockAsThatBlock) {
+  const struct {
+    const char* request;
+    const char* answer;
+    const char* outcome;
+    const char* message;
+  } rows[] = {
+      {"M1200", "E0e", "write-refused",
+       "write refused: segment 0, writing 0x00001200-0x000013FF: the stub answered \"E0e\""},
+      {"M1400", "E.no such memory", "write-refused",
+       "write refused: segment 0, writing 0x00001400-0x000015DB: the stub answered \"E.no such memory\""},
+      {"M", "", "write-refused", "write refused: segment 0, writing 0x00001000-0x000011FF: the stub cannot do that"},
+      {"m1200", "E01", "verify-differs",
+       "verification differs: segment 0, reading 0x00001200-0x000013FF: the stub answered \"E01\""},
+      {"m1200", "00", "verify-differs", "verification differs: segment 0, at 0x00001200 the target holds 0x00"},
+      {"P", "E01", "start-refused",
+       "the start address 0x00001002 is not set: setting the program counter: the stub answered \"E01\""},
+      {"M1200", "OKOK", "link-lost",
+       "link lost: segment 0, writing 0x00001200-0x000013FF: the answer makes no sense: \"OKOK\""},
+      {"m1200", "0", "link-lost",
+       "link lost: segment 0, reading 0x00001200-0x000013FF: the answer makes no sense: \"0\""},
+      {"m1200", "xyz0", "link-lost",
+       "link lost: segment 0, reading 0x00001200-0x000013FF: the answer makes no sense: \"xyz0\""},
+      {"p7", "E01", "start-refused",
+       "the start address 0x00001002 is not set: setting the program counter: the stub answered \"E02\""},
+      {"p7", "123", "link-lost", "link lost: reading the program counter: the answer makes no sense: \"123\""},
+      {"?", "W00", "link-lost", "connecting: the stub has no target: it has ended"},
+      {"?", "huh", "link-lost", "connecting: the answer makes no sense: \"huh\""},
+      {"qSupported", "PacketSize=10", "link-lost", "connecting: the stub takes packets of 16 bytes only"},
+      {"qXfer", "m", "link-lost", "reading the target description: the answer makes no sense: \"m\""},
+  };
+  for (const auto& row : rows) {
+    StubOrders orders;
+    orders.features = "PacketSize=1000;QStartNoAckMode+;qXfer:features:read+";
+    orders.answers = {{row.request, row.answer}};
+    if (std::string_view(row.request) == "p7") {
+      orders.answers["g"] = "E02";
+    }
+    const Loaded loaded = Run(orders, Program(1500), 0x200);
+    EXPECT_EQ(loaded.outcome, row.outcome) << row.message;
+    EXPECT_EQ(loaded.message, row.message);
+    EXPECT_EQ(loaded.result, 0);
+  }
+}
+
+// The stub fails at each request of a whole download in turn, in every way: the link is lost, with a message, and no
+// request follows.
+TEST_F(GdbDownload, EndsWhenTheStubDoes) {
+  const struct {
+    Trouble trouble;
+    std::string raw;
+    const char* message;
+    bool acknowledged;
+  } rows[] = {
+      {Trouble::silence, "", "no answer within 0.25 s", false},
+      {Trouble::close, "", "the stub closed the connection", false},
+      {Trouble::raw, "noise", "no answer within 0.25 s, but \"noise\"", false},
+      {Trouble::raw, "$OK#00", "a damaged packet arrived: \"OK\"", false},
+      {Trouble::raw, "$*#00", "a damaged packet arrived: \"\"", false},
+      {Trouble::raw, "$Nonsense#49", "the answer makes no sense: \"Nonsense\"", false},
+      {Trouble::raw, "$cut", "no answer within 0.25 s", true},
+      {Trouble::raw, "-", "no answer within 0.25 s", true},
+      {Trouble::cut, "", "the cable is cut", true},
+      {Trouble::raw, "$OK#00", "a damaged packet arrived: \"OK\"", true},  // asked for 3 times
+  };
+  for (const auto& row : rows) {
+    StubOrders orders;
+    orders.features = row.acknowledged ? "PacketSize=1000;qXfer:features:read+"
+                                       : "PacketSize=1000;QStartNoAckMode+;qXfer:features:read+";
+    GdbTarget::Settings settings;
+    settings.timeout = std::chrono::milliseconds(250);
+    const size_t whole = Run(orders, Program(1100), 0x200, settings).requests.size();
+    ASSERT_GT(whole, 11u);
+    orders.trouble = row.trouble;
+    orders.raw = row.raw;
+    // From behind the handshake on, where the answers are what the row says, to what is left before detaching.
+    for (orders.troubleAt = 5; orders.troubleAt < static_cast<int>(whole); orders.troubleAt++) {
+      const Loaded loaded = Run(orders, Program(1100), 0x200, settings);
+      EXPECT_EQ(loaded.outcome, "link-lost") << row.message << " at " << loaded.requests.back();
+      EXPECT_NE(loaded.message.find(row.message), std::string::npos) << loaded.message;
+      EXPECT_EQ(loaded.result, 0);
+      EXPECT_LE(static_cast<int>(loaded.requests.size()), orders.troubleAt);
+    }
+    for (orders.troubleAt = 1; orders.troubleAt < 5; orders.troubleAt++) {  // no other end than an end
+      Run(orders, Program(1100), 0x200, settings);
+    }
+  }
+  // Damaged packets are asked for again where packets are acknowledged.
+  StubOrders orders;
+  orders.features = "PacketSize=1000;qXfer:features:read+";
+  orders.trouble = Trouble::damage;
+  orders.raw = "$OK#00";
+  orders.troubleAt = 7;
+  EXPECT_EQ(Run(orders, Program(1100), 0).outcome, "done");
+}
+
+constexpr char MEMORY_MAP[] = R"(<memory-map><memory type="ram" start="0x1000" length="0x1000"/>
+  <memory type="flash" start="0x8000" length="0x1000"><property name="blocksize">0x400</property></memory>
+  <memory type="rom" start="0x9000" length="0x1000"/></memory-map>)";
+
+TEST_F(GdbDownload, ErasesFlashOnceAndEndsItBeforeItIsReadBack) {
+  StubOrders orders;
+  orders.features = "PacketSize=1000;QStartNoAckMode+;qXfer:memory-map:read+;qXfer:features:read+";
+  orders.objects["memory-map:"] = MEMORY_MAP;
+  const auto file = ElfFile()
+                        .segment(PT_LOAD, 0x1000, Bytes().raw({1}))
+                        .segment(PT_LOAD, 0x8100, Bytes().raw({'#', 2}))
+                        .segment(PT_LOAD, 0x8200, Bytes().raw(Mixed(0x300)))
+                        .segment(PT_LOAD, 0x8FFF, Bytes().raw({3}));
+  for (const unsigned long flags : {0x000ul, 0x200ul}) {
+    const Loaded loaded = Run(orders, file, flags);
+    EXPECT_EQ(loaded.outcome, "done") << loaded.message;
+    EXPECT_TRUE(Holds(0x8100, {'#', 2}) && Holds(0x8200, Mixed(0x300)) && Holds(0x8FFF, {3}) && Holds(0x1000, {1}));
+    Texts flash;
+    for (const std::string& request : loaded.requests) {
+      if (request[0] == 'v' || request[0] == 'm' || request[0] == 'p') {
+        flash.push_back(request.substr(0, request.find(':', 12)));
+      }
+    }
+    const Texts quick = {"vFlashErase:8000,800", "vFlashErase:8c00,400", "vFlashWrite:8100", "vFlashWrite:8200",
+                         "vFlashWrite:8400",     "vFlashWrite:8fff",     "vFlashDone",       "p7"};
+    const Texts verified = {"m1000,1",
+                            "vFlashErase:8000,800",
+                            "vFlashErase:8c00,400",
+                            "vFlashWrite:8100",
+                            "vFlashDone",
+                            "m8100,2",
+                            "vFlashWrite:8200",
+                            "vFlashDone",
+                            "m8200,200",
+                            "vFlashWrite:8400",
+                            "vFlashDone",
+                            "m8400,100",
+                            "vFlashWrite:8fff",
+                            "vFlashDone",
+                            "m8fff,1",
+                            "p7"};
+    EXPECT_EQ(flash, flags == 0 ? quick : verified);
+  }
+  orders.answers = {{"vFlashErase:8c", "E05"}};
+  EXPECT_EQ(Run(orders, file, 0).message,
+            "write refused: segment 1, erasing 0x00008C00-0x00008FFF: the stub answered \"E05\"");
+  orders.answers = {{"vFlashDone", "E05"}};
+  EXPECT_EQ(Run(orders, file, 0).outcome, "start-refused");
+}
+
+TEST_F(GdbDownload, RefusesRangesOutsideTheStubsMemory) {
+  StubOrders orders;
+  orders.features += ";qXfer:memory-map:read+";
+  orders.objects["memory-map:"] = MEMORY_MAP;
+  const struct {
+    uint32_t address, size, flags;
+    const char* reason;  // empty: taken
+  } rows[] = {
+      {0x1F00, 0x100, PF_W, ""},
+      {0x1F00, 0x101, PF_R, "there is no memory at 0x00002000"},
+      {0x0FFF, 0x10, PF_R, "there is no memory at 0x00000FFF"},
+      {0x8F00, 0x200, PF_R, ""},
+      {0x8F00, 0x10, PF_W, "the segment is writable, the memory 0x00008000-0x00008FFF:rx is not"},
+      {0xFFFFFF00, 0x101, PF_R, "the range runs over the end of the address space"},
+  };
+  for (const auto& row : rows) {
+    const auto file = ElfFile()
+                          .segment(PT_LOAD, row.address, Bytes().raw({1}))
+                          .set(&ElfProgramHeader::p_memsz, row.size)
+                          .set(&ElfProgramHeader::p_flags, row.flags);
+    const Loaded loaded = Run(orders, file, 0);
+    EXPECT_EQ(loaded.message,
+              *row.reason == 0
+                  ? ""
+                  : fmt::format("refused by the range check: segment 0, {}: {}",
+                                elfload::DescribeRange(row.address, row.address + row.size - 1), row.reason));
+    EXPECT_EQ(loaded.outcome, *row.reason == 0 ? "done" : "refused");
+  }
+  orders.objects["memory-map:"] = "<memory type='ram' start='0'/>";
+  EXPECT_EQ(Run(orders, Program(4), 0).message,
+            "the stub's memory map cannot be used: a memory without start or length");
+}
+
+}  // namespace
