@@ -30,6 +30,8 @@ constexpr CommandRow commandRows[] = {
      "elfload section firmware.elf .debug_line -o line.bin"},
     {Command::stats, "stats", "Count what the units hold, and measure what reading them costs",
      "elfload stats firmware.elf"},
+    {Command::load, "load", "Load code and data into a target, verified",
+     "elfload load --target gdb:localhost:1234 firmware.elf"},
     {Command::version, "version", "Show the versions of program and loader", "elfload version"},
 };
 
@@ -84,6 +86,38 @@ void AddSharedOptions(CLI::App& line, Options& options) {
   line.add_flag("-v,--verbose", options.verbose, "say what decided, on standard error");
 }
 
+void AddLoad(CLI::App& line, Options& options) {
+  LoadOptions& load = options.load;
+  CLI::App* app = AddFileCommand(line, options, Command::load);
+  app->add_option("--target", load.target, "mem (the default), gdb:HOST:PORT, gdb:[IPV6]:PORT or gdb:unix:PATH")
+      ->type_name("TARGET");
+  app->add_option("--verify", load.verify,
+                  "read back: none, full, quick (4 bytes of each 512), or write nothing and compare: only, only-quick; "
+                  "full for gdb:, none for mem")
+      ->transform(Choice({{"none", 0}, {"full", 1}, {"quick", 2}, {"only", 3}, {"only-quick", 4}}))
+      ->type_name("HOW");
+  app->add_option("--region", load.regions, "memory that there is, as 0x8000-0xFFFF:rx; may be repeated")
+      ->type_name("RANGE")
+      ->allow_extra_args(false);
+  app->add_option("--addresses", load.physical, "where segments go: virtual or physical")
+      ->transform(Choice({{"virtual", 0}, {"physical", 1}}))
+      ->type_name("WHICH");
+  app->add_option("--out", load.outputFile, "write the memory to this file afterwards")->type_name("OUT");
+  app->add_option("--format", load.format, "of OUT: hex, srec or bin; by its extension otherwise")
+      ->transform(Choice({{"hex", 0}, {"srec", 1}, {"bin", 2}}))
+      ->type_name("FORMAT");
+  app->add_flag("--fill-gaps", load.fillGaps, "write a raw file above 64 MiB with its gaps");
+  app->add_option("--timeout", load.timeout, "seconds for every answer of a stub (5)")->type_name("SECONDS");
+  app->add_option("--leave", load.leaveRunning, "how a stub's target is left: halted (the default) or running")
+      ->transform(Choice({{"halted", 0}, {"running", 1}}))
+      ->type_name("STATE");
+  app->add_option("--progress", load.progress, "auto (a bar on a terminal), json or none")
+      ->transform(Choice({{"auto", 0}, {"json", 1}, {"none", 2}}))
+      ->type_name("HOW");
+  app->add_flag("-q,--quiet", load.quiet, "no progress, no way to cancel, no line at the end");
+  app->add_flag("--dry-run", load.dryRun, "make the range checks only");
+}
+
 void AddCommands(CLI::App& line, Options& options) {
   AddFileCommand(line, options, Command::info);
   AddFileCommand(line, options, Command::modules);
@@ -108,11 +142,13 @@ void AddCommands(CLI::App& line, Options& options) {
 
   AddFileCommand(line, options, Command::stats);
 
+  AddLoad(line, options);
   AddCommand(line, options, Command::version);
 }
 
 // What CLI11 cannot tell by itself. Empty when all is well.
 std::string CheckValues(Options& options) {
+  if (options.command == Command::load) return CheckLoadOptions(options.load);
   if (options.command != Command::find && options.command != Command::where) return "";
   for (const std::string& what : options.what) {
     const bool isAddress = options.command == Command::where || (what[0] >= '0' && what[0] <= '9');

@@ -15,6 +15,7 @@ ExitStatus RunFind(Session& session, const Options& options, Output& out);
 ExitStatus RunWhere(Session& session, const Options& options, Output& out);
 ExitStatus RunSection(Session& session, const Options& options, Output& out);
 ExitStatus RunStats(Session& session, const Options& options, Output& out);
+ExitStatus RunLoad(Session& session, const Options& options, Output& out);
 ExitStatus RunVersion(Session& session, const Options& options, Output& out);
 
 }  // namespace elfload

@@ -14,8 +14,8 @@ namespace {
 
 ExitStatus RunCommand(const Options& options, Output& out) {
   using Run = ExitStatus (*)(Session&, const Options&, Output&);
-  constexpr Run commands[] = {RunInfo,  RunModules, RunDump,  RunFind,
-                              RunWhere, RunSection, RunStats, RunVersion};  // by Command
+  constexpr Run commands[] = {RunInfo,    RunModules, RunDump, RunFind,   RunWhere,
+                              RunSection, RunStats,   RunLoad, RunVersion};  // by Command
   Session session(options, out);
   return commands[static_cast<size_t>(options.command)](session, options, out);
 }

@@ -5,11 +5,12 @@
 #include <string>
 #include <vector>
 
+#include "load_options.h"
 #include "tarnixcore/obj_file_loader.h"
 
 namespace elfload {
 
-enum class Command : uint8_t { info, modules, dump, find, where, section, stats, version };
+enum class Command : uint8_t { info, modules, dump, find, where, section, stats, load, version };
 enum class ColorChoice : uint8_t { automatic, always, never };
 
 // Exit status of the program.
@@ -33,6 +34,7 @@ struct Options {
   std::vector<uint32_t> addresses;   // where
   std::string section;               // section
   std::string outputFile;            // section; empty: standard output
+  LoadOptions load;
 };
 
 // An address as the user writes it: decimal, or hexadecimal behind "0x". False for all else and above 32 bits.

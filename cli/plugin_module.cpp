@@ -83,4 +83,10 @@ ELFLOAD_NO_TYPE_CHECK LoaderState ReadState(const ObjFileLoader& loader) {
   return state;
 }
 
+ELFLOAD_NO_TYPE_CHECK std::vector<ElfProgramHeader> ReadProgramHeaders(const ObjFileLoader& loader) {
+  const ElfImage* image = static_cast<const ElfLoader&>(loader).image;
+  if (image == nullptr || image->programHeaders == nullptr) return {};
+  return {image->programHeaders, image->programHeaders + image->e_phnum};
+}
+
 }  // namespace elfload

@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "elf/elf_image.h"
 #include "tarnixcore/obj_file_loader.h"
 
 namespace elfload {
@@ -25,5 +27,8 @@ struct LoaderState {
   const char* noteText = nullptr;
 };
 LoaderState ReadState(const ObjFileLoader& loader);
+
+// The program headers of the open file; none without a table or a file.
+std::vector<ElfProgramHeader> ReadProgramHeaders(const ObjFileLoader& loader);
 
 }  // namespace elfload
