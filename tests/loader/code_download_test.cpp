@@ -314,7 +314,7 @@ TEST_F(CodeDownload, LoadsNothingWithoutProgramHeaderTableOrFile) {
   EXPECT_EQ(Run(to, 0), 0);
   EXPECT_EQ(to.calls, Calls{});
   testing::internal::CaptureStdout();
-  EXPECT_EQ(CallsOf({}, ElfFile().entry(0x77).section(".text", PatternBytes(8)), 0, 0),
+  EXPECT_EQ(CallsOf({}, ElfFile().set(&ElfImage::e_phoff, 0).entry(0x77).section(".text", PatternBytes(8)), 0, 0),
             (Calls{"Control 1", "Dialog Loading Code 0", "Control 0", "Close"}));
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "No Program Header Table\nERROR: ReadProgHeaderTab\n");
 }

@@ -69,7 +69,7 @@ class Chunk {
   }
   void Store(uint32_t offset, uint64_t value, uint32_t count) {
     for (uint32_t i = 0; i < count; ++i) {
-      bytes_[offset + i] = i < 8 ? static_cast<uint8_t>(value >> 8 * i) : 0;
+      bytes_[offset + i] = i < 8 ? static_cast<uint8_t>(value >> 8 * i) : uint8_t{0};
     }
   }
   void CloseLengths() {
@@ -127,7 +127,12 @@ class ByteChain : public Chunk {
   Self& raw(const RawBytes& bytes) { return bytes_.insert(bytes_.end(), bytes.begin(), bytes.end()), self(); }
   Self& pad(uint32_t count, uint8_t byte = 0) { return raw(RawBytes(count, byte)); }
 
-  Self& label(const std::string& name) { return labels_[name] = size(), self(); }
+  Self& label(const std::string& name) {
+    if (!name.empty()) {
+      labels_[name] = size();
+    }
+    return self();
+  }
 
   // The label's offset in its section, plus `addend`; and the same less the start of this chunk.
   Self& ref(const std::string& name, uint32_t bytes = 4, uint32_t addend = 0) {

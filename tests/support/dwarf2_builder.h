@@ -14,6 +14,7 @@
 //   Dwarf2File(order, unit)  // an ElfFile with `.debug_info` and `.debug_abbrev`
 #pragma once
 
+#include <concepts>
 #include <map>
 #include <optional>
 #include <string>
@@ -24,6 +25,24 @@
 #include "dwarf2/dwarf2_constants.h"
 #include "support/bytes.h"
 #include "support/elf_file.h"
+
+// In bytes: the usual ones, and others that must work as well.
+constexpr uint8_t addressSizes[] = {2, 4};
+constexpr uint8_t oddAddressSizes[] = {1, 2, 3, 4};
+
+// Published codes that no reader looks at.
+enum UnreadCode : uint32_t {
+  DW_TAG_lexical_block = 0x0B,
+  DW_TAG_string_type = 0x12,
+  DW_TAG_inlined_subroutine = 0x1D,
+  DW_AT_sibling = 0x01,
+  DW_AT_abstract_origin = 0x31,
+  DW_AT_count = 0x37,
+  DW_AT_declaration = 0x3C,
+  DW_AT_external = 0x3F,
+  DW_OP_addr = 0x03,
+  DW_OP_fbreg = 0x91,
+};
 
 // Declarations of `.debug_abbrev`. Pairs and table are closed with zeros by the next call or by finish().
 class Abbrevs : public ByteChain<Abbrevs> {
@@ -50,7 +69,9 @@ class Abbrevs : public ByteChain<Abbrevs> {
 // block, or of any value as it stands in the file.
 using AttrValue = std::variant<int64_t, std::string, Bytes>;
 struct Attr {
-  Attr(uint32_t attribute_, uint32_t form_, int64_t number) : attribute(attribute_), form(form_), value(number) {}
+  template <std::integral Number>
+  Attr(uint32_t attribute_, uint32_t form_, Number number)
+      : attribute(attribute_), form(form_), value(static_cast<int64_t>(number)) {}
   Attr(uint32_t attribute_, uint32_t form_, const char* text) : attribute(attribute_), form(form_), value(text) {}
   Attr(uint32_t attribute_, uint32_t form_, std::string text) : attribute(attribute_), form(form_), value(text) {}
   Attr(uint32_t attribute_, uint32_t form_, Bytes bytes) : attribute(attribute_), form(form_), value(bytes) {}
@@ -59,6 +80,23 @@ struct Attr {
   AttrValue value;
 };
 using Attrs = std::vector<Attr>;
+
+// The usual ones in their usual forms.
+inline Attr Name(const std::string& name) {
+  return {DW_AT_name, DW_FORM_string, name};
+}
+inline Attr Type(const std::string& label) {
+  return {DW_AT_type, DW_FORM_ref4, label};
+}
+inline Attr Size(int64_t bytes) {
+  return {DW_AT_byte_size, DW_FORM_data1, bytes};
+}
+inline Attr Low(uint32_t address) {
+  return {DW_AT_low_pc, DW_FORM_addr, address};
+}
+inline Attr High(uint32_t address) {
+  return {DW_AT_high_pc, DW_FORM_addr, address};
+}
 
 struct UnitHeader {
   uint16_t version = 2;

@@ -113,7 +113,7 @@ class ElfFile {
     header.e_phnum = static_cast<uint16_t>(segments.size());
     header.e_shnum = static_cast<uint16_t>(sections.size());
     header.e_shstrndx = static_cast<uint16_t>(sections.size() - 1);
-    header.e_phoff = segments.empty() ? 0 : HEADER_SIZE;
+    header.e_phoff = HEADER_SIZE;
 
     Bytes contents;
     const uint32_t start = HEADER_SIZE + 32 * header.e_phnum;

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -93,14 +94,15 @@ class HostTest : public testing::Test {
   size_t liveHeaps_ = 0;
 };
 
-// The first record of that name on a list; null, and the test fails, when there is none.
+// The first record of that name on a list; the test ends when there is none.
 template <class Record>
 Record* Find(Record* list, const std::string& name) {
-  for (; list != nullptr && name != list->name;) {
-    list = list->next;
+  for (; list != nullptr; list = list->next) {
+    if (name == list->name) {
+      return list;
+    }
   }
-  EXPECT_NE(list, nullptr) << "no record " << name;
-  return list;
+  throw std::runtime_error("no record " + name);
 }
 
 // One text per record of a list, in list order.

@@ -1,0 +1,248 @@
+// Opening: which headers and tables are taken, what is printed for the others, and what the note records say.
+#include "elf/elf_image.h"
+
+#include <gtest/gtest.h>
+
+#include "elf/section_access.h"
+#include "support/elf_file.h"
+
+namespace {
+
+const char* const ILLEGAL_HEADER = "ERROR: not ELF or illegal ELF header values\n";
+const char* const CORRUPT = "ERROR: illegal ELF header values (file corrupt?)\n";
+const char* const NO_SECTIONS = "No Section Header Table\nERROR: ReadSectHeaderTab\n";
+
+// Header, one program header and 4 bytes of code: everything in front of the sections takes 88 bytes.
+ElfFile SmallFile(ByteOrder order, uint32_t padding = 0) {
+  ElfFile file(order);
+  file.machine(EM_68K).entry(0x1234).segment(PT_LOAD, 0x1000, Bytes().u32(0x11223344));
+  file.section(".data", Bytes().pad(padding + 200));
+  return file;
+}
+
+uint32_t FileSize(const ElfFile& file) {
+  return static_cast<uint32_t>(file.build().size());
+}
+
+struct Opening {
+  bool opened = false;
+  std::string printed;
+};
+
+Opening Open(const std::string& path) {
+  testing::internal::CaptureStdout();
+  const OpenedImage image(path);
+  return {image != nullptr, testing::internal::GetCapturedStdout()};
+}
+
+TEST(ElfOpen, ReadsHeaderAndTablesInEitherByteOrder) {
+  for (const ByteOrder order : bothOrders) {
+    const OpenedImage image = SmallFile(order).set(&ElfImage::e_flags, 0x80000001).open();
+    ASSERT_NE(image, nullptr);
+    EXPECT_EQ(image->littleEndian, order == ByteOrder::little ? 1u : 0u);
+    EXPECT_EQ(image->e_type, 2);
+    EXPECT_EQ(image->e_machine, EM_68K);
+    EXPECT_EQ(image->e_entry, 0x1234u);
+    EXPECT_EQ(image->e_flags, 0x80000001u);
+    EXPECT_EQ(image->e_ehsize, 52);
+    ASSERT_EQ(image->e_phnum, 1);
+    EXPECT_EQ(image->programHeaders[0].p_vaddr, 0x1000u);
+    EXPECT_EQ(image->programHeaders[0].p_flags, uint32_t{PF_R | PF_X});
+    EXPECT_EQ(image->programHeaders[0].p_align, 1u);
+    ASSERT_EQ(image->e_shnum, 3);
+    EXPECT_STREQ(image->sectionNames + image->sectionHeaders[1].sh_name, ".data");
+    EXPECT_EQ(image->sectionHeaders[1].sh_size, 200u);
+    EXPECT_EQ(image->sectionHeaders[1].sh_addralign, 1u);
+    EXPECT_EQ(image->noteValue, NOTE_VALUE_DEFAULT);
+    EXPECT_EQ(image->noteText, nullptr);
+    EXPECT_EQ(image->warnOutOfDate, 1u);
+    EXPECT_STREQ(image.fullPath, TempFolder::OfProcess().Path("test.elf").c_str());
+  }
+}
+
+// Refused files, and those taken although something is odd about them. The first test that fails speaks.
+TEST(ElfOpen, TestsHeaderThenSegmentsThenSections) {
+  using Change = void (*)(ElfFile&);
+  const struct {
+    const char* what;
+    Change change;
+    bool opens;
+    const char* printed;
+  } facts[] = {
+      {"as it should be", [](ElfFile&) {}, true, ""},
+      {"wrong magic", [](ElfFile& f) { f.ident(3, 'G'); }, false, ILLEGAL_HEADER},
+      {"class, version and type are not tested",
+       [](ElfFile& f) { f.ident(EI_CLASS, 2).ident(6, 9).set(&ElfImage::e_type, 77); }, true, ""},
+      {"entry sizes of 0", [](ElfFile& f) { f.set(&ElfImage::e_phentsize, 0).set(&ElfImage::e_shentsize, 0); }, true,
+       ""},
+      {"section entries of a 64-bit file", [](ElfFile& f) { f.set(&ElfImage::e_shentsize, 64); }, false,
+       ILLEGAL_HEADER},
+      {"segment entries of a 64-bit file", [](ElfFile& f) { f.set(&ElfImage::e_phentsize, 56); }, false,
+       ILLEGAL_HEADER},
+      {"segment table behind the file", [](ElfFile& f) { f.set(&ElfImage::e_phoff, FileSize(f) + 1); }, false,
+       ILLEGAL_HEADER},
+      {"section table behind the file", [](ElfFile& f) { f.set(&ElfImage::e_shoff, 0xFFFFFFF0); }, false,
+       ILLEGAL_HEADER},
+      {"header size at the file size",
+       [](ElfFile& f) { f.set(&ElfImage::e_ehsize, static_cast<uint16_t>(FileSize(f))); }, true, ""},
+      {"header size behind the file",
+       [](ElfFile& f) { f.set(&ElfImage::e_ehsize, static_cast<uint16_t>(FileSize(f) + 1)); }, false, ILLEGAL_HEADER},
+      {"no segment table", [](ElfFile& f) { f.set(&ElfImage::e_phoff, 0); }, true,
+       "No Program Header Table\nERROR: ReadProgHeaderTab\n"},
+      {"segment up to the end of the file",
+       [](ElfFile& f) { f.set(&ElfProgramHeader::p_filesz, FileSize(f) - 84).set(&ElfProgramHeader::p_offset, 84); },
+       true, ""},
+      {"segment one byte longer",
+       [](ElfFile& f) { f.set(&ElfProgramHeader::p_filesz, FileSize(f) - 83).set(&ElfProgramHeader::p_offset, 84); },
+       false, CORRUPT},
+      {"offset and size whose sum wraps",
+       [](ElfFile& f) { f.set(&ElfProgramHeader::p_filesz, 0x20).set(&ElfProgramHeader::p_offset, 0xFFFFFFF0); }, false,
+       CORRUPT},
+      {"empty segment far away",
+       [](ElfFile& f) { f.set(&ElfProgramHeader::p_filesz, 0).set(&ElfProgramHeader::p_offset, 0xFFFFFFF0); }, true,
+       ""},
+      {"no section table", [](ElfFile& f) { f.set(&ElfImage::e_shoff, 0); }, false, NO_SECTIONS},
+      {"segments are tested before sections",
+       [](ElfFile& f) { f.set(&ElfImage::e_shoff, 0).set(&ElfProgramHeader::p_filesz, 0x10000); }, false, CORRUPT},
+      // A section table that begins at the end of the file reads as 0xFF, name table included.
+      {"section table at the end of the file", [](ElfFile& f) { f.set(&ElfImage::e_shoff, FileSize(f)); }, false,
+       nullptr},
+      {"name table index behind the table", [](ElfFile& f) { f.set(&ElfImage::e_shstrndx, 999); }, false, nullptr},
+  };
+  for (const auto& fact : facts) {
+    for (const ByteOrder order : bothOrders) {
+      ElfFile file = SmallFile(order);
+      fact.change(file);
+      const Opening opening = Open(file.write());
+      EXPECT_EQ(opening.opened, fact.opens) << fact.what;
+      if (fact.printed != nullptr) {
+        EXPECT_EQ(opening.printed, fact.printed) << fact.what;
+      }
+    }
+  }
+}
+
+TEST(ElfOpen, TableSizesMustBeBelowTheFileSize) {
+  for (const uint32_t entrySize : {32u, 40u}) {
+    ElfFile file = SmallFile(ByteOrder::big);
+    const uint32_t padding = entrySize - FileSize(file) % entrySize;
+    file = SmallFile(ByteOrder::big, padding);
+    const auto count = static_cast<uint16_t>(FileSize(file) / entrySize);
+    const auto counts = entrySize == 32 ? &ElfImage::e_phnum : &ElfImage::e_shnum;
+    EXPECT_EQ(Open(file.set(counts, count).write()).printed, ILLEGAL_HEADER) << entrySize;
+    // One byte more passes this test. Segments read from behind the file then fail the next, sections do not.
+    file = SmallFile(ByteOrder::big, padding + 1).set(counts, count);
+    EXPECT_EQ(Open(file.write()).printed, entrySize == 32 ? CORRUPT : "") << entrySize;
+  }
+}
+
+TEST(ElfOpen, ByteOrderIsBigUnlessSaidLittle) {
+  for (const int data : {0, 2, 3, 0xFF}) {
+    const OpenedImage image = SmallFile(ByteOrder::big).ident(EI_DATA, static_cast<uint8_t>(data)).open();
+    ASSERT_NE(image, nullptr);
+    EXPECT_EQ(image->littleEndian, 0u);
+  }
+}
+
+TEST(ElfOpen, WhatIsNoElfFile) {
+  const TempFolder& folder = TempFolder::OfProcess();
+  const RawBytes whole = SmallFile(ByteOrder::big).build();
+  EXPECT_EQ(Open(folder.Path("missing.elf")).printed, "");
+  EXPECT_FALSE(Open(folder.Path("missing.elf")).opened);
+  EXPECT_FALSE(Open(folder.Path("")).opened);
+  EXPECT_EQ(Open(folder.Write("empty.elf", {})).printed, ILLEGAL_HEADER);
+  EXPECT_EQ(Open(folder.Write("text.elf", RawBytes(300, 'x'))).printed, ILLEGAL_HEADER);
+  // Up to the size of the name table, in the last section header.
+  for (size_t length = 0; length < whole.size() - 16; ++length) {
+    const RawBytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length));
+    const Opening opening = Open(folder.Write("cut.elf", cut));
+    EXPECT_FALSE(opening.opened) << length;
+    EXPECT_NE(opening.printed, "") << length;
+  }
+}
+
+TEST(ElfOpen, NameTableCutShort) {
+  ElfFile file = SmallFile(ByteOrder::little);
+  file.section("names", Bytes().text("x")).set(&ElfSectionHeader::sh_size, 5000).set(&ElfImage::e_shstrndx, 2);
+  EXPECT_EQ(Open(file.write()).printed, "Size error\nERROR: ReadSectHeaderTab\n");
+  file.set(&ElfSectionHeader::sh_size, 0xFFFFFFFF);
+  EXPECT_EQ(Open(file.write()).printed, "Size error\nERROR: ReadSectHeaderTab\n");
+}
+
+TEST(ElfOpen, SearchesThePathOfAbsoluteFiles) {
+  const TempFolder& folder = TempFolder::OfProcess();
+  folder.Write("found/firmware.elf", SmallFile(ByteOrder::big).build());
+  FE_SetPathList(FE_ABSOLUTE_FILES, folder.Path("found").c_str());
+  const OpenedImage image("firmware.elf");
+  FE_SetPathList(FE_ABSOLUTE_FILES, nullptr);
+  ASSERT_NE(image, nullptr);
+  EXPECT_EQ(image.fullPath, folder.Path("found/firmware.elf"));
+}
+
+const Bytes VALUE_48 = Bytes().u32(48);
+
+TEST(NoteRecords, GiveValueAndText) {
+  const std::string longName(120, 'x');
+  const struct {
+    const char* what;
+    ElfFile (*file)(ElfFile);
+    uint32_t value;
+    const char* text;
+  } facts[] = {
+      {"value", [](ElfFile f) { return f.note(10, VALUE_48); }, 48, nullptr},
+      {"text, whose last byte is overwritten",
+       [](ElfFile f) {
+         return f.note(11, Bytes().raw({'a', 'b', 'c'}));
+       },
+       16, "ab"},
+      {"empty text", [](ElfFile f) { return f.note(11, Bytes()).note(10, VALUE_48); }, 48, nullptr},
+      {"text and value, other types between",
+       [](ElfFile f) { return f.note(11, Bytes().text("one")).note(99, Bytes().u16(5)).note(10, VALUE_48); }, 48,
+       "one"},
+      {"second text replaces the first",
+       [](ElfFile f) { return f.note(11, Bytes().text("one")).note(11, Bytes().text("two")); }, 16, "two"},
+      {"second value replaces the first", [](ElfFile f) { return f.note(10, Bytes().u32(1)).note(10, VALUE_48); }, 48,
+       nullptr},
+      {"value of 8 bytes ends the walk",
+       [](ElfFile f) { return f.note(10, Bytes().u64(48)).note(11, Bytes().text("unread")); }, 16, nullptr},
+      {"value, then a failing record: the walk has to succeed",
+       [](ElfFile f) { return f.note(10, VALUE_48).note(10, Bytes().u16(1)); }, 16, nullptr},
+      {"first note section only", [](ElfFile f) { return f.note(10, VALUE_48).section("x").note(10, Bytes().u32(7)); },
+       48, nullptr},
+      {"empty note section", [](ElfFile f) { return f.section(".n").set(&ElfSectionHeader::sh_type, SHT_NOTE); }, 16,
+       nullptr},
+  };
+  for (const auto& fact : facts) {
+    for (const ByteOrder order : bothOrders) {
+      const OpenedImage image = fact.file(SmallFile(order)).open();
+      ASSERT_NE(image, nullptr) << fact.what;
+      EXPECT_EQ(image->noteValue, fact.value) << fact.what;
+      EXPECT_STREQ(image->noteText, fact.text) << fact.what;
+    }
+  }
+}
+
+// Foreign names, sizes that do not add up, records that the file cannot back: the walk ends, nothing else happens.
+TEST(NoteRecords, WalkStopsAtTheSectionsEnd) {
+  const Bytes records[] = {
+      Bytes().u32(4).u32(16).u32(1).text("GNU").pad(16),
+      Bytes().u32(120).u32(4).u32(10).pad(120, 'x').u32(48),
+      Bytes().u32(0xFFFFFFFF).u32(0xFFFFFFFF).u32(99),
+      Bytes().u32(10).u32(0x7FFFFFFF).u32(11).text("TARNIX AG"),
+      Bytes().u32(10).u32(0xFFFFFFF0).u32(99).text("TARNIX AG").pad(40),
+      Bytes().u32(10).u32(2).u32(99).text("TARNIX AG").pad(5),
+      Bytes().pad(11),
+  };
+  for (const ByteOrder order : bothOrders) {
+    for (const Bytes& record : records) {
+      ElfFile file = SmallFile(order).section(".note", record).set(&ElfSectionHeader::sh_type, SHT_NOTE);
+      const OpenedImage image = file.open();
+      ASSERT_NE(image, nullptr);
+      EXPECT_TRUE(image->noteValue == 16 || image->noteValue == 48);
+      const OpenedImage oversized = file.set(&ElfSectionHeader::sh_size, 0xFFFFFFF0).open();
+      EXPECT_NE(oversized, nullptr);
+    }
+  }
+}
+
+}  // namespace
