@@ -1,5 +1,7 @@
 #include "load_options.h"
 
+#include <fmt/format.h>
+
 #include "loader/code_download.h"
 
 namespace elfload {
@@ -14,12 +16,14 @@ std::string CheckTarget(LoadOptions& options) {
     std::string error;
     GdbEndpoint endpoint;
     if (!ParseGdbEndpoint(std::string_view(options.target).substr(stubPrefix.size()), endpoint, error)) {
-      return "--target " + options.target + ": " + error;
+      return fmt::format("--target {}: {}", options.target, error);
     }
     options.stub = endpoint;
     return "";
   }
-  return options.target == "mem" ? "" : "--target is mem, gdb:HOST:PORT or gdb:unix:PATH, not '" + options.target + "'";
+  return options.target == "mem"
+             ? ""
+             : fmt::format("--target is mem, gdb:HOST:PORT or gdb:unix:PATH, not '{}'", options.target);
 }
 
 std::string CheckRegions(LoadOptions& options) {
@@ -27,7 +31,7 @@ std::string CheckRegions(LoadOptions& options) {
     MemoryRegion region;
     std::string error;
     if (!ParseRegion(text, region, error) || !options.regionMap.Add(region, error)) {
-      return "--region " + text + ": " + error;
+      return fmt::format("--region {}: {}", text, error);
     }
   }
   return "";
@@ -46,7 +50,9 @@ std::string CheckOutput(LoadOptions& options) {
   if (!options.format) {
     options.format = MemoryFormatOf(options.outputFile);
   }
-  return options.format ? "" : "the format does not follow from the name '" + options.outputFile + "': give --format";
+  return options.format
+             ? ""
+             : fmt::format("the format does not follow from the name '{}': give --format", options.outputFile);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 
 namespace elfload {
 
@@ -36,7 +37,7 @@ std::string DrawProgressBar(const ProgressState& state) {
   const double rate = Rate(state);
   std::string left;
   if (rate > 0 && state.done < state.total) {
-    const auto seconds = static_cast<uint64_t>(static_cast<double>(state.total - state.done) / rate + 0.5);
+    const auto seconds = std::llround(static_cast<double>(state.total - state.done) / rate);
     left = fmt::format("  {}:{:02} left", seconds / 60, seconds % 60);
   }
   return fmt::format("[{:<{}}] {:3.0f}%  {} of {}  {}/s{}", std::string(filled, '#'), BAR_WIDTH, part * 100,

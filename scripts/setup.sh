@@ -15,6 +15,8 @@ packages=(
   libgtest-dev
   ninja-build
   python3
+  qemu-system-misc # m68k
+  qemu-system-ppc
   rapidjson-dev
 )
 case "${1:-test}" in

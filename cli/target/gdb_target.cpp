@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstring>
 #include <utility>
 
 namespace elfload {
@@ -160,7 +159,7 @@ int GdbTarget::ReadBlock(Address address, void* buffer, uint32_t count, int /*ac
     if (!ReadPiece(address.offset + done, count - done, data)) {
       return 0;
     }
-    memcpy(out + done, data.data(), data.size());
+    std::copy(data.begin(), data.end(), out + done);
     done += static_cast<uint32_t>(data.size());
   }
   return 1;
@@ -248,7 +247,7 @@ bool GdbTarget::SetCounterAmongAll(uint32_t address) {
   if (answer.empty() || IsGdbError(answer) || !counter_.hasOffset) {
     return Refuse(what, answer);
   }
-  if (answer.find_first_not_of("0123456789abcdefABCDEFx") != answer.npos) {
+  if (answer.find_first_not_of("0123456789abcdefABCDEFx") != std::string::npos) {
     client_.FailAnswer(answer);
     return Lose(what);
   }

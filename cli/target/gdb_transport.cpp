@@ -103,7 +103,7 @@ GdbTransport::Status WaitFor(Socket handle, short events, GdbClock::time_point d
     PollEntry entry{};
     entry.fd = handle;
     entry.events = events;
-    const int count = Poll(&entry, static_cast<int>(std::clamp<decltype(left)>(left, 0, 3600 * 1000)));
+    const int count = Poll(&entry, static_cast<int>(std::clamp<int64_t>(left, 0, 3600000)));
     if (count > 0) {
       return GdbTransport::Status::ok;
     }
