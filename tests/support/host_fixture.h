@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "dwarf2/reader_state.h"
 #include "loader/debug_records.h"
 #include "loader/elf_loader.h"
 #include "support/elf_file.h"
@@ -37,6 +38,8 @@ class HostTest : public testing::Test {
  protected:
   void SetUp() override {
     liveHeaps_ = HEAP_LiveCount();
+    // It survives from one file to the next. Every test begins as behind a standard line program.
+    dwarf2State.opcodeBase = FIRST_STANDARD_OPCODE_BASE;
     HostHandlers handlers;
     handlers.context = this;
     handlers.message = [](void* test, const char* text) { static_cast<HostTest*>(test)->messages_.emplace_back(text); };
