@@ -3,6 +3,7 @@
 
 #include "support/describe.h"
 #include "support/dwarf2_builder.h"
+#include "support/environment.h"
 #include "support/host_fixture.h"
 
 namespace {
@@ -12,15 +13,15 @@ const LineHeader LENGTH_1 = {};
 const LineHeader BASE_13 = {.opcodeBase = 13, .standardOpcodeLengths = {0, 1, 1, 1, 1, 0, 0, 0, 1, 0, 2, 1}};
 const LineHeader REDUCED = {
     .minimumInstructionLength = 2, .opcodeBase = 9, .standardOpcodeLengths = {9, 9, 9, 9, 9, 9, 9, 9, 9}};
+const LineHeader BASE_0 = {.opcodeBase = 0, .standardOpcodeLengths = {}};
 const Texts NO_ROWS = {" ffffffff:4294967295:4294967295"};
 
 class LinePrograms : public HostTest {
  protected:
   // The one unit has no procedures, so that each address range shows as a line-info procedure.
-  DescModule* Run(ByteOrder order, const LineProgram& program, uint8_t addressSize = 4) {
-    const Unit unit = Unit({.addressSize = addressSize})
-                          .parent(DW_TAG_compile_unit, {{DW_AT_stmt_list, DW_FORM_data4, "program"}})
-                          .end();
+  DescModule* Run(ByteOrder order, const LineProgram& program, uint8_t addressSize = 4, Attrs attrs = {}) {
+    attrs.emplace_back(DW_AT_stmt_list, DW_FORM_data4, "program");
+    const Unit unit = Unit({.addressSize = addressSize}).parent(DW_TAG_compile_unit, attrs).end();
     return LoadAndExtend(Dwarf2File(order, unit).section(".debug_line", Bytes().pad(3, 0xEE), program));
   }
 };
@@ -97,6 +98,8 @@ TEST_F(LinePrograms, GiveRowsFilesAndRanges) {
       {"reduced variant: no rows while is_stmt is clear",
        Program(REDUCED).op(DW_LNS_negate_stmt).advanceLine(4).copy().op(9).op(DW_LNS_negate_stmt).endSequence(),
        {"a.c 1000:2"}, {"a.c"}, {"1000-1001"}},
+      // opcode_base 0: every opcode but 0 is special. A = 1 - 0
+      {"no standard opcodes", Program(BASE_0).op(1).endSequence(), {"a.c 1000:4294967295"}, {"a.c"}, {"1000-1001"}},
       // clang-format on
   };
   for (const auto& fact : facts) {
@@ -109,6 +112,27 @@ TEST_F(LinePrograms, GiveRowsFilesAndRanges) {
       EXPECT_EQ(Listed(module->procs, [](const DescProc& p) { return Hex(p.lowPc) + "-" + Hex(p.highPc); }),
                 fact.ranges)
           << fact.what;
+    }
+  }
+}
+
+// The published rules, which a host can ask for: no row and no line step for const_add_pc, an unscaled operand of
+// fixed_advance_pc, and address 0 where the unit has code there.
+TEST_F(LinePrograms, ActAsPublishedOnRequest) {
+  const EnvironmentValue published("LINEPROGRAM", "DWARF2");
+  const struct {
+    LineProgram program;
+    Attrs unit;
+    Texts blocks;
+  } facts[] = {
+      {Program(STANDARD).op(DW_LNS_const_add_pc).copy().fixedAdvancePc(3).copy(), {}, {"a.c 1028:1 102b:1"}},
+      {Program(STANDARD).setAddress(0).copy().advancePc(1).copy(), {Low(0), High(0x10)}, {"a.c 0:1 2:1"}},
+      {Program(STANDARD).setAddress(0).copy(), {Low(2), High(0x10)}, NO_ROWS},
+      {Program(STANDARD).setAddress(0).copy(), {}, NO_ROWS},
+  };
+  for (const auto& fact : facts) {
+    for (const ByteOrder order : bothOrders) {
+      EXPECT_EQ(Described(Run(order, fact.program, 4, fact.unit)->lineBlocks), fact.blocks);
     }
   }
 }

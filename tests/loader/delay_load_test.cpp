@@ -3,6 +3,7 @@
 
 #include "support/dwarf2_builder.h"
 #include "support/host_fixture.h"
+#include "support/random.h"
 
 namespace {
 
@@ -89,6 +90,65 @@ TEST_F(DelayLoad, LineRangesGetProceduresWhereNoneCovers) {
     DescModule* module = LoadAndExtend(Dwarf2File(ByteOrder::big, unit).section(".debug_line", lines.endSequence()));
     ASSERT_NE(module, nullptr);
     EXPECT_EQ(LineInfo(*this, module, fact.procs.size()), fact.added) << fact.what;
+  }
+}
+
+// The rule as a walk over all procedures, against whatever stands in its place.
+void Cover(std::vector<Range>& procs, uint32_t low, uint32_t high) {
+  if (low >= high) {
+    return;
+  }
+  for (size_t i = 0; i < procs.size(); ++i) {
+    const Range proc = procs[i];
+    if (proc.low >= proc.high) {
+      continue;
+    }
+    if (proc.low <= low) {
+      if (high <= proc.high) {
+        return;
+      }
+      low = low < proc.high ? proc.high : low;
+    }
+    if (proc.low <= high && high < proc.high) {
+      high = proc.low;
+    }
+    if (low < proc.low && proc.high < high) {
+      Cover(procs, low, proc.low);
+      low = proc.high;
+    }
+  }
+  if (low < high) {
+    procs.push_back({low, high});
+  }
+}
+
+TEST_F(DelayLoad, LineRangesAreCoveredAsAWalkWouldCoverThem) {
+  Random random(3);
+  for (int round = 0; round < 60; ++round) {
+    std::vector<Range> procs;
+    Unit unit = Unit().parent(DW_TAG_compile_unit, {UNIT_NAME});
+    for (uint32_t count = random.below(30); count > 0; --count) {
+      const uint32_t low = 1 + random.below(400);
+      procs.push_back({low, low + random.below(40)});
+      unit.child(DW_TAG_subprogram, {Name("p"), Low(low), High(procs.back().high)});
+    }
+    LineProgram lines = LineProgram().file("a.c");
+    for (uint32_t count = random.below(10); count > 0; --count) {
+      const uint32_t low = 1 + random.below(400);
+      const uint32_t size = random.below(100);
+      lines.setAddress(low).copy().advancePc(size).copy().endSequence();
+      Cover(procs, low, low + size + 1);
+    }
+    const DescModule* module = LoadAndExtend(Dwarf2File(ByteOrder::little, unit.end()).section(".debug_line", lines));
+    Texts expected;
+    for (const Range& range : procs) {
+      expected.push_back(std::to_string(range.low) + "-" + std::to_string(range.high));
+    }
+    ASSERT_EQ(
+        Listed(module->procs,
+               [](const DescProc& proc) { return std::to_string(proc.lowPc) + "-" + std::to_string(proc.highPc); }),
+        expected)
+        << round;
   }
 }
 

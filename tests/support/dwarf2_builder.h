@@ -288,3 +288,27 @@ class ARanges : public ByteChain<ARanges> {
  private:
   uint8_t addressSize_;
 };
+
+// Records of `.debug_frame`. A CIE is named by its label; a label that no CIE has may stand anywhere.
+class Frames : public ByteChain<Frames> {
+ public:
+  explicit Frames(uint8_t addressSize = 4) : addressSize_(addressSize) {}
+  Frames& cie(const std::string& name, uint32_t codeAlignment, int32_t dataAlignment, uint8_t returnRegister,
+              const RawBytes& instructions, const std::string& augmentation = "") {
+    return label(name).append(Bytes()
+                                  .length()
+                                  .u32(0xFFFFFFFF)
+                                  .u8(1)
+                                  .text(augmentation)
+                                  .uleb(codeAlignment)
+                                  .sleb(dataAlignment)
+                                  .u8(returnRegister)
+                                  .raw(instructions));
+  }
+  Frames& fde(const std::string& cie, uint32_t low, uint32_t range, const RawBytes& instructions = {}) {
+    return append(Bytes().length().ref(cie).number(low, addressSize_).number(range, addressSize_).raw(instructions));
+  }
+
+ private:
+  uint8_t addressSize_;
+};

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -56,9 +57,9 @@ class HostTest : public testing::Test {
     handlersBefore_ = HOST_SetHandlers(handlers);
   }
   void TearDown() override {
-    loader.Close();
-    table.Reset(nullptr);
     HEAP_FailFrom(0);
+    owner_.reset();
+    table.Reset(nullptr);
     HOST_SetHandlers(handlersBefore_);
     EXPECT_EQ(messages_, Texts{}) << "messages that the test did not expect";
     EXPECT_EQ(HEAP_LiveCount(), liveHeaps_) << "heaps that stay behind";
@@ -83,8 +84,12 @@ class HostTest : public testing::Test {
     return table.Modules();
   }
 
+ private:
+  std::unique_ptr<ElfLoader> owner_ = std::make_unique<ElfLoader>("ElfLoader");
+
+ protected:
   RecordTable table;
-  ElfLoader loader{"ElfLoader"};
+  ElfLoader& loader = *owner_;
   int opened = 0;
   int built = 0;
   int extended = 0;
