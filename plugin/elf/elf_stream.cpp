@@ -105,7 +105,7 @@ ElfStream::~ElfStream() {
 }
 
 void ElfStream::SeekOutside(uint64_t position) {
-  window_ = next_ = end_ = nullptr;
+  window_ = next_ = end_ = noBytes_;
   windowOffset_ = position;
   if (position >= static_cast<uint64_t>(size_)) {
     return;

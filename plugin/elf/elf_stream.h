@@ -80,10 +80,12 @@ class ElfStream {
   const Block* LoadedBlock(uint64_t number);
   Block* BlockToFill();
 
-  // The window: the loaded part of the current block, or nothing at a position that no block backs.
-  const uint8_t* window_ = nullptr;
-  const uint8_t* next_ = nullptr;
-  const uint8_t* end_ = nullptr;
+  // The window: the loaded part of the current block, or no bytes at a position that no block backs. It is never null,
+  // so that those who look before they take may hand it to memchr and memcpy.
+  static constexpr uint8_t noBytes_[1] = {};
+  const uint8_t* window_ = noBytes_;
+  const uint8_t* next_ = noBytes_;
+  const uint8_t* end_ = noBytes_;
   uint64_t windowOffset_ = 0;
 
   int64_t size_ = -1;
