@@ -12,15 +12,14 @@ namespace {
 
 char ellipsisName[] = "...";
 
-// A 2-byte length, then the expression, which is kept as it stands with zeros behind it.
+// A 2-byte length, then the expression, which is kept behind its record, as it stands with zeros behind it.
 uint32_t ReadLocation(mem_desc* heap, AddressRange range, DescLocation** slot) {
   const uint32_t length = ReadU16();
-  auto* location = NewRecord<DescLocation>(heap);
-  location->lowPc = range.low;
-  location->highPc = range.high;
-  location->expression = static_cast<uint8_t*>(GetMemory(heap, length + EXPRESSION_PADDING));
-  ReadBytes(location->expression, length);
-  std::memset(location->expression + length, 0, EXPRESSION_PADDING);
+  void* memory = GetMemory(heap, sizeof(DescLocation) + length + EXPRESSION_PADDING);
+  uint8_t* expression = static_cast<uint8_t*>(memory) + sizeof(DescLocation);
+  ReadBytes(expression, length);
+  std::memset(expression + length, 0, EXPRESSION_PADDING);
+  auto* location = new (memory) DescLocation{nullptr, range.low, range.high, expression};
   *slot = location;
   return length + 2;
 }

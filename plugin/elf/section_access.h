@@ -35,8 +35,16 @@ inline int ELF_ReadByte(ElfImage* image, uint8_t* value) {
 
 inline int ELF_Read16(ElfImage* image, uint32_t* value) {
   ElfStream* file = image->file;
-  const uint32_t first = file->Byte();
-  const uint32_t second = file->Byte();
+  uint32_t first = 0;
+  uint32_t second = 0;
+  if (file->BytesInBlock() >= 2) {
+    first = file->Peek()[0];
+    second = file->Peek()[1];
+    file->Take(2);
+  } else {
+    first = file->Byte();
+    second = file->Byte();
+  }
   *value = image->littleEndian != 0 ? first | second << 8 : first << 8 | second;
   return 1;
 }
