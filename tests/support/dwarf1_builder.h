@@ -129,13 +129,13 @@ class Dwarf1Entries : public ByteChain<Dwarf1Entries> {
     open_.push_back(NewLabel());
     return Start(tag, attrs, open_.back());
   }
-  // Closes the children of the last parent.
-  Dwarf1Entries& end() {
-    nullEntry().label(open_.back());
+  // Closes the children of the last parent with a null entry of that length.
+  Dwarf1Entries& end(uint32_t length = 4) {
+    nullEntry(length).label(open_.back());
     open_.pop_back();
     return *this;
   }
-  Dwarf1Entries& nullEntry() { return u32(4); }
+  Dwarf1Entries& nullEntry(uint32_t length = 4) { return u32(length).pad(length - 4); }
 
   Chunk finish() const {
     Dwarf1Entries closed = *this;
