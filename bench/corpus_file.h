@@ -3,6 +3,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -46,6 +47,7 @@ void RegisterNameLookups(const std::string& path);
 void RegisterAddressLookups(const std::string& path);
 void RegisterForms(const std::string& path);
 void RegisterLineProgram(const std::string& path);
+void RegisterLoadCode(const std::string& path);
 
 // "STAGE/FILE", without the folder.
 inline std::string BenchmarkName(const char* stage, const std::string& path) {

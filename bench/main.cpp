@@ -39,6 +39,7 @@ int main(int argc, char** argv) {
     RegisterAddressLookups(file);
     RegisterForms(file);
     RegisterLineProgram(file);
+    RegisterLoadCode(file);
   }
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();

@@ -11,6 +11,10 @@ namespace elfload {
 
 namespace {
 
+std::string Duration(double seconds) {
+  return seconds < 1 ? fmt::format("{:.1f} ms", seconds * 1000) : fmt::format("{:.2f} s", seconds);
+}
+
 std::string InSegment(const std::optional<uint32_t>& segment) {
   return segment ? fmt::format("segment {}, ", *segment) : "";
 }
@@ -141,9 +145,9 @@ void WriteLoadText(const LoadReport& report, const Options& options, Output& out
     out.Print("{}: {} segments with {} bytes fit {}\n", file, report.segments.size(), report.totalBytes, target);
     return;
   }
-  out.Print("{}: {} bytes in {} blocks {} {}, {} bytes verified, start address 0x{:08X}, {:.2f} s\n", file,
-            report.bytes, report.blocks, options.load.Writes() ? "loaded into" : "compared with", target,
-            report.verifiedBytes, report.startAddress.value_or(0), report.seconds);
+  out.Print("{}: {} bytes in {} blocks {} {}, {} bytes verified, start address 0x{:08X}, {}\n", file, report.bytes,
+            report.blocks, options.load.Writes() ? "loaded into" : "compared with", target, report.verifiedBytes,
+            report.startAddress.value_or(0), Duration(report.seconds));
 }
 
 void WriteLoadJson(const LoadReport& report, const Options& options, const Session& session, Output& out) {
