@@ -25,7 +25,7 @@ constexpr OperationRow dwarf1Operations[] = {
     {"OP_REG", 1, 1, {Operand::u4}},
     {"OP_BASEREG", 2, 2, {Operand::u4}},
     {"OP_ADDR", 3, 3, {Operand::address}},
-    {"OP_CONST", 4, 4, {Operand::u4}},
+    {"OP_CONST", 4, 4, {Operand::s4}},
     {"OP_DEREF2", 5, 5},
     {"OP_DEREF4", 6, 6},
     {"OP_ADD", 7, 7},

@@ -17,3 +17,4 @@ for sample in samples/*/*.elf; do
   show modules "$sample"
 done
 show dump --module main.c samples/blinky/blinky.elf
+show dump --module queue.cc samples/pump/pump.elf

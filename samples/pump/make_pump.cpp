@@ -11,9 +11,9 @@ namespace {
 
 constexpr uint32_t CODE = 0x1000;  // address of the code; the data follows at DATA
 constexpr uint32_t DATA = 0x20000;
-constexpr uint8_t FRAME = 14;  // a6
+constexpr uint8_t FRAME = 14;     // a6
 constexpr uint32_t UNIT_END = 6;  // bytes of the null entry that ends a unit
-constexpr uint32_t ROW = 6;    // bytes of code for a line
+constexpr uint32_t ROW = 6;       // bytes of code for a line
 
 // What the units have left in the other sections.
 struct Program {

@@ -52,7 +52,7 @@ const ExpressionFact expressionFacts[] = {
     {"cut short: a LEB128", dwarf2, {0x23, 0x80}, 3, "DW_OP_plus_uconst 0"},
     {"cut short: both operands", dwarf2, {0x92}, 3, "DW_OP_bregx 0 0"},
     {"DWARF 1", dwarf1, {0x02, 0, 0, 0, 1, 0x04, 0xFF, 0xFF, 0xFF, 0xF8, 0x07, 0x05, 0x06}, 13,
-     "OP_BASEREG 1; OP_CONST 4294967288; OP_ADD; OP_DEREF2; OP_DEREF4"},
+     "OP_BASEREG 1; OP_CONST -8; OP_ADD; OP_DEREF2; OP_DEREF4"},
     {"DWARF 1 has no operation 8", dwarf1, {0x01, 0, 0, 0, 3, 0x08}, 5, "OP_REG 3; (0x08...)"},
     {"DWARF 1 address", dwarf1, {0x03, 0, 0, 0x12}, 5, "OP_ADDR 0x00001200"},
     // clang-format on

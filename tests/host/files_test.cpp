@@ -15,7 +15,7 @@ TEST(FileNames, SplitInThree) {
     std::string path, directory, name, extension;
   };
   const Fact facts[] = {
-      {"/work/src/main.c", "/work/src", "main", ".c"},
+      {"/project/src/main.c", "/project/src", "main", ".c"},
       {"C:\\src\\main.tar.gz", "C:\\src", "main.tar", ".gz"},
       {"a\\b/c.h", "a\\b", "c", ".h"},
       {"a/b\\c.h", "a/b", "c", ".h"},
