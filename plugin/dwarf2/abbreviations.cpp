@@ -22,12 +22,13 @@ namespace {
 
 template <typename Record>
 Record* NewArray(mem_desc* heap, uint32_t count) {
-  auto* records = static_cast<Record*>(HEAP_Get(heap, count * sizeof(Record)));
+  constexpr size_t RECORD_SIZE = sizeof(Record);  // NOLINT(bugprone-sizeof-expression): arrays of pointers are meant
+  auto* records = static_cast<Record*>(HEAP_Get(heap, count * RECORD_SIZE));
   if (records == nullptr) {
     Fail("no memory for abbreviations");
     return nullptr;
   }
-  std::memset(static_cast<void*>(records), 0, count * sizeof(Record));
+  std::memset(static_cast<void*>(records), 0, count * RECORD_SIZE);
   return records;
 }
 

@@ -273,7 +273,7 @@ struct Dwarf2Fde {
 
 // Where pointers have 4 bytes every field is one word, so a field's offset is its number times four.
 #define ELFLOADER_WORD(record, field, number) \
-  static_assert(sizeof(void*) != 4 || offsetof(record, field) == 4 * (number), #record "." #field)
+  static_assert(sizeof(void*) != 4 || offsetof(record, field) == size_t{4} * (number), #record "." #field)
 #define ELFLOADER_BEHIND(record, earlier, later) \
   static_assert(offsetof(record, earlier) < offsetof(record, later), #record "." #later)
 #include "loader/debug_records_layout.h"

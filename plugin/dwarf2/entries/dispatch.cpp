@@ -30,7 +30,7 @@ constexpr TypeTagRow typeTagRows[] = {
 struct TagRows {
   uint8_t rows[DW_TAG_volatile_type + 1] = {};
   constexpr TagRows() {
-    for (uint8_t i = 0; i < std::size(typeTagRows); ++i) {
+    for (size_t i = 0; i < std::size(typeTagRows); ++i) {
       rows[typeTagRows[i].tag] = static_cast<uint8_t>(i + 1);
     }
   }

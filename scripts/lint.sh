@@ -1,0 +1,11 @@
+#!/usr/bin/env bash
+# A build with Clang, its tests, and clang-tidy over every source file.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+scripts/setup.sh check
+printf '\n== Clang\n'
+scripts/test.sh clang
+printf '\n== clang-tidy\n'
+sed -n 's|.*"file": "\(.*\)".*|\1|p' build/clang/compile_commands.json | sort -u |
+  xargs -n 1 -P "$(nproc)" clang-tidy-14 --quiet -p build/clang
