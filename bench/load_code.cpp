@@ -1,6 +1,8 @@
 // LoadCode into the memory target: into memory that is new each time, and into memory that is there already, where the
 // system has no pages to find.
 #include "corpus_file.h"
+#include "elf/elf_constants.h"
+#include "elf/elf_image.h"
 #include "loader/code_download.h"
 #include "target/memory_target.h"
 
