@@ -80,6 +80,10 @@ void AddSharedOptions(CLI::App& line, Options& options) {
       ->transform(Choice({{"auto", 0}, {"always", 1}, {"never", 2}}))
       ->type_name("WHEN");
   line.add_option("--plugin", options.plugin, "the loader module to use")->type_name("PATH");
+  line.add_option("--lines", options.lines, "rules for line programs: loader or dwarf2 (the default of where)")
+      ->transform(
+          Choice({{"loader", static_cast<int>(LineRules::loader)}, {"dwarf2", static_cast<int>(LineRules::dwarf2)}}))
+      ->type_name("RULES");
   line.add_option("--answer", options.answerCancel, "answer to message boxes without a terminal: ok or cancel")
       ->transform(Choice({{"ok", 0}, {"cancel", 1}}))
       ->type_name("ANSWER");

@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include "commands.h"
+#include "fill_reason.h"
 #include "fill_tracker.h"
 #include "session_json.h"
 #include "utf8.h"
@@ -11,6 +12,7 @@ namespace elfload {
 namespace {
 
 struct Result {
+  bool isAddress = false;
   bool found = false;
   size_t module = 0;
   std::vector<size_t> filled;
@@ -25,8 +27,9 @@ class Finder {
     if (session_.Modules().empty()) return result;
     uint32_t address = 0;
     DescModule* module = nullptr;
-    const bool isAddress = what[0] >= '0' && what[0] <= '9' && ParseAddress(what, address);
-    result.found = isAddress ? session_.FindAddress(address, kind_, module) : session_.FindName(what, kind_, module);
+    result.isAddress = what[0] >= '0' && what[0] <= '9' && ParseAddress(what, address);
+    result.found =
+        result.isAddress ? session_.FindAddress(address, kind_, module) : session_.FindName(what, kind_, module);
     if (result.found) result.module = session_.IndexOf(module);
     result.filled = tracker_.Take(result.found ? result.module : session_.Modules().size());
     return result;
@@ -64,10 +67,13 @@ void WriteResult(Output& out, const Session& session, const std::string& what, c
   }
 }
 
-void TellFilled(const Session& session, const std::string& what, const Result& result) {
+void TellFilled(const Session& session, FindKind kind, const std::string& what, const Result& result) {
   for (const size_t index : result.filled) {
-    fmt::print(stderr, "{}: filled unit {} {}\n", Printable(what), index, Printable(session.Modules()[index]->name));
+    const DescModule* module = session.Modules()[index];
+    fmt::print(stderr, "{}: filled unit {} {}: {}\n", Printable(what), index, Printable(module->name),
+               result.isAddress ? WhyAddressFills(module, kind) : WhyNameFills(module));
   }
+  if (result.filled.empty()) fmt::print(stderr, "{}: filled nothing\n", Printable(what));
 }
 
 }  // namespace
@@ -86,7 +92,7 @@ ExitStatus RunFind(Session& session, const Options& options, Output& out) {
   for (const std::string& what : options.what) {
     const Result result = finder.Find(what);
     allFound = allFound && result.found;
-    if (options.verbose) TellFilled(session, what, result);
+    if (options.verbose) TellFilled(session, options.kind, what, result);
     if (options.json) {
       WriteResult(json, what, result);
     } else {

@@ -12,10 +12,19 @@ namespace elfload {
 
 namespace {
 
+// Tells the loader by which rules to read line programs. Where the user and the environment say nothing, `where` takes
+// the published ones, since what it is asked about is mostly a GNU tool's output; all else takes the loader's own.
+void ChooseLineRules(const Options& options) {
+  const bool isAutomatic = options.lines == LineRules::automatic;
+  const bool asPublished = isAutomatic ? options.command == Command::where : options.lines == LineRules::dwarf2;
+  SetEnvironment("LINEPROGRAM", asPublished ? "DWARF2" : "LOADER", !isAutomatic);
+}
+
 ExitStatus RunCommand(const Options& options, Output& out) {
   using Run = ExitStatus (*)(Session&, const Options&, Output&);
   constexpr Run commands[] = {RunInfo,    RunModules, RunDump, RunFind,   RunWhere,
                               RunSection, RunStats,   RunLoad, RunVersion};  // by Command
+  ChooseLineRules(options);
   Session session(options, out);
   return commands[static_cast<size_t>(options.command)](session, options, out);
 }

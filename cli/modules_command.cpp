@@ -15,15 +15,16 @@ void WriteText(const Session& session, const Options& options, Output& out) {
   const Palette paint(options.color, out);
   size_t nameWidth = 4;
   for (const DescModule* module : session.Modules()) nameWidth = std::max(nameWidth, Printable(module->name).size());
-  out.Write(paint(Paint::heading, fmt::format("{:>5}  {:<{}}  {:<22}  {:<8}  {}", "unit", "name", nameWidth, "range",
-                                              "language", "directory")));
+  out.Write(paint(Paint::heading, fmt::format("{:>5}  {:<{}}  {:<22}  {:<8}  {:>6}  {:>6}  {}", "unit", "name",
+                                              nameWidth, "range", "language", "names", "ranges", "directory")));
   out.Put('\n');
   size_t index = 0;
   for (const DescModule* module : session.Modules()) {
     const std::string range = module->hasRange != 0 ? RangeText(module->lowPc, module->highPc) : "-";
-    out.Print("{:>5}  {}  {}  {:<8}  {}\n", index++,
+    out.Print("{:>5}  {}  {}  {:<8}  {:>6}  {:>6}  {}\n", index++,
               paint(Paint::name, fmt::format("{:<{}}", Printable(module->name), nameWidth)),
               paint(Paint::address, fmt::format("{:<22}", range)), LanguageName(module->language),
+              CountRecords(module->ext->globalNames), CountRecords(module->ext->addrRanges),
               Printable(module->directory));
   }
 }
@@ -36,6 +37,7 @@ void WriteModule(const DescModule* module, JsonWriter& json) {
   json.Key("highPc"), json.Number(module->highPc);
   json.Key("hasRange"), json.Number(module->hasRange);
   json.Key("language"), json.Number(module->language);
+  json.Key("globalNames"), json.Number(static_cast<uint32_t>(CountRecords(module->ext->globalNames)));
   json.Key("addrRanges"), json.BeginArray();
   for (const DescAddrRange* range = module->ext->addrRanges; range != nullptr; range = range->next) {
     json.BeginArray();

@@ -12,6 +12,8 @@ namespace elfload {
 
 enum class Command : uint8_t { info, modules, dump, find, where, section, stats, load, version };
 enum class ColorChoice : uint8_t { automatic, always, never };
+// By which rules line programs are read; automatic: as the environment says, else as suits the command.
+enum class LineRules : uint8_t { automatic, loader, dwarf2 };
 
 // Exit status of the program.
 enum ExitStatus : int {
@@ -26,7 +28,8 @@ struct Options {
   bool json = false;
   bool verbose = false;
   ColorChoice color = ColorChoice::automatic;
-  std::string plugin;                // path of the module; empty: where it is installed
+  std::string plugin;  // path of the module; empty: where it is installed
+  LineRules lines = LineRules::automatic;
   bool answerCancel = false;         // how message boxes are answered where nobody can be asked
   std::vector<std::string> modules;  // dump: index or name of each
   FindKind kind = FIND_ALL;          // find

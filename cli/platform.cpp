@@ -62,6 +62,10 @@ std::FILE* TakeStandardOutput() {
   return _fdopen(saved, "wb");
 }
 
+void SetEnvironment(const char* name, const char* value, bool replace) {
+  if (replace || std::getenv(name) == nullptr) _putenv_s(name, value);
+}
+
 bool IsTerminal(std::FILE* stream) {
   return _isatty(_fileno(stream)) != 0;
 }
@@ -120,6 +124,10 @@ std::FILE* TakeStandardOutput() {
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
   dup2(STDERR_FILENO, STDOUT_FILENO);
   return fdopen(saved, "wb");
+}
+
+void SetEnvironment(const char* name, const char* value, bool replace) {
+  setenv(name, value, replace ? 1 : 0);
 }
 
 bool IsTerminal(std::FILE* stream) {

@@ -1,5 +1,6 @@
 #include "record_text.h"
 
+#include "call_frames.h"
 #include "type_text.h"
 #include "utf8.h"
 
@@ -8,13 +9,6 @@ namespace elfload {
 namespace {
 
 constexpr uint32_t wholeSpaceEnd = 0xFFFFFFFF;  // DescLocation.highPc of an expression that holds everywhere
-
-template <typename Record>
-size_t Count(const Record* list) {
-  size_t count = 0;
-  for (; list != nullptr; list = list->next) count++;
-  return count;
-}
 
 std::string Text(const char* text) {
   return Printable(text != nullptr ? text : "");
@@ -71,7 +65,7 @@ void RecordText::WriteExt(const DescModuleExt* ext) {
                paint_(Paint::address, RangeText(range->low, range->high)));
   }
   if (ext->globalNames == nullptr) return;
-  out_.Print("  index        {} names:", Count(ext->globalNames));
+  out_.Print("  index        {} names:", CountRecords(ext->globalNames));
   for (const DescGlobalName* name = ext->globalNames; name != nullptr; name = name->next) {
     out_.Print(" {}", Text(name->name));
   }
@@ -84,7 +78,7 @@ void RecordText::WriteTitle(const char* title, size_t count) {
 
 void RecordText::WriteProcs(const DescProc* procs) {
   if (procs == nullptr) return;
-  WriteTitle("procedures", Count(procs));
+  WriteTitle("procedures", CountRecords(procs));
   for (const DescProc* proc = procs; proc != nullptr; proc = proc->next) WriteProc(proc);
 }
 
@@ -114,7 +108,7 @@ void RecordText::WriteProcVars(const char* what, const DescVar* vars) {
 
 void RecordText::WriteVars(const DescVar* vars) {
   if (vars == nullptr) return;
-  WriteTitle("variables", Count(vars));
+  WriteTitle("variables", CountRecords(vars));
   for (const DescVar* var = vars; var != nullptr; var = var->next) {
     uint32_t address = 0;
     const bool isStatic =
@@ -142,7 +136,7 @@ std::string RecordText::LocationsText(const DescLocation* locations) const {
 
 void RecordText::WriteTypes(const DescType* types) {
   if (types == nullptr) return;
-  WriteTitle("types", Count(types));
+  WriteTitle("types", CountRecords(types));
   size_t number = 0;
   for (const DescType* type = types; type != nullptr; type = type->next, number++) {
     out_.Print("    {}  {:>6}  {}\n", paint_(Paint::faint, fmt::format("{:<6}", fmt::format("T{}", number))),
@@ -179,13 +173,13 @@ std::string RecordText::MemberOffset(const DescVar* member) const {
 
 void RecordText::WriteFiles(const DescFile* files) {
   if (files == nullptr) return;
-  WriteTitle("files", Count(files));
+  WriteTitle("files", CountRecords(files));
   for (const DescFile* file = files; file != nullptr; file = file->next) out_.Print("    {}\n", Text(file->fullName));
 }
 
 void RecordText::WriteLines(const DescLineBlock* blocks) {
   if (blocks == nullptr) return;
-  WriteTitle("line blocks", Count(blocks));
+  WriteTitle("line blocks", CountRecords(blocks));
   for (const DescLineBlock* block = blocks; block != nullptr; block = block->next) {
     const std::string name = Text(block->fileName);
     out_.Print("    {}  {} rows\n", name.empty() ? "no file" : name, block->count);
@@ -200,14 +194,24 @@ void RecordText::WriteLines(const DescLineBlock* blocks) {
 
 void RecordText::WriteFrames(const Dwarf2Fde* frames) {
   if (frames == nullptr) return;
-  WriteTitle("frame descriptions", Count(frames));
+  WriteTitle("frame descriptions", CountRecords(frames));
   for (const Dwarf2Fde* frame = frames; frame != nullptr; frame = frame->next) {
-    out_.Print("    {}  {} bytes of instructions", paint_(Paint::address, RangeText(frame->lowPc, frame->highPc)),
-               frame->instructionLength);
-    if (const Dwarf2Cie* cie = frame->cie; cie != nullptr) {
-      out_.Print(", code x{}, data x{}, return in r{}", cie->codeAlignment, cie->dataAlignment, cie->returnRegister);
+    out_.Print("    {}", paint_(Paint::address, RangeText(frame->lowPc, frame->highPc)));
+    const Dwarf2Cie* cie = frame->cie;
+    if (cie != nullptr) {
+      out_.Print("  code x{}, data x{}, return in r{}", cie->codeAlignment, cie->dataAlignment, cie->returnRegister);
     }
     out_.Put('\n');
+    if (cie != nullptr) WriteInstructions(cie->instructions, cie->instructionLength, cie, frame->lowPc);
+    WriteInstructions(frame->instructions, frame->instructionLength, cie, frame->lowPc);
+  }
+}
+
+void RecordText::WriteInstructions(const uint8_t* instructions, uint32_t length, const Dwarf2Cie* cie,
+                                   uint32_t address) {
+  if (cie == nullptr) return;
+  for (const std::string& line : CallFrameText(instructions, length, *cie, address, format_)) {
+    out_.Print("      {}\n", line);
   }
 }
 

@@ -26,6 +26,7 @@ class RecordText {
   void WriteContents(const DescModule* module);
   void WriteExt(const DescModuleExt* ext);
   void WriteFrames(const Dwarf2Fde* frames);
+  void WriteInstructions(const uint8_t* instructions, uint32_t length, const Dwarf2Cie* cie, uint32_t address);
   void WriteProcs(const DescProc* procs);
   void WriteProc(const DescProc* proc);
   void WriteProcVars(const char* what, const DescVar* vars);
@@ -46,6 +47,14 @@ class RecordText {
 
 // "0x00002000..0x00002044"
 std::string RangeText(uint32_t low, uint32_t high);
+
+// The length of a list of records.
+template <typename Record>
+size_t CountRecords(const Record* list) {
+  size_t count = 0;
+  for (; list != nullptr; list = list->next) count++;
+  return count;
+}
 
 // The name of a DescLanguage; "" for an unknown one.
 const char* LanguageName(uint32_t language);

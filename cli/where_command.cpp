@@ -8,6 +8,7 @@
 #include <map>
 
 #include "commands.h"
+#include "fill_reason.h"
 #include "fill_tracker.h"
 #include "line_lookup.h"
 #include "palette.h"
@@ -24,6 +25,7 @@ struct Answer {
   const DescProc* proc = nullptr;
   const LineRow* row = nullptr;
   std::vector<size_t> filled;
+  std::vector<const char*> reasons;  // why each of them was filled
 };
 
 class Locator {
@@ -32,8 +34,14 @@ class Locator {
 
   Answer Locate(uint32_t address) {
     Answer answer;
+    reasons_.clear();
     Decide(address, answer);
     answer.filled = tracker_.Take(session_.Modules().size());
+    for (const size_t index : answer.filled) {
+      const DescModule* module = session_.Modules()[index];
+      const auto reason = reasons_.find(module);
+      answer.reasons.push_back(reason != reasons_.end() ? reason->second : WhyAddressFills(module, FIND_CODE));
+    }
     return answer;
   }
 
@@ -55,7 +63,7 @@ class Locator {
     for (DescModule* module : session_.Modules()) {
       const bool hasRanges = module->ext != nullptr && module->ext->addrRanges != nullptr;
       if (module == tried || hasRanges || (module->loadedKinds != 0) != areFilled) continue;
-      Fill(module);
+      Fill(module, "it has no address ranges, so its procedures were searched");
       if (FindProcAt(module, address) == nullptr) continue;
       if (Settle("procedures", module, address, answer)) return true;
     }
@@ -65,7 +73,7 @@ class Locator {
   // Takes `module` as the answer. False when it has neither procedure nor line at the address: then it stands only
   // until something better is found.
   bool Settle(const char* decidedBy, DescModule* module, uint32_t address, Answer& answer) {
-    Fill(module);
+    Fill(module, "one of its address ranges holds the address");
     const DescProc* proc = FindProcAt(module, address);
     const LineRow* row = FindRow(module, proc, address);
     const bool isGood = proc != nullptr || row != nullptr;
@@ -85,13 +93,16 @@ class Locator {
     return lines.Find(isInside ? module->lowPc : address, address);
   }
 
-  void Fill(DescModule* module) {
-    if (module->loadedKinds == 0) session_.Extend(module);
+  void Fill(DescModule* module, const char* reason) {
+    if (module->loadedKinds != 0) return;
+    reasons_.emplace(module, reason);
+    session_.Extend(module);
   }
 
   Session& session_;
   FillTracker tracker_;
-  std::map<const DescModule*, LineLookup> lines_;  // of the units that answered so far
+  std::map<const DescModule*, const char*> reasons_;  // of the units that the finder did not fill itself
+  std::map<const DescModule*, LineLookup> lines_;     // of the units that answered so far
 };
 
 void WriteAnswer(JsonWriter& json, const Session& session, uint32_t address, const Answer& answer) {
@@ -156,8 +167,9 @@ void WriteAnswer(Output& out, const Palette& paint, uint32_t address, const Answ
 }
 
 void TellDecision(const Session& session, uint32_t address, const Answer& answer) {
-  for (const size_t index : answer.filled) {
-    fmt::print(stderr, "0x{:08X}: filled unit {} {}\n", address, index, Printable(session.Modules()[index]->name));
+  for (size_t i = 0; i < answer.filled.size(); i++) {
+    fmt::print(stderr, "0x{:08X}: filled unit {} {}: {}\n", address, answer.filled[i],
+               Printable(session.Modules()[answer.filled[i]]->name), answer.reasons[i]);
   }
   if (answer.module == nullptr) {
     fmt::print(stderr, "0x{:08X}: neither the finder nor addrRanges nor procedures know it\n", address);

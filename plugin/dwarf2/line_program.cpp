@@ -9,6 +9,7 @@
 namespace {
 
 constexpr uint32_t LAST_SPECIAL_OPCODE = 255;
+constexpr uint32_t LONGEST_ADDRESS = 8;  // bytes
 
 void ResetLineRegisters() {
   LineState& state = dwarf2State.line;
@@ -149,15 +150,17 @@ void RunStandardOpcode(ElfImage* image, uint8_t opcode) {
   }
 }
 
-// A sequence that starts at address 0 is code that a linker threw away, and leaves nothing behind.
-void SetLineAddress(ElfImage* image) {
+// A sequence that starts at address 0 is code that a linker threw away, and leaves nothing behind. The address has the
+// unit's size; published: what the length of the opcode leaves.
+void SetLineAddress(ElfImage* image, uint32_t length) {
   LineState& state = dwarf2State.line;
   FlushCodeRange();
-  state.registers.address = ReadAddressForm(image, DW_FORM_addr, dwarf2State.addressSize);
+  const bool hasSize = state.actsAsPublished && length > 1 && length - 1 <= LONGEST_ADDRESS;
+  state.registers.address = ReadAddress(image, hasSize ? length - 1 : dwarf2State.addressSize);
   state.registers.suppressRows = state.registers.address == 0 && !state.keepsAddressZero;
 }
 
-// The length of a known opcode is not compared with what it consumes.
+// The length of a known opcode is not compared with what it consumes, and counts only where the published rules do.
 void RunExtendedOpcode(ElfImage* image) {
   const uint32_t length = ReadUleb(image);
   const uint8_t opcode = ReadU8(image);
@@ -167,7 +170,7 @@ void RunExtendedOpcode(ElfImage* image) {
       ResetLineRegisters();
       break;
     case DW_LNE_set_address:
-      SetLineAddress(image);
+      SetLineAddress(image, length);
       break;
     case DW_LNE_define_file:
       DefineLineFile(image);

@@ -43,7 +43,7 @@ ITEMS = {3: ["name", "value"], 4: VAR, 5: VAR, 6: VAR, 8: VAR}  # of a type, by 
 
 
 def run(*arguments, **environment):
-    clean = {key: value for key, value in os.environ.items() if key not in ("NO_COLOR", "AUTOTEST")}
+    clean = {key: value for key, value in os.environ.items() if key not in ("NO_COLOR", "AUTOTEST", "LINEPROGRAM")}
     return subprocess.run([ELFLOAD, *map(str, arguments)], capture_output=True, check=False, stdin=subprocess.DEVNULL,
                           env={**clean, **environment})
 
@@ -138,7 +138,7 @@ class ProgramTest(unittest.TestCase):
                           ("log_add", 1, 3, [3])])
         text = run("find", "--verbose", SAMPLE, "main")
         self.assertEqual((text.returncode, text.stdout.split()), (0, [b"main", b"unit", b"1", b"main.c"]))
-        self.assertIn(b"filled unit 1 main.c", text.stderr)
+        self.assertIn(b"filled unit 1 main.c: its index of names has it", text.stderr)
 
     def test_find_without_an_index_fills_up_to_the_match(self):
         path = self.damaged("noindex.elf", lambda data: data.replace(b".debug_pubnames\0", b".debug_bupnames\0"))
@@ -159,7 +159,21 @@ class ProgramTest(unittest.TestCase):
         self.assertEqual((nothing["found"], nothing["module"], nothing["filled"]), (0, None, []))
         text = run("where", "--verbose", SAMPLE, "0x3a0")
         self.assertEqual(text.stdout.split(), [b"0x000003A0", b"led_step+0x14", b"led.c:27"])
+        self.assertIn(b"filled unit 2 led.c: its range holds the address", text.stderr)
         self.assertIn(b"decided by the finder", text.stderr)
+
+    def test_rules_for_lines(self):
+        # A DW_LNS_set_prologue_end becomes DW_LNS_const_add_pc, which makes a row by the loader's rules alone.
+        path = self.damaged("lines.elf", lambda data: data.replace(b"\x0a\x03\x78\x3c", b"\x08\x03\x78\x3c"))
+
+        def rows(*arguments, **environment):
+            dump = self.document(*arguments, "dump", "--json", path, **environment)
+            return sum(block["count"] for module in dump["modules"] for block in module["lineBlocks"])
+
+        loader, published = rows("--lines", "loader"), rows("--lines", "dwarf2")
+        self.assertEqual(loader, published + 1)
+        self.assertEqual([rows(), rows(LINEPROGRAM="DWARF2"), rows("--lines", "loader", LINEPROGRAM="DWARF2")],
+                         [loader, published, loader])
 
     def test_where_goes_on_when_the_unit_range_leaves_code_out(self):
         def shrink(data):
@@ -185,7 +199,9 @@ class ProgramTest(unittest.TestCase):
         modules = self.document("modules", "--json", SAMPLE)
         self.assertEqual([module["name"] for module in modules["modules"]], ["start.c", "main.c", "led.c", "log.c"])
         self.assertEqual(modules["modules"][2]["addrRanges"], [[0x2C8, 0x3F7], [0x5B5, 0x5CC]])
-        self.assertIn(b"0x000002C8..0x000003F8", run("modules", SAMPLE).stdout)
+        self.assertEqual(modules["modules"][2]["globalNames"], 12)
+        self.assertEqual(run("modules", SAMPLE).stdout.splitlines()[3].split(),
+                         [b"2", b"led.c", b"0x000002C8..0x000003F8", b"C", b"12", b"2", b"/blinky"])
 
     def test_stats_count_what_the_dump_holds(self):
         modules = self.document("dump", "--json", SAMPLE)["modules"]

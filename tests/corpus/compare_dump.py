@@ -4,13 +4,16 @@
     compare_dump.py --elfload PATH [--self-test] FILE_OR_FOLDER...
 
 Entries come from readelf. Line rows come from line_rows.py, which is itself compared with readelf by the published
-rules before its rows by the loader's rules are expected of the dump. Indexes and frames come from their bytes. With --self-test the dump's values are falsified
-one at a time, and each must be noticed. What is not there is passed over; a file without DWARF 2 too.
+rules before its rows by the loader's rules are expected of the dump; the rows of a dump with `--lines dwarf2` are compared with readelf's own.
+Indexes and frames come from their bytes, the text of the frames' instructions from readelf. With --self-test the dump's
+values are falsified one at a time, and each must be noticed. What is not there is passed over; a file without DWARF 2
+too.
 """
 import argparse
 import copy
 import json
 import pathlib
+import re
 import subprocess
 import sys
 
@@ -202,12 +205,45 @@ class UnitChecker:
             self.equal(f"rows of line block {i}", list(zip(block["addresses"], block["lines"], block["columns"])), rows)
 
 
+def run_elfload(elfload, *arguments):
+    return subprocess.run([elfload, *arguments], capture_output=True, check=False)
+
+
+def check_published_rows(checker, path, elfload):
+    """Compares the rows that the loader gives by the published rules with readelf's, unit by unit in section order."""
+    dump = json.loads(run_elfload(elfload, "dump", "--json", "--lines", "dwarf2", path).stdout)
+    rows = [(line_rows.base_name(block["fileName"]), line, address)
+            for module in sorted(dump["modules"], key=lambda module: module["ext"]["lineOffset"])
+            for block in module["lineBlocks"] for address, line in zip(block["addresses"], block["lines"])
+            if address != 0xFFFFFFFF]
+    wanted = readelf.read_rows(path)
+    checker.equal(f"{path.name}: rows by the published rules", len(rows), len(wanted))
+    for i, (row, want) in enumerate(zip(rows, wanted)):
+        checker.equal(f"{path.name}: row {i} by the published rules", row, want)
+
+
+def check_frame_text(checker, path, elfload):
+    """Compares the instructions of each frame description in the text of the dump with readelf's."""
+    frames, address = {}, None
+    for line in run_elfload(elfload, "dump", path).stdout.decode("utf-8", "replace").splitlines():
+        if match := re.match(r"    0x(\w{8})\.\.0x(\w{8})  code x", line):
+            address = (int(match.group(1), 16), int(match.group(2), 16))
+            frames.setdefault(address, []).append([])
+        elif match := re.match(r"      (?:0x\w{8}  )?(DW_CFA_.*)", line):
+            frames[address][-1] += match.group(1).split("; ")
+    wanted = readelf.read_frames(path)
+    checker.equal(f"{path.name}: addresses of frames", sorted(frames), sorted(wanted))
+    for address, lists in wanted.items():
+        checker.equal(f"{path.name}: instructions of frame {address}", sorted(frames.get(address, [])), sorted(lists))
+
+
 def check_decoder(checker, path, sections, little):
     """Compares our decoding of .debug_line by the published rules with readelf's, for the whole section."""
     section, offset, rows = sections.get(".debug_line", b""), 0, []
     while offset < len(section):
         program = line_rows.LineProgram(section, offset, little, 4, loader_rules=False)
-        rows += [(row.line, row.address) for row in program.rows if not row.end]
+        rows += [(line_rows.base_name(program.file_name(row.file)), row.line, row.address)
+                 for row in program.rows if not row.end]
         offset = program.end
     wanted = readelf.read_rows(path)
     checker.equal(f"{path.name}: rows that readelf shows", len(rows), len(wanted))
@@ -274,7 +310,7 @@ def self_test(dump, units, entries, sections, little):
 
 def check_file(path, elfload, with_self_test):
     """Differences in one file; None for a file without DWARF 2."""
-    result = subprocess.run([elfload, "dump", "--json", path], capture_output=True, check=False)
+    result = run_elfload(elfload, "dump", "--json", path)
     dump = json.loads(result.stdout)
     if dump.get("debugFormat") != 2:
         return None
@@ -284,6 +320,9 @@ def check_file(path, elfload, with_self_test):
     sections, little = readelf.read_sections(path)
     checker.equal("littleEndian", dump["littleEndian"], int(little))
     check_decoder(checker, path, sections, little)
+    check_published_rows(checker, path, elfload)
+    if all(unit.address_size == 4 for unit in units):  # readelf takes no other size in .debug_frame
+        check_frame_text(checker, path, elfload)
     check_dump(checker, dump, units, entries, sections, little)
     print(f"{path.name}: {len(units)} units, {checker.compared} values, {len(checker.differences)} differences")
     if with_self_test and not checker.differences:

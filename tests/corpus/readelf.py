@@ -57,13 +57,45 @@ def read_entries(path):
 
 
 def read_rows(path):
-    """(line, address) of every row but those that end a sequence, table by table as the section has them."""
+    """(base name, line, address) of every row but those that end a sequence, table by table as the section has them."""
     rows = []
     for line in run("-W", "--debug-dump=decodedline", path).splitlines():
-        match = re.match(r"\S.*?\s+(\d+)\s+(0x[0-9a-f]+|0)(?:\s+\d+)?(?:\s+x)?(?:\s+END)?\s*$", line)
+        match = re.match(r"(\S.*?)\s+(\d+)\s+(0x[0-9a-f]+|0)(?:\s+\d+)?(?:\s+x)?(?:\s+END)?\s*$", line)
         if match:
-            rows.append((int(match.group(1)), int(match.group(2), 0)))
+            rows.append((match.group(1).rsplit("/", 1)[-1], int(match.group(2)), int(match.group(3), 0)))
     return rows
+
+
+def read_frames(path):
+    """The instructions of the frame descriptions by (first address, address behind), those of their common entry first.
+    Of .debug_frame; what pads an entry is left out, and the names of registers and next addresses that readelf adds."""
+    common, frames, instructions, is_wanted = {}, {}, [], False
+    for line in run("-W", "--debug-dump=frames", path).splitlines():
+        if line.startswith("Contents of the "):
+            is_wanted = ".debug_frame " in line
+        elif not is_wanted:
+            continue
+        elif match := re.match(r"([0-9a-f]+) \S+ \S+ CIE", line):
+            instructions = common.setdefault(int(match.group(1), 16), [])
+        elif match := re.match(r"[0-9a-f]+ \S+ \S+ FDE cie=([0-9a-f]+) pc=([0-9a-f]+)\.\.([0-9a-f]+)", line):
+            entry, low, high = (int(text, 16) for text in match.groups())
+            instructions = [("entry", entry)]
+            frames.setdefault((low, high), []).append(instructions)
+        elif match := re.match(r"  (DW_CFA_\S.*)", line):
+            text = re.sub(r" to [0-9a-f]+$", "", match.group(1))
+            text = re.sub(r"(?<=set_loc: )[0-9a-f]+", lambda address: "0x" + address.group().upper(), text)
+            instructions.append(re.sub(r"(r\d+) \([^)]*\)", r"\1", text))
+
+    def whole(entry, *own):
+        return [text for part in (common[entry[1]], own) for text in without_padding(part)]
+
+    def without_padding(part):
+        part = list(part)
+        while part and part[-1] == "DW_CFA_nop":
+            part.pop()
+        return part
+
+    return {address: [whole(*each) for each in lists] for address, lists in frames.items()}
 
 
 def read_sections(path):

@@ -117,7 +117,7 @@ TEST_F(LinePrograms, GiveRowsFilesAndRanges) {
 }
 
 // The published rules, which a host can ask for: no row and no line step for const_add_pc, an unscaled operand of
-// fixed_advance_pc, and address 0 where the unit has code there.
+// fixed_advance_pc, addresses as long as their opcode says, and address 0 where the unit has code there.
 TEST_F(LinePrograms, ActAsPublishedOnRequest) {
   const EnvironmentValue published("LINEPROGRAM", "DWARF2");
   const struct {
@@ -126,6 +126,7 @@ TEST_F(LinePrograms, ActAsPublishedOnRequest) {
     Texts blocks;
   } facts[] = {
       {Program(STANDARD).op(DW_LNS_const_add_pc).copy().fixedAdvancePc(3).copy(), {}, {"a.c 1028:1 102b:1"}},
+      {Program(STANDARD).setAddress(0x2000, 2).copy().setAddress(0x3000, 8).copy(), {}, {"a.c 2000:1 3000:1"}},
       {Program(STANDARD).setAddress(0).copy().advancePc(1).copy(), {Low(0), High(0x10)}, {"a.c 0:1 2:1"}},
       {Program(STANDARD).setAddress(0).copy(), {Low(2), High(0x10)}, NO_ROWS},
       {Program(STANDARD).setAddress(0).copy(), {}, NO_ROWS},
