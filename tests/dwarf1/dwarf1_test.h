@@ -78,17 +78,13 @@ inline std::string VarText(const DescVar& var) {
   }
   return text;
 }
-inline Texts VarTexts(const DescVar* list) {
-  return Listed(list, VarText);
-}
+inline Texts VarTexts(const DescVar* list) { return Listed(list, VarText); }
 
 inline std::string ProcText(const DescProc& proc) {
   return proc.name + (": " + TypeText(proc.returnType)) + " " + std::to_string(proc.lowPc) + ".." +
          std::to_string(proc.highPc);
 }
-inline Texts ProcTexts(const DescProc* list) {
-  return Listed(list, ProcText);
-}
+inline Texts ProcTexts(const DescProc* list) { return Listed(list, ProcText); }
 
 // The records on `types`, oldest first.
 inline std::vector<DescType*> TypesOf(const DescModule* module) {

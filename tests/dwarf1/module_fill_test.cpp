@@ -13,30 +13,21 @@ Dwarf1Attrs Named(const std::string& name, uint32_t low, uint32_t high) {
 
 TEST_P(Dwarf1ModuleFill, ProceduresHoldTheirScopes) {
   const auto var = [](const char* name) { return Dwarf1Attrs{at::name(name), at::fundType(FT_char), at::address(1)}; };
-  const DescModule* module = FillEntries(
-      Dwarf1Entries()
-          .parent(TAG_global_subroutine, {at::text(AT_prototyped, std::string(600, 'p')), at::name("main"),
-                                          at::lowPc(16), at::highPc(32), at::fundType(FT_integer)})
-          .entry(TAG_formal_parameter, var("argc"))
-          .entry(TAG_local_variable, var("first"))
+  // clang-format off
+  const DescModule* module = FillEntries(Dwarf1Entries()
+      .parent(TAG_global_subroutine, {at::text(AT_prototyped, std::string(600, 'p')), at::name("main"), at::lowPc(16),
+                                      at::highPc(32), at::fundType(FT_integer)})
+          .entry(TAG_formal_parameter, var("argc")).entry(TAG_local_variable, var("first"))
           .parent(TAG_lexical_block, {at::lowPc(20), at::block2(AT_ordering, Bytes().pad(5)), at::highPc(30)})
-          .entry(TAG_local_variable, var("inner"))
-          .parent(TAG_lexical_block, {at::lowPc(24)})
-          .entry(TAG_local_variable, var("innermost"))
-          .end()
-          .entry(TAG_formal_parameter, var("odd"))
-          .entry(TAG_local_variable, var("inner again"))
-          .end()
-          .entry(TAG_label, Named("lost", 1, 2))
-          .entry(TAG_local_variable, var("last"))
-          .entry(TAG_unspecified_parameters)
-          .entry(TAG_unspecified_parameters, var("rest"))
+              .entry(TAG_local_variable, var("inner"))
+              .parent(TAG_lexical_block, {at::lowPc(24)}).entry(TAG_local_variable, var("innermost")).end()
+              .entry(TAG_formal_parameter, var("odd")).entry(TAG_local_variable, var("inner again")).end()
+          .entry(TAG_label, Named("lost", 1, 2)).entry(TAG_local_variable, var("last"))
+          .entry(TAG_unspecified_parameters).entry(TAG_unspecified_parameters, var("rest"))
           .parent(TAG_subroutine, Named("nested", 1, 2))
-          .entry(TAG_structure_type, {at::name("deep")})
-          .entry(TAG_local_variable, var("unseen"))
-          .end()
-          .end()
-          .parent(TAG_subroutine, Named("helper", 40, 50)));
+              .entry(TAG_structure_type, {at::name("deep")}).entry(TAG_local_variable, var("unseen")).end()
+      .end().parent(TAG_subroutine, Named("helper", 40, 50)));
+  // clang-format on
   EXPECT_EQ(filled, 1) << failure;
   EXPECT_EQ(ProcTexts(module->procs), (Texts{"main: int 16..32", "helper: void 40..50"}));
   EXPECT_EQ(module->procs->prototyped, 1U);
@@ -49,141 +40,90 @@ TEST_P(Dwarf1ModuleFill, ProceduresHoldTheirScopes) {
   EXPECT_EQ(TypeTexts(module), (Texts{"struct deep"}));
 }
 
+// An entry of each tag, with a structure among its children, at each place. What stands on the lists is told by place;
+// the structure is read at all of them but under an array, an enumeration and a typedef, whose children nobody visits.
 TEST_P(Dwarf1ModuleFill, EveryTagAtEveryPlace) {
-  // An entry of each tag, with a structure among its children, at each place. What stands on the lists is told by
-  // place; the structure is read at all of them but under an array, an enumeration and a typedef, whose children nobody
-  // visits.
   for (uint32_t tag = 1; tag < 0x24; ++tag) {
     SCOPED_TRACE(tag);
-    const auto entry = [&](const char* place) {
-      return Dwarf1Entries()
-          .parent(tag, {at::name(place)})
-          .entry(TAG_structure_type, {at::name(std::string("in ") + place)})
-          .end();
+    const auto entry = [&](const std::string& place) {
+      const auto inside = Dwarf1Entries().entry(TAG_structure_type, {at::name("in " + place)});
+      return Dwarf1Entries().parent(tag, {at::name(place)}).append(inside).end();
     };
-    const DescModule* module = FillEntries(Dwarf1Entries()
-                                               .append(entry("module"))
-                                               .parent(TAG_global_subroutine, {at::name("proc")})
-                                               .append(entry("scope"))
-                                               .end()
-                                               .parent(TAG_class_type, {at::name("aggregate")})
-                                               .append(entry("member"))
-                                               .end()
-                                               .parent(TAG_subroutine_type, {at::name("function")})
-                                               .append(entry("argument"))
-                                               .end()
-                                               .parent(TAG_lexical_block)
-                                               .append(entry("anywhere"))
-                                               .end());
+    // clang-format off
+    const DescModule* module = FillEntries(Dwarf1Entries().append(entry("module"))
+        .parent(TAG_global_subroutine, {at::name("proc")}).append(entry("scope")).end()
+        .parent(TAG_class_type, {at::name("aggregate")}).append(entry("member")).end()
+        .parent(TAG_subroutine_type, {at::name("function")}).append(entry("argument")).end()
+        .parent(TAG_lexical_block).append(entry("anywhere")).end());
+    // clang-format on
     EXPECT_EQ(filled, 1) << failure;
-    const bool isProc = tag == TAG_global_subroutine || tag == TAG_subroutine;
-    const bool isVar = tag == TAG_global_variable || tag == TAG_local_variable;
-    const bool isType = (tag >= TAG_array_type && tag <= TAG_class_type) || tag == TAG_enumeration_type ||
-                        tag == TAG_structure_type || tag == TAG_union_type || tag == TAG_subroutine_type ||
-                        tag == TAG_typedef;
-    Texts procs = {"proc"};
-    if (isProc || tag == TAG_label) {
-      procs.insert(procs.begin(), "module");
-    }
-    const DescProc* proc = Find(module->procs, "proc");
-    const DescType* aggregate = nullptr;
-    const DescType* function = nullptr;
-    Texts types;
-    for (const DescType* type : TypesOf(module)) {
-      types.emplace_back(type->name);
-      aggregate = types.back() == "aggregate" ? type : aggregate;
-      function = types.back() == "function" && type->kind == KIND_FUNCTION ? type : function;
-    }
+    const auto among = [tag](std::initializer_list<uint32_t> tags) { return std::ranges::count(tags, tag) != 0; };
+    const auto when = [](bool is, const char* name) { return is ? Texts{name} : Texts{}; };
+    const bool isParameter = among({TAG_formal_parameter, TAG_unspecified_parameters});
+    const bool isNamedType = among(
+        {TAG_class_type, TAG_enumeration_type, TAG_structure_type, TAG_union_type, TAG_subroutine_type, TAG_typedef});
+    Texts procs = when(among({TAG_global_subroutine, TAG_subroutine, TAG_label}), "module");
+    procs.emplace_back("proc");
     EXPECT_EQ(Names(module->procs), procs);
-    EXPECT_EQ(Names(module->vars), isVar ? Texts{"module"} : Texts{});
-    EXPECT_EQ(Names(proc->locals), tag == TAG_local_variable ? Texts{"scope"} : Texts{});
-    const bool isParameter = tag == TAG_formal_parameter || tag == TAG_unspecified_parameters;
-    EXPECT_EQ(Names(proc->params), isParameter ? Texts{"scope"} : Texts{});
-    EXPECT_EQ(Names(aggregate->items.members), tag == TAG_member ? Texts{"member"} : Texts{});
-    EXPECT_EQ(Names(aggregate->target.memberFunctions), tag == TAG_global_subroutine ? Texts{"member"} : Texts{});
-    EXPECT_EQ(Names(function->items.params), isParameter ? Texts{"argument"} : Texts{});
-    const auto count = [&](const std::string& name) { return std::count(types.begin(), types.end(), name); };
-    const bool isNamedType = isType && tag != TAG_array_type;
+    EXPECT_EQ(Names(module->vars), when(among({TAG_global_variable, TAG_local_variable}), "module"));
+    const DescProc* proc = Find(module->procs, "proc");
+    EXPECT_EQ(Names(proc->locals), when(tag == TAG_local_variable, "scope"));
+    EXPECT_EQ(Names(proc->params), when(isParameter, "scope"));
+    const DescType* aggregate = Find(module->types, "aggregate");
+    EXPECT_EQ(Names(aggregate->items.members), when(tag == TAG_member, "member"));
+    EXPECT_EQ(Names(aggregate->target.memberFunctions), when(tag == TAG_global_subroutine, "member"));
+    EXPECT_EQ(Names(Find(module->types, "function")->items.params), when(isParameter, "argument"));
+    const Texts types = Names(module->types);
     for (const char* place : {"module", "scope", "member", "anywhere"}) {
-      EXPECT_EQ(count(place), isNamedType ? 1 : 0) << place;
+      EXPECT_EQ(std::ranges::count(types, place), isNamedType ? 1 : 0) << place;
     }
-    EXPECT_EQ(count("argument"), 0) << "a type directly under a subroutine type";
-    const bool hidesTypes = tag == TAG_array_type || tag == TAG_enumeration_type || tag == TAG_typedef;
-    EXPECT_EQ(count("in anywhere"), hidesTypes || tag == TAG_subroutine_type ? 0 : 1);
+    EXPECT_EQ(std::ranges::count(types, "argument"), 0) << "a type directly under a subroutine type";
+    const bool hides = among({TAG_array_type, TAG_enumeration_type, TAG_typedef, TAG_subroutine_type});
+    EXPECT_EQ(std::ranges::count(types, "in anywhere"), hides ? 0 : 1);
   }
 }
 
 TEST_P(Dwarf1ModuleFill, LabelsStandBeforeProcedures) {
   const auto label = [](uint32_t low, uint32_t high) { return Named("L" + std::to_string(low), low, high); };
+  // clang-format off
   const DescModule* module = Fill(Dwarf1Unit({at::name("a.c"), at::lowPc(0), at::highPc(0x400)})
-                                      .entry(TAG_subroutine, Named("p1", 9, 10))
-                                      .entry(TAG_label, label(300, 0))
-                                      .entry(TAG_label, label(100, 0))
-                                      .entry(TAG_subroutine, Named("p0", 1, 2))
-                                      .entry(TAG_label, label(200, 222))
-                                      .entry(TAG_label, label(500, 0)));
+      .entry(TAG_subroutine, Named("p1", 9, 10)).entry(TAG_label, label(300, 0)).entry(TAG_label, label(100, 0))
+      .entry(TAG_subroutine, Named("p0", 1, 2)).entry(TAG_label, label(200, 222)).entry(TAG_label, label(500, 0)));
+  // clang-format on
   EXPECT_EQ(ProcTexts(module->procs), (Texts{"L100: void 100..200", "L200: void 200..222", "L300: void 300..500",
                                              "L500: void 500..1024", "p1: void 9..10", "p0: void 1..2"}));
 }
 
 TEST_P(Dwarf1ModuleFill, WhatEndsTheWalkAtModuleLevel) {
-  const auto var = [](const char* name) { return Dwarf1Entries().entry(TAG_global_variable, {at::name(name)}); };
+  const auto with = [](const Dwarf1Attrs& attrs) { return Dwarf1Entries().entry(TAG_global_variable, attrs); };
+  const auto var = [&](const char* name) { return with({at::name(name)}); };
+  const auto to = [&](const char* name, const char* sibling) { return with({at::sibling(sibling), at::name(name)}); };
   const struct {
     const char* what;
-    Dwarf1Entries entries;
+    Bytes entries;
     int filled;
     Texts vars;
   } facts[] = {
+      // clang-format off
       {"no entries", {}, 1, {}},
-      {"null entry of 7 bytes", Dwarf1Entries().append(var("a")).u32(7).append(var("b")), 1, {"a"}},
-      {"sibling 0",
-       Dwarf1Entries().entry(TAG_global_variable, {at::sibling(0), at::name("a")}).append(var("b")),
-       1,
-       {"a"}},
-      {"no sibling",
-       Dwarf1Entries().entry(TAG_global_variable, {at::name("a"), at::noSibling}).append(var("b")),
-       0,
-       {"a"}},
-      {"sibling off the file",
-       Dwarf1Entries().entry(TAG_global_variable, {at::sibling(0x7FFFFFF0), at::name("a")}),
-       1,
-       {"a"}},
-      {"a circle",
-       Dwarf1Entries().label("a").append(var("a")).entry(TAG_global_variable, {at::sibling("a"), at::name("b")}),
-       0,
-       {"a", "b"}},
-      {"back, in no circle",
-       Dwarf1Entries()
-           .entry(TAG_global_variable, {at::sibling("2"), at::name("a")})
-           .label("3")
-           .entry(TAG_global_variable, {at::sibling("4"), at::name("c")})
-           .label("2")
-           .entry(TAG_global_variable, {at::sibling("3"), at::name("b")})
-           .label("4")
-           .append(var("d")),
-       1,
-       {"a", "b", "c", "d"}},
-      {"a circle behind a step back",
-       Dwarf1Entries()
-           .entry(TAG_global_variable, {at::sibling("y"), at::name("a")})
-           .label("x")
-           .entry(TAG_global_variable, {at::sibling("y"), at::name("c")})
-           .label("y")
-           .entry(TAG_global_variable, {at::sibling("x"), at::name("b")}),
-       0,
-       {"a", "b", "c"}},
-      {"padding by its length", Dwarf1Entries().u32(20).u16(TAG_padding).pad(14, 9).append(var("a")), 1, {"a"}},
-      {"corrupt form behind the sibling",
-       Dwarf1Entries().entry(TAG_global_variable, {at::name("a"), corrupt, at::name("x")}).append(var("b")),
-       0,
-       {"a", "b"}},
-      {"form 0", Dwarf1Entries().entry(TAG_global_variable, {at::raw(AT_ordering, 0), at::name("a")}), 0, {"a"}},
+      {"null entry of 7 bytes", Joined(var("a"), Bytes().u32(7), var("b")), 1, {"a"}},
+      {"sibling 0", Joined(with({at::sibling(0), at::name("a")}), var("b")), 1, {"a"}},
+      {"no sibling", Joined(with({at::name("a"), at::noSibling}), var("b")), 0, {"a"}},
+      {"sibling off the file", Joined(with({at::sibling(0x7FFFFFF0), at::name("a")})), 1, {"a"}},
+      {"a circle", Joined(Bytes().label("a"), var("a"), to("b", "a")), 0, {"a", "b"}},
+      {"back, in no circle", Joined(to("a", "2"), Bytes().label("3"), to("c", "4"), Bytes().label("2"), to("b", "3"),
+                                    Bytes().label("4"), var("d")), 1, {"a", "b", "c", "d"}},
+      {"a circle behind a step back", Joined(to("a", "y"), Bytes().label("x"), to("c", "y"), Bytes().label("y"), to("b", "x")),
+       0, {"a", "b", "c"}},
+      {"padding by its length", Joined(Bytes().u32(20).u16(TAG_padding).pad(14, 9), var("a")), 1, {"a"}},
+      {"corrupt form behind the sibling", Joined(with({at::name("a"), corrupt, at::name("x")}), var("b")), 0, {"a", "b"}},
+      {"form 0", Joined(with({at::raw(AT_ordering, 0), at::name("a")})), 0, {"a"}},
+      // clang-format on
   };
   for (const auto& fact : facts) {
-    SCOPED_TRACE(fact.what);
-    const DescModule* module = FillEntries(fact.entries);
-    EXPECT_EQ(filled, fact.filled) << failure;
-    EXPECT_EQ(Names(module->vars), fact.vars);
+    const DescModule* module = FillEntries(Dwarf1Entries().append(fact.entries));
+    EXPECT_EQ(filled, fact.filled) << fact.what << failure;
+    EXPECT_EQ(Names(module->vars), fact.vars) << fact.what;
     EXPECT_EQ(module->loadedKinds, 7U);
   }
 }
@@ -195,72 +135,50 @@ TEST_P(Dwarf1ModuleFill, WhatEndsAWalkOverChildren) {
   const auto plain = [](const char* name) { return Dwarf1Entries().entry(TAG_member, {at::name(name)}); };
   const struct {
     const char* what;
-    Dwarf1Entries children;
+    Bytes children;
     int filled;
     Texts members;
   } facts[] = {
+      // clang-format off
       {"no children", {}, 1, {}},
-      {"siblings over a gap",
-       Dwarf1Entries().append(member("a", at::sibling("far"))).pad(9).label("far").append(plain("b")),
-       1,
-       {"a", "b"}},
-      {"first child without a sibling",
-       Dwarf1Entries().append(member("a", at::noSibling)).append(plain("b")),
-       1,
-       {"a", "b"}},
-      {"later child without a sibling",
-       Dwarf1Entries().append(plain("a")).append(member("b", at::noSibling)).append(plain("c")),
-       0,
-       {"a", "b"}},
-      {"sibling to itself", Dwarf1Entries().label("b").append(member("b", at::sibling("b"))), 0, {"b"}},
-      {"sibling back",
-       Dwarf1Entries().label("a").append(plain("a")).append(member("b", at::sibling("a"))),
-       0,
-       {"a", "b"}},
-      {"sibling 0", Dwarf1Entries().append(member("a", at::sibling(0))).append(plain("b")), 1, {"a"}},
-      {"sibling off the file",
-       Dwarf1Entries().append(member("a", at::sibling(0x80000000))).append(plain("b")),
-       1,
-       {"a"}},
-      {"sibling behind the parent's end",
-       Dwarf1Entries().append(member("a", at::sibling("out"))).append(plain("b")),
-       1,
-       {"a", "out"}},
+      {"siblings over a gap", Joined(member("a", at::sibling("far")), Bytes().pad(9).label("far"), plain("b")), 1, {"a", "b"}},
+      {"first child without a sibling", Joined(member("a", at::noSibling), plain("b")), 1, {"a", "b"}},
+      {"later child without one", Joined(plain("a"), member("b", at::noSibling), plain("c")), 0, {"a", "b"}},
+      {"sibling to itself", Joined(Bytes().label("b"), member("b", at::sibling("b"))), 0, {"b"}},
+      {"sibling back", Joined(Bytes().label("a"), plain("a"), member("b", at::sibling("a"))), 0, {"a", "b"}},
+      {"sibling 0", Joined(member("a", at::sibling(0)), plain("b")), 1, {"a"}},
+      {"sibling off the file", Joined(member("a", at::sibling(0x80000000)), plain("b")), 1, {"a"}},
+      {"sibling behind the parent's end", Joined(member("a", at::sibling("out")), plain("b")), 1, {"a", "out"}},
+      // clang-format on
   };
   for (const auto& fact : facts) {
-    SCOPED_TRACE(fact.what);
+    // clang-format off
     const DescModule* module = FillEntries(Dwarf1Entries()
-                                               .parent(TAG_structure_type, {at::name("s")})
-                                               .append(fact.children)
-                                               .end()
-                                               .entry(TAG_global_variable, {at::name("behind")})
-                                               .label("out")
-                                               .entry(TAG_member, {at::name("out")}));
-    EXPECT_EQ(filled, fact.filled) << failure;
+        .parent(TAG_structure_type, {at::name("s")}).append(fact.children).end()
+        .entry(TAG_global_variable, {at::name("behind")}).label("out").entry(TAG_member, {at::name("out")}));
+    // clang-format on
+    EXPECT_EQ(filled, fact.filled) << fact.what << failure;
     ASSERT_NE(module->types, nullptr);
-    EXPECT_EQ(Names(module->types->items.members), fact.members);
+    EXPECT_EQ(Names(module->types->items.members), fact.members) << fact.what;
     EXPECT_EQ(Names(module->vars), Texts{"behind"});
   }
 }
 
 TEST_P(Dwarf1ModuleFill, CorruptFormsKeepWhatStandsAround) {
-  const DescModule* module = FillEntries(
-      Dwarf1Entries()
-          .parent(TAG_global_subroutine, {at::name("p"), at::lowPc(4), corrupt})  // the sibling came before
-          .entry(TAG_local_variable, {at::name("z")})
-          .end()
-          .parent(TAG_global_subroutine, {at::name("q")})
+  const auto bitOffset = at::raw(AT_bit_offset, FORM_DATA2, Bytes().u16(1));
+  // clang-format off
+  const DescModule* module = FillEntries(Dwarf1Entries()
+      .parent(TAG_global_subroutine, {at::name("p"), at::lowPc(4), corrupt})  // the sibling came before
+          .entry(TAG_local_variable, {at::name("z")}).end()
+      .parent(TAG_global_subroutine, {at::name("q")})
           .parent(TAG_lexical_block, {at::lowPc(8), corrupt})
-          .entry(TAG_local_variable, {at::name("x"), at::address(0)})
-          .end()
-          .entry(TAG_local_variable, {at::name("y"), at::raw(AT_bit_offset, FORM_DATA2, Bytes().u16(1)), corrupt})
-          .end()
-          .parent(TAG_string_type, {corrupt})
-          .entry(TAG_typedef, {at::name("t")})
-          .end()
-          .entry(TAG_array_type, {at::byteSize(8), corrupt})
-          .entry(TAG_enumeration_type, {at::byteSize(2), corrupt})
-          .entry(TAG_label, {at::name("l"), at::lowPc(1), corrupt}));
+              .entry(TAG_local_variable, {at::name("x"), at::address(0)}).end()
+          .entry(TAG_local_variable, {at::name("y"), bitOffset, corrupt}).end()
+      .parent(TAG_string_type, {corrupt}).entry(TAG_typedef, {at::name("t")}).end()
+      .entry(TAG_array_type, {at::byteSize(8), corrupt})
+      .entry(TAG_enumeration_type, {at::byteSize(2), corrupt})
+      .entry(TAG_label, {at::name("l"), at::lowPc(1), corrupt}));
+  // clang-format on
   EXPECT_EQ(filled, 0);
   EXPECT_EQ(failure, "corrupt form");
   EXPECT_EQ(ProcTexts(module->procs), (Texts{"l: void 1..0", "p: void 4..0", "q: void 0..0"}));
@@ -302,68 +220,48 @@ TEST_P(Dwarf1ModuleFill, OverlappingEntriesEnd) {
     entries.label(second).append(skipped(end)).append(skipped(next)).nullEntry().label(next);
   }
   entries.nullEntry();
-  for (int level = LEVELS - 1; level >= 0; --level) {
-    entries.label(label("end ", level)).nullEntry().pad(4);
-  }
+  for (int level = LEVELS - 1; level >= 0; --level) entries.label(label("end ", level)).nullEntry().pad(4);
   FillEntries(entries);
   EXPECT_EQ(filled, 0);
   EXPECT_EQ(failure, "entries that overlap");
 }
 
 TEST_P(Dwarf1ModuleFill, MergedUnitsBecomeOne) {
-  const auto unit = [](const char* number, const Dwarf1Attr& attr) {
-    const auto named = [&](const char* what) { return at::name(what + std::string(number)); };
-    return Dwarf1Unit({at::name("a.c"), attr})
+  const auto unit = [](const std::string& number) {
+    const auto named = [&](const std::string& what) { return at::name(what + number); };
+    // clang-format off
+    return Dwarf1Unit({at::name("a.c")})
         .entry(TAG_global_variable, {named("var"), at::userType("node")})
-        .parent(TAG_global_subroutine, {named("proc"), at::raw(AT_user_def_type, FORM_REF, Bytes().u32(0x7777))})
-        .end()
+        .parent(TAG_global_subroutine, {named("proc"), at::raw(AT_user_def_type, FORM_REF, Bytes().u32(0x7777))}).end()
         .entry(TAG_label, {named("label"), at::lowPc(8)})
         .entry(TAG_array_type, {named("array"), Subscripts({{0, 3}}, at::fundType(FT_short))})
         .parent(TAG_structure_type, {named("bits")})
-        .entry(TAG_member,
-               {named("bit"), at::fundType(FT_short), at::data2(AT_bit_offset, 1), at::data4(AT_bit_size, 2)})
-        .end();
+            .entry(TAG_member, {named("bit"), at::fundType(FT_short), at::data2(AT_bit_offset, 1), at::data4(AT_bit_size, 2)})
+            .end();
+    // clang-format on
   };
   const auto node =
       Dwarf1Unit({at::name("a.c")}).label("node").entry(TAG_structure_type, {at::name("node"), at::byteSize(12)});
+  const auto failing = Dwarf1Unit({at::name("a.c")}).entry(TAG_global_variable, {at::name("x"), corrupt});
+  const auto file = [&](const auto&... units) { return Dwarf1File(GetParam(), units...); };
   // The structure is defined in the first unit, in the last one, and in none of those that are compared.
-  const auto plain = at::byteSize(1);
   const struct {
     const char* what;
     ElfFile file;
     int filled;
     Texts vars, types, typesOfFolded;
   } facts[] = {
-      {"two, definition behind",
-       Dwarf1File(GetParam(), unit("1", plain), node),
-       1,
-       {"var1: struct node"},
-       {"struct node", "undefined", "[0..3]short", "struct bits1"},
-       {"struct node"}},
-      {"two, definition in front",
-       Dwarf1File(GetParam(), node, unit("1", plain)),
-       1,
-       {"var1: struct node"},
-       {"struct node"},
-       {"struct node", "undefined", "[0..3]short", "struct bits1"}},
-      {"three",
-       Dwarf1File(GetParam(), unit("1", plain), unit("2", plain), node),
-       1,
-       {"var1: struct node", "var2: struct node"},
-       {"struct node", "undefined", "[0..3]short", "struct bits1"},
-       {"struct node"}},
-      {"three, two of them folded",
-       Dwarf1File(GetParam(), Dwarf1Unit({at::name("a.c")}), unit("1", plain), node),
-       1,
-       {"var1: undefined"},
-       {},
-       {"struct node"}},
-      {"a folded unit that fails",
-       Dwarf1File(GetParam(), node, Dwarf1Unit({at::name("a.c")}).entry(TAG_global_variable, {at::name("x"), corrupt})),
-       0,
-       {"x: undefined"},
-       {"struct node"},
-       {}},
+      // clang-format off
+      {"two, definition behind", file(unit("1"), node), 1, {"var1: struct node"},
+       {"struct node", "undefined", "[0..3]short", "struct bits1"}, {"struct node"}},
+      {"two, definition in front", file(node, unit("1")), 1, {"var1: struct node"},
+       {"struct node"}, {"struct node", "undefined", "[0..3]short", "struct bits1"}},
+      {"three", file(unit("1"), unit("2"), node), 1, {"var1: struct node", "var2: struct node"},
+       {"struct node", "undefined", "[0..3]short", "struct bits1"}, {"struct node"}},
+      {"three, two of them folded", file(Dwarf1Unit({at::name("a.c")}), unit("1"), node), 1, {"var1: undefined"},
+       {}, {"struct node"}},
+      {"a folded unit that fails", file(node, failing), 0, {"x: undefined"}, {"struct node"}, {}},
+      // clang-format on
   };
   for (const auto& fact : facts) {
     SCOPED_TRACE(fact.what);
@@ -381,8 +279,7 @@ TEST_P(Dwarf1ModuleFill, MergedUnitsBecomeOne) {
 
   // Three units with procedures: the lists follow one another as first, last, last but one; the loader settles the
   // arrays and bit fields of all three.
-  DescModule* module = LoadAndExtend(
-      Dwarf1File(GetParam(), unit("1", plain), unit("2", plain), unit("3", plain), Bytes().label("node")));
+  DescModule* module = LoadAndExtend(file(unit("1"), unit("2"), unit("3"), Bytes().label("node")));
   EXPECT_EQ(extended, 1);
   EXPECT_EQ(Names(module->procs), (Texts{"label1", "proc1", "label3", "proc3", "label2", "proc2"}));
   EXPECT_EQ(Names(module->vars), (Texts{"var1", "var3", "var2"}));

@@ -40,10 +40,9 @@ TEST_P(Dwarf1Types, TypeAttributes) {
       {at::data2(AT_member, 7), "undefined", 0},
   };
   for (const auto& fact : facts) {
-    const DescModule* module = FillEntries(Var("v", fact.attr)
-                                               .append(Var("next", at::fundType(FT_char)))
-                                               .label("later")
-                                               .entry(TAG_structure_type, {at::name("later")}));
+    const auto later = Dwarf1Entries().label("later").entry(TAG_structure_type, {at::name("later")});
+    const DescModule* module =
+        FillEntries(Var("v", fact.attr).append(Var("next", at::fundType(FT_char))).append(later));
     EXPECT_EQ(VarTexts(module->vars), (Texts{"v: " + fact.type, "next: char"}));
     const bool isLaterReferred = fact.type.find("later") != std::string::npos;
     EXPECT_EQ(module->typeCount, fact.records + (isLaterReferred ? 0 : 1)) << fact.type;
@@ -52,40 +51,38 @@ TEST_P(Dwarf1Types, TypeAttributes) {
 }
 
 TEST_P(Dwarf1Types, ReferencesShareOneRecord) {
-  const DescModule* module = FillEntries(Var("before", at::userType("node"))
-                                             .append(Var("pointer", at::modUserType({MOD_pointer_to}, "node")))
-                                             .label("node")
-                                             .parent(TAG_structure_type, {at::name("node"), at::byteSize(8)})
-                                             .entry(TAG_member, {at::name("next"), at::modUserType({1}, "node")})
-                                             .end()
-                                             .append(Var("behind", at::userType("node"))));
+  const auto pointer = at::modUserType({MOD_pointer_to}, "node");
+  // clang-format off
+  const DescModule* module = FillEntries(Dwarf1Entries()
+      .append(Var("before", at::userType("node"))).append(Var("pointer", pointer))
+      .label("node").parent(TAG_structure_type, {at::name("node"), at::byteSize(8)})
+          .entry(TAG_member, {at::name("next"), pointer}).end()
+      .append(Var("behind", at::userType("node"))));
+  // clang-format on
   const DescType* node = module->vars->type;
   EXPECT_EQ(node->byteSize, 8);
-  EXPECT_EQ(module->vars->next->type->target.type, node);
-  EXPECT_EQ(module->vars->next->type->key, NO_KEY);
-  EXPECT_EQ(module->vars->next->type->byteSize, 4);
+  const DescType* type = module->vars->next->type;
+  EXPECT_EQ(type->target.type, node);
+  EXPECT_EQ(type->key, NO_KEY);
+  EXPECT_EQ(type->byteSize, 4);
   EXPECT_EQ(module->vars->next->next->type, node);
   EXPECT_EQ(node->items.members->type->target.type, node);
   EXPECT_EQ(module->typeCount, 3U);
-}
 
-// A reference to 0xFFFFFFFF finds the newest record that has no key, and makes one only where there is none.
-TEST_P(Dwarf1Types, TheNewestRecordWithAKeyWins) {
+  // A reference to 0xFFFFFFFF finds the newest record that has no key, and makes one only where there is none.
   const Dwarf1Attr noKey = at::raw(AT_user_def_type, FORM_REF, Bytes().u32(NO_KEY));
-  const DescModule* module = FillEntries(Var("a", noKey)
-                                             .append(Var("b", at::modFundType({1}, FT_char)))
-                                             .append(Var("c", at::modFundType({1}, FT_integer)))
-                                             .append(Var("d", noKey)));
+  const auto b = Var("b", at::modFundType({1}, FT_char));
+  const auto c = Var("c", at::modFundType({1}, FT_integer));
+  module = FillEntries(Var("a", noKey).append(b).append(c).append(Var("d", noKey)));
   EXPECT_EQ(VarTexts(module->vars), (Texts{"a: undefined", "b: *char", "c: *int", "d: *int"}));
   EXPECT_EQ(module->typeCount, 3U);
 }
 
-TEST_P(Dwarf1Types, LocationsAreCopied) {
+TEST_P(Dwarf1Types, LocationsAreCopiedAndNamesCut) {
   const RawBytes atoms = Bytes().u8(OP_BASEREG).u32(31).u8(OP_CONST).u32(8).u8(OP_ADD).In(GetParam());
-  const DescModule* module =
-      FillEntries(Dwarf1Entries()
-                      .entry(TAG_global_variable, {at::address(1), at::location(Bytes().raw(atoms)), at::name("twice")})
-                      .append(Var("empty", at::location({}))));
+  const auto twice =
+      Dwarf1Entries().entry(TAG_global_variable, {at::address(1), at::location(Bytes().raw(atoms)), at::name("twice")});
+  const DescModule* module = FillEntries(Dwarf1Entries().append(twice).append(Var("empty", at::location({}))));
   const DescLocation* location = module->vars->location;
   EXPECT_EQ(memcmp(location->expression, atoms.data(), atoms.size()), 0);
   EXPECT_EQ(location->expression[atoms.size()], 0);
@@ -93,22 +90,19 @@ TEST_P(Dwarf1Types, LocationsAreCopied) {
   EXPECT_EQ(location->lowPc, 0U);
   EXPECT_EQ(location->highPc, 0xFFFFFFFF);
   EXPECT_EQ(module->vars->next->location->expression[0], 0);
+
+  for (const size_t length : {1022, 1023, 1024, 2000, 20000, 16384 * 3}) {  // consumed whole all the same
+    const Dwarf1Attrs attrs = {at::name(std::string(length, 'n')), at::text(AT_ordering, "skipped"),
+                               at::fundType(FT_char)};
+    module = FillEntries(Dwarf1Entries().entry(TAG_global_variable, attrs).append(Var("next", at::fundType(FT_char))));
+    EXPECT_EQ(VarTexts(module->vars),
+              (Texts{std::string(std::min<size_t>(length, 1023), 'n') + ": char", "next: char"}));
+  }
 }
 
-TEST_P(Dwarf1Types, BitFields) {
-  const auto field = [](const char* name, const Dwarf1Attrs& attrs) {
-    Dwarf1Attrs all = {at::name(name), at::fundType(FT_short)};
-    all.insert(all.end(), attrs.begin(), attrs.end());
-    return Dwarf1Entries().entry(TAG_member, all);
-  };
-  const auto unit = [&](const char* producer) {
-    return Dwarf1Unit({at::text(AT_producer, producer)})
-        .parent(TAG_structure_type, {at::name("s")})
-        .append(field("both", {at::data2(AT_bit_offset, 0x102), at::data4(AT_bit_size, 3)}))
-        .append(field("other forms", {at::raw(AT_bit_offset, FORM_DATA4, Bytes().u16(1)),
-                                      at::raw(AT_bit_size, FORM_DATA2, Bytes().u32(0x1FF))}))
-        .append(field("size alone", {at::data4(AT_bit_size, 5)}))
-        .append(field("offset alone", {at::data2(AT_bit_offset, 4)}));
+TEST_P(Dwarf1Types, BitFieldsCountFromTheLowEndUnlessTheProducerDoes) {
+  const auto field = [](const Dwarf1Attr& first, const Dwarf1Attr& second = at::fundType(FT_short)) {
+    return Dwarf1Entries().entry(TAG_member, {at::name("m"), at::fundType(FT_short), first, second});
   };
   const struct {
     const char* producer;
@@ -118,25 +112,17 @@ TEST_P(Dwarf1Types, BitFields) {
       {"TARNIX", {"0 2 3", "0 1 255", "0 0 5", "0 4 0"}},
   };
   for (const auto& fact : facts) {
-    const DescModule* module = LoadAndExtend(Dwarf1File(GetParam(), unit(fact.producer)));
-    EXPECT_EQ(Listed(module->types->items.members,
-                     [](const DescVar& var) {
-                       return std::to_string(var.byteSize) + " " + std::to_string(var.bitOffset) + " " +
-                              std::to_string(var.bitSize);
-                     }),
-              fact.fields);
-  }
-}
-
-TEST_P(Dwarf1Types, NamesAreCutAndConsumedWhole) {
-  for (const size_t length : {1022, 1023, 1024, 2000, 20000, 16384 * 3}) {
-    const DescModule* module =
-        FillEntries(Dwarf1Entries()
-                        .entry(TAG_global_variable, {at::name(std::string(length, 'n')),
-                                                     at::text(AT_ordering, "skipped"), at::fundType(FT_char)})
-                        .append(Var("next", at::fundType(FT_char))));
-    EXPECT_EQ(VarTexts(module->vars),
-              (Texts{std::string(std::min<size_t>(length, 1023), 'n') + ": char", "next: char"}));
+    const auto unit = Dwarf1Unit({at::text(AT_producer, fact.producer)})
+                          .parent(TAG_structure_type, {at::name("s")})
+                          .append(field(at::data2(AT_bit_offset, 0x102), at::data4(AT_bit_size, 3)))
+                          .append(field(at::raw(AT_bit_offset, FORM_DATA4, Bytes().u16(1)),
+                                        at::raw(AT_bit_size, FORM_DATA2, Bytes().u32(0x1FF))))
+                          .append(field(at::data4(AT_bit_size, 5)))
+                          .append(field(at::data2(AT_bit_offset, 4)));
+    const auto text = [](const DescVar& var) {
+      return std::to_string(var.byteSize) + " " + std::to_string(var.bitOffset) + " " + std::to_string(var.bitSize);
+    };
+    EXPECT_EQ(Listed(LoadAndExtend(Dwarf1File(GetParam(), unit))->types->items.members, text), fact.fields);
   }
 }
 
@@ -160,20 +146,21 @@ TEST_P(Dwarf1Types, TypedefsSetTheSizesOfBasicTypes) {
       {"unsigned int", at::fundType(FT_integer), 0, 0},
   };
   for (const auto& fact : facts) {
-    SCOPED_TRACE(fact.name);
     const DescModule* module = FillEntries(
         Dwarf1Entries().label("self").entry(TAG_typedef, {at::name(fact.name), fact.type, at::byteSize(77)}));
     EXPECT_EQ(TypesOf(module)[0]->byteSize, 77);
     EXPECT_EQ(TypesOf(module)[0]->kind, KIND_TYPEDEF);
     for (uint32_t row = 1; row < FT_COUNT; ++row) {
-      EXPECT_EQ(dwarf1State.basicTypes[row]->byteSize == 77, row >= fact.firstRow && row <= fact.lastRow) << row;
+      EXPECT_EQ(dwarf1State.basicTypes[row]->byteSize == 77, row >= fact.firstRow && row <= fact.lastRow)
+          << fact.name << row;
     }
   }
+  // clang-format off
   const DescModule* module = FillEntries(Dwarf1Entries()
-                                             .entry(TAG_typedef, {at::name("int"), at::byteSize(0)})
-                                             .entry(TAG_typedef, {at::text(AT_producer, "x"), at::userType("size_t")})
-                                             .label("size_t")
-                                             .entry(TAG_typedef, {at::name("size_t"), at::fundType(FT_unsigned_long)}));
+      .entry(TAG_typedef, {at::name("int"), at::byteSize(0)})
+      .entry(TAG_typedef, {at::text(AT_producer, "x"), at::userType("size_t")})
+      .label("size_t").entry(TAG_typedef, {at::name("size_t"), at::fundType(FT_unsigned_long)}));
+  // clang-format on
   EXPECT_EQ(dwarf1State.basicTypes[FT_integer]->byteSize, 4) << "a size of 0 sets nothing";
   EXPECT_EQ(TypeTexts(module), (Texts{"typedef int", "typedef ", "typedef size_t"}));
 }

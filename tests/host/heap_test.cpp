@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <random>
 #include <vector>
@@ -14,24 +15,12 @@ class Heap : public testing::Test {
     HEAP_FailFrom(0);
     HEAP_SetCeiling(size_t{1} << 30);
   }
-  // As many pieces of that size as the heap gives, at most `limit`.
-  static size_t Drain(mem_desc* heap, size_t size, size_t limit) {
-    size_t count = 0;
-    while (count < limit && HEAP_Get(heap, size) != nullptr) {
-      ++count;
-    }
-    return count;
-  }
 };
 
 TEST_F(Heap, PiecesAreAlignedApartAndKeepTheirBytes) {
   std::mt19937 random(1);
   mem_desc* heap = HEAP_Create(0, 0, 0);
-  struct Piece {
-    unsigned char* bytes;
-    size_t size;
-  };
-  std::vector<Piece> pieces;
+  std::vector<std::pair<unsigned char*, size_t>> pieces;
   size_t total = 0;
   for (int i = 0; i < 20000; ++i) {
     const size_t size = i % 1000 == 999 ? 3000000 : random() % (i % 50 == 49 ? 9000 : 90);  // 0 among them
@@ -43,10 +32,9 @@ TEST_F(Heap, PiecesAreAlignedApartAndKeepTheirBytes) {
     total += size;
     ASSERT_GE(HEAP_BytesUsed(heap), total);
   }
-  for (size_t i = 0; i < pieces.size(); ++i) {
-    for (size_t at = 0; at < pieces[i].size; ++at) {
-      ASSERT_EQ(pieces[i].bytes[at], i & 0xFF) << "piece " << i << " byte " << at;
-    }
+  int number = 0;
+  for (const auto& [bytes, size] : pieces) {
+    ASSERT_EQ(std::count(bytes, bytes + size, number++ & 0xFF), static_cast<std::ptrdiff_t>(size));
   }
   EXPECT_NE(HEAP_Get(heap, 0), HEAP_Get(heap, 0));
   EXPECT_EQ(HEAP_Release(heap), nullptr);
@@ -60,7 +48,8 @@ TEST_F(Heap, CeilingBoundsWhatIsGivenOut) {
       mem_desc* heap = HEAP_Create(0, 0, 0);
       ASSERT_NE(heap, nullptr);
       HEAP_SetCeiling(1);  // holds for later heaps only
-      const size_t count = Drain(heap, size, ceiling + 1);
+      size_t count = 0;
+      while (count <= ceiling && HEAP_Get(heap, size) != nullptr) ++count;
       EXPECT_LE(count * size, ceiling);
       EXPECT_LE(HEAP_BytesUsed(heap), ceiling);
       if (count > 0) {  // nothing is left unused that would have held another piece
