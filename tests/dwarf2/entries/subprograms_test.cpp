@@ -8,13 +8,8 @@ namespace {
 
 class Subprograms : public HostTest {};
 
-Texts Marks(const DescProc* proc) {
-  Texts texts;
-  for (const DescCodeMark* mark = proc->codeMarks; mark != nullptr; mark = mark->next) {
-    texts.push_back(Hex(mark->address));
-  }
-  return texts;
-}
+Attr Specified(const char* label) { return {DW_AT_specification, DW_FORM_ref4, label}; }
+Attr Block(uint32_t attribute, uint8_t operation) { return {attribute, DW_FORM_block1, Bytes().u8(operation)}; }
 
 TEST_F(Subprograms, TakeAttributesAndDirectChildren) {
   constexpr uint32_t MARK = 0x6871;
@@ -24,15 +19,13 @@ TEST_F(Subprograms, TakeAttributesAndDirectChildren) {
         .parent(DW_TAG_compile_unit)
             .parent(DW_TAG_subprogram, {Name("main"), Low(0x1234), High(0x1334), Type("int"),
                                         {DW_AT_prototyped, DW_FORM_flag, 2}, {DW_AT_segment, DW_FORM_data2, 0x1234},
-                                        {DW_AT_frame_base, DW_FORM_block1, Bytes().u8(0x51)},
-                                        {DW_AT_return_addr, DW_FORM_block1, Bytes()}})
+                                        Block(DW_AT_frame_base, 0x51), {DW_AT_return_addr, DW_FORM_block1, Bytes()}})
                 .child(DW_TAG_variable, {Name("v1")})
                 .child(DW_TAG_formal_parameter, {Name("p1"), Type("int")})
-                .child(MARK, {{DW_AT_name, DW_FORM_string, "x"}, Low(0x1240)})
+                .child(MARK, {Name("x"), Low(0x1240)})
                 .parent(DW_TAG_lexical_block)
                     .child(DW_TAG_variable, {Name("lost")})
-                    .parent(DW_TAG_lexical_block).child(DW_TAG_structure_type, {Name("lost type")}).end()
-                .end()
+                    .parent(DW_TAG_lexical_block).child(DW_TAG_structure_type, {Name("lost type")}).end().end()
                 .parent(DW_TAG_inlined_subroutine).child(DW_TAG_formal_parameter, {Name("lost")}).end()
                 .parent(DW_TAG_subprogram, {Name("lost")}).child(DW_TAG_variable, {Name("lost")}).end()
                 .child(DW_TAG_label, {Name("lost"), Low(0x1250)})
@@ -40,12 +33,11 @@ TEST_F(Subprograms, TakeAttributesAndDirectChildren) {
                 .parent(DW_TAG_unspecified_parameters).child(DW_TAG_variable, {Name("lost")}).end()
                 .child(DW_TAG_formal_parameter, {Name("p2")})
                 .child(MARK).child(MARK, {{DW_AT_low_pc, DW_FORM_data4, 0x1260}})
-                .child(DW_TAG_variable, {Name("v2")})
-            .end()
+                .child(DW_TAG_variable, {Name("v2")}).end()
             .child(MARK, {Low(1)})
             .label("int").child(DW_TAG_base_type, {Name("int"), Size(2)})
-            .child(DW_TAG_subprogram, {Name("next")})
-        .end();
+            .child(DW_TAG_subprogram, {Name("next")}).end();
+    // clang-format on
     for (const ByteOrder order : bothOrders) {
       const DescModule* module = LoadAndExtend(Dwarf2File(order, unit));
       ASSERT_EQ(extended, 1);
@@ -53,7 +45,8 @@ TEST_F(Subprograms, TakeAttributesAndDirectChildren) {
       const DescProc* proc = module->procs;
       EXPECT_EQ(Described(proc->params), (Texts{"p1:int", "p2:undefined"}));
       EXPECT_EQ(Described(proc->locals), (Texts{"v1:undefined", "v2:undefined"}));
-      EXPECT_EQ(Marks(proc), (Texts{"1240", "0", "0"}));
+      EXPECT_EQ(Listed(proc->codeMarks, [](const DescCodeMark& mark) { return Hex(mark.address); }),
+                (Texts{"1240", "0", "0"}));
       EXPECT_EQ(NameOf(proc->returnType), "int");
       EXPECT_EQ(proc->prototyped, 1u);
       EXPECT_EQ(proc->segment, 0x34);
@@ -64,7 +57,6 @@ TEST_F(Subprograms, TakeAttributesAndDirectChildren) {
       EXPECT_EQ(Names(module->types), (Texts{"local type", "int"}));
     }
   }
-  // clang-format on
 }
 
 TEST_F(Subprograms, CodesAndForms) {
@@ -72,17 +64,17 @@ TEST_F(Subprograms, CodesAndForms) {
     Attr attr;
     uint32_t DescProc::*field;
     uint32_t expected;
-    int extended;
+    int extended = 1;
   } facts[] = {
-      {{DW_AT_calling_convention, DW_FORM_data1, 1}, &DescProc::callKind, CALL_NORMAL, 1},
-      {{DW_AT_calling_convention, DW_FORM_data1, 2}, &DescProc::callKind, CALL_NORMAL, 1},
-      {{DW_AT_calling_convention, DW_FORM_udata, 3}, &DescProc::callKind, CALL_NOCALL, 1},
-      {{DW_AT_calling_convention, DW_FORM_data2, 0x140}, &DescProc::callKind, CALL_VENDOR, 1},
-      {{DW_AT_calling_convention, DW_FORM_data1, 0x41}, &DescProc::callKind, CALL_NORMAL, 1},
+      {{DW_AT_calling_convention, DW_FORM_data1, 1}, &DescProc::callKind, CALL_NORMAL},
+      {{DW_AT_calling_convention, DW_FORM_data1, 2}, &DescProc::callKind, CALL_NORMAL},
+      {{DW_AT_calling_convention, DW_FORM_udata, 3}, &DescProc::callKind, CALL_NOCALL},
+      {{DW_AT_calling_convention, DW_FORM_data2, 0x140}, &DescProc::callKind, CALL_VENDOR},
+      {{DW_AT_calling_convention, DW_FORM_data1, 0x41}, &DescProc::callKind, CALL_NORMAL},
       {{DW_AT_calling_convention, DW_FORM_flag, 3}, &DescProc::callKind, CALL_NORMAL, 0},
-      {{DW_AT_prototyped, DW_FORM_data1, 1}, &DescProc::prototyped, 0, 1},
-      {{DW_AT_high_pc, DW_FORM_data4, 0x20}, &DescProc::highPc, 0, 1},
-      {{DW_AT_low_pc, DW_FORM_udata, 0x20}, &DescProc::lowPc, 0, 1},
+      {{DW_AT_prototyped, DW_FORM_data1, 1}, &DescProc::prototyped, 0},
+      {{DW_AT_high_pc, DW_FORM_data4, 0x20}, &DescProc::highPc, 0},
+      {{DW_AT_low_pc, DW_FORM_udata, 0x20}, &DescProc::lowPc, 0},
   };
   for (const auto& fact : facts) {
     const Unit unit = Unit().parent(DW_TAG_compile_unit).child(DW_TAG_subprogram, {Name("f"), fact.attr}).end();
@@ -96,24 +88,18 @@ TEST_F(Subprograms, CodesAndForms) {
 // A definition takes name and type from its declaration; the declaration's children stay where they are.
 TEST_F(Subprograms, SpecificationsAreChased) {
   // clang-format off
-  const Unit unit = Unit()
-      .parent(DW_TAG_compile_unit)
-          .parent(DW_TAG_class_type, {Name("c")})
-              .label("method").parent(DW_TAG_subprogram, {Name("method"), Type("int")})
-                  .child(DW_TAG_formal_parameter, {Name("declared")})
-              .end()
-          .end()
-          .parent(DW_TAG_subprogram, {{DW_AT_specification, DW_FORM_ref4, "again"}, Name("overwritten"), Low(4), High(8)})
-              .child(DW_TAG_formal_parameter, {Name("defined")})
-          .end()
-          .label("again").child(DW_TAG_subprogram, {{DW_AT_specification, DW_FORM_ref4, "method"}, Low(6)})
-          .label("int").child(DW_TAG_base_type, {Name("int")})
-          .child(DW_TAG_subprogram, {{DW_AT_abstract_origin, DW_FORM_ref4, "method"}})
-          .label("x").child(DW_TAG_variable, {Name("x"), Type("int"), {DW_AT_location, DW_FORM_block1, Bytes().u8(0x51)}})
-          .child(DW_TAG_variable, {Name("y"), {DW_AT_specification, DW_FORM_ref4, "x"},
-                                   {DW_AT_location, DW_FORM_block1, Bytes().u8(0x52)}})
-          .child(DW_TAG_variable, {Name("z")})
-      .end();
+  const Unit unit = Unit().parent(DW_TAG_compile_unit)
+      .parent(DW_TAG_class_type, {Name("c")})
+          .label("method").parent(DW_TAG_subprogram, {Name("method"), Type("int")})
+              .child(DW_TAG_formal_parameter, {Name("declared")}).end().end()
+      .parent(DW_TAG_subprogram, {Specified("again"), Name("overwritten"), Low(4), High(8)})
+          .child(DW_TAG_formal_parameter, {Name("defined")}).end()
+      .label("again").child(DW_TAG_subprogram, {Specified("method"), Low(6)})
+      .label("int").child(DW_TAG_base_type, {Name("int")})
+      .child(DW_TAG_subprogram, {{DW_AT_abstract_origin, DW_FORM_ref4, "method"}})
+      .label("x").child(DW_TAG_variable, {Name("x"), Type("int"), Block(DW_AT_location, 0x51)})
+      .child(DW_TAG_variable, {Name("y"), Specified("x"), Block(DW_AT_location, 0x52)})
+      .child(DW_TAG_variable, {Name("z")}).end();
   // clang-format on
   for (const ByteOrder order : bothOrders) {
     const DescModule* module = LoadAndExtend(Dwarf2File(order, unit));
@@ -128,20 +114,11 @@ TEST_F(Subprograms, SpecificationsAreChased) {
 }
 
 TEST_F(Subprograms, SpecificationsThatLeadNowhereEnd) {
-  const auto specified = [](const char* label) -> Attr { return {DW_AT_specification, DW_FORM_ref4, label}; };
   for (const uint32_t tag : {DW_TAG_subprogram, DW_TAG_variable}) {
-    // clang-format off
-    const Unit units[] = {
-        Unit().parent(DW_TAG_compile_unit).label("a").child(tag, {Name("a"), specified("a")}).end(),
-        Unit().parent(DW_TAG_compile_unit)
-            .label("a").child(tag, {Name("a"), specified("b")})
-            .label("b").child(tag, {Name("b"), specified("a")}).end(),
-        Unit().parent(DW_TAG_compile_unit).child(tag, {Name("a"), {DW_AT_specification, DW_FORM_ref4, 0x7FFFFFFF}}).end(),
-        Unit().parent(DW_TAG_compile_unit).child(tag, {Name("a"), {DW_AT_specification, DW_FORM_data4, 0x20}}).end(),
-    };
-    // clang-format on
-    for (const Unit& unit : units) {
-      LoadAndExtend(Dwarf2File(ByteOrder::big, unit));
+    for (const Attr& attr : {Specified("a"), Specified("b"), Attr(DW_AT_specification, DW_FORM_ref4, 0x7FFFFFFF),
+                             Attr(DW_AT_specification, DW_FORM_data4, 0x20)}) {
+      Unit unit = Unit().parent(DW_TAG_compile_unit).label("a").child(tag, {Name("a"), attr});
+      LoadAndExtend(Dwarf2File(ByteOrder::big, unit.label("b").child(tag, {Name("b"), Specified("a")}).end()));
       EXPECT_EQ(extended, 0);
       EXPECT_EQ(TakeMessages(), Texts{ERROR_IN_OBJECT_FILE});
     }
