@@ -7,6 +7,35 @@ from collections import namedtuple
 Unit = namedtuple("Unit", "offset address_size root")
 
 
+class Bytes:
+    """A cursor over a section."""
+
+    def __init__(self, data, little, position=0):
+        self.data, self.order, self.position = data, "<" if little else ">", position
+
+    def fixed(self, size):
+        data = self.data[self.position:self.position + size]
+        self.position += size
+        return int.from_bytes(data, "little" if self.order == "<" else "big")
+
+    def text(self):
+        end = self.data.index(b"\0", self.position)
+        text = self.data[self.position:end]
+        self.position = end + 1
+        return decode_text(text)
+
+
+def decode_text(data):
+    try:
+        return data.decode("utf-8")
+    except UnicodeDecodeError:
+        return data.decode("latin-1")
+
+
+def base_name(path):
+    return path.replace("\\", "/").rsplit("/", 1)[-1]
+
+
 class Entry:
     def __init__(self, offset, tag):
         self.offset, self.tag, self.attributes, self.children = offset, tag, {}, []

@@ -32,28 +32,26 @@ def section(name):
 
 
 class Entry:
-    """An entry with its attributes by name; text as bytes, numbers as numbers, blocks as bytes."""
+    """An entry with its attributes by name; text as text, numbers as numbers, blocks as bytes."""
 
     def __init__(self, data, offset):
-        self.offset, self.children = offset, []
+        self.offset, self.children, self.attributes = offset, [], {}
         self.length, self.tag = struct.unpack_from(">IH", data, offset)
-        self.attributes = {}
         at = offset + 6
         while self.length >= 8 and self.tag != 0 and at < offset + self.length:
             code, = struct.unpack_from(">H", data, at)
-            at += 2
-            form = code & 0xF
+            at, form = at + 2, code & 0xF
             if form in (3, 4):
-                width = 2 if form == 3 else 4
-                size = int.from_bytes(data[at:at + width], "big")
-                value, at = data[at + width:at + width + size], at + width + size
+                start = at + (2 if form == 3 else 4)
+                end = start + int.from_bytes(data[at:start], "big")
+                value = data[start:end]
             elif form == 8:
-                end = data.index(b"\0", at)
-                value, at = data[at:end].decode(), end + 1
+                end = data.index(b"\0", at) + 1
+                value = data[at:end - 1].decode()
             else:
-                size = {1: 4, 2: 4, 5: 2, 6: 4, 7: 8}[form]
-                value, at = int.from_bytes(data[at:at + min(size, 4)], "big"), at + size
-            self.attributes[code & 0xFFF0] = value
+                end = at + {1: 4, 2: 4, 5: 2, 6: 4, 7: 8}[form]
+                value = int.from_bytes(data[at:min(end, at + 4)], "big")
+            self.attributes[code & 0xFFF0], at = value, end
 
     def get(self, name, default=0):
         return self.attributes.get(name, default)
@@ -68,9 +66,7 @@ def chain(data, offset, end):
         if entry.length < 8:
             break
         behind = entry.get(SIBLING, offset)
-        if behind != offset:
-            entry.children = chain(data, offset, behind)
-            offset = behind
+        entry.children, offset = chain(data, offset, behind), behind
         entries.append(entry)
     return entries
 
@@ -116,11 +112,9 @@ class SampleTest(unittest.TestCase):
                 self.assertEqual(items, entry.get(ELEMENTS))
         self.assertEqual(seen, set(KINDS), "the sample has types of all tags")
 
-        procs = sorted((proc["name"], proc["lowPc"], proc["highPc"]) for module in dump["modules"]
-                       for proc in module["procs"])
-        wanted = [(entry.get(NAME), entry.get(LOW), entry.get(HIGH)) for unit in units for entry in unit.children
-                  if entry.tag in PROCEDURES]
-        self.assertEqual([proc for proc in procs if proc in wanted], sorted(wanted))
+        procs = {(proc["name"], proc["lowPc"], proc["highPc"]) for module in dump["modules"] for proc in module["procs"]}
+        self.assertLessEqual({(entry.get(NAME), entry.get(LOW), entry.get(HIGH)) for unit in units
+                              for entry in unit.children if entry.tag in PROCEDURES}, procs)
         variables = sum(entry.tag in (0x07, 0x0C) for unit in units for entry in unit.children)
         self.assertEqual(sum(len(module["vars"]) for module in dump["modules"]), variables)
         blocks = [block["count"] for module in dump["modules"] for block in module["lineBlocks"]]
@@ -138,29 +132,21 @@ class SampleTest(unittest.TestCase):
         if set(theirs) <= {"??", "??:0", "??:?"}:
             self.skipTest("this addr2line does not read DWARF 1")
         ours = elfload("where", "--json", OPTIONS.sample, *addresses)["results"]
-        compared = {"line": 0, "function": 0}
+        functions = 0
         for address, function, place, result in zip(addresses, theirs[::2], theirs[1::2], ours, strict=True):
-            row = result["row"]
             file, line = place.rsplit(":", 1)
-            self.assertTrue(row["fileName"].endswith("/" + file), (hex(address), place, row))
-            self.assertEqual(int(line), row["line"], hex(address))
-            compared["line"] += 1
+            self.assertTrue(result["row"]["fileName"].endswith("/" + file), (hex(address), place, result))
+            self.assertEqual(int(line), result["row"]["line"], hex(address))
             if function != "??":  # it stops at the first entry without a sibling, and knows no labels
                 self.assertEqual(function, result["procedure"]["name"], hex(address))
-                compared["function"] += 1
-        self.assertEqual(compared["line"], len(addresses))
-        self.assertGreater(compared["function"], len(addresses) // 2)
+                functions += 1
+        self.assertGreater(functions, len(addresses) // 2)
 
 
-def main():
-    global OPTIONS
+if __name__ == "__main__":
     parser = argparse.ArgumentParser(description=__doc__.split("\n", 1)[0])
     parser.add_argument("--elfload", required=True)
     parser.add_argument("--generator", required=True)
     parser.add_argument("sample")
     OPTIONS = parser.parse_args()
     unittest.main(argv=sys.argv[:1])
-
-
-if __name__ == "__main__":
-    main()

@@ -57,30 +57,25 @@ class Client:
 
 
 @contextlib.contextmanager
-def qemu(program, *arguments, unix=None, host="127.0.0.1"):
+def qemu(program, *arguments, unix=None):
     """Runs QEMU's stub on a free port, or on a Unix socket; gives the target's name and a function that connects."""
-    family = socket.AF_INET6 if ":" in host else socket.AF_INET
-    with socket.socket(family) as probe:
-        probe.bind((host, 0))
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
         port = probe.getsockname()[1]
-    bracketed = f"[{host}]" if ":" in host else host
-    where = ["-gdb", f"unix:{unix},server=on,wait=off" if unix else f"tcp:{host}:{port}"]
-    if family == socket.AF_INET6:  # QEMU's short form takes no such address
-        where = ["-chardev", f"socket,id=stub,host={host},port={port},server=on,wait=off", "-gdb", "chardev:stub"]
 
     def connect():
         if not unix:
-            return socket.create_connection((host, port), timeout=20)
+            return socket.create_connection(("127.0.0.1", port), timeout=20)
         connection = socket.socket(socket.AF_UNIX)
         connection.settimeout(20)
-        try:
+        with contextlib.ExitStack() as on_failure:
+            on_failure.callback(connection.close)
             connection.connect(unix)
-        except OSError:
-            connection.close()
-            raise
+            on_failure.pop_all()
         return connection
 
-    process = subprocess.Popen([program, *arguments, "-S", *where, "-display", "none", "-monitor", "none",
+    where = f"unix:{unix},server=on,wait=off" if unix else f"tcp:127.0.0.1:{port}"
+    process = subprocess.Popen([program, *arguments, "-S", "-gdb", where, "-display", "none", "-monitor", "none",
                                 "-serial", "none"], stdin=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     try:
         for _ in range(200):
@@ -88,7 +83,7 @@ def qemu(program, *arguments, unix=None, host="127.0.0.1"):
                 connect().close()
                 break
             time.sleep(0.1)
-        yield (f"gdb:unix:{unix}" if unix else f"gdb:{bracketed}:{port}"), connect
+        yield (f"gdb:unix:{unix}" if unix else f"gdb:127.0.0.1:{port}"), connect
     finally:
         process.kill()
         process.wait()

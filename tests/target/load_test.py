@@ -8,7 +8,6 @@ import json
 import pathlib
 import shutil
 import signal
-import socket
 import struct
 import subprocess
 import sys
@@ -49,9 +48,8 @@ def segments_of(data):
     """(virtual, physical, file bytes) of each segment with bytes, and the entry."""
     order = "<" if data[5] == 1 else ">"
     entry, offset = struct.unpack_from(order + "II", data, 24)
-    count = struct.unpack_from(order + "H", data, 44)[0]
-    for kind, start, virtual, physical, size, _, _, _ in (
-            struct.unpack_from(order + "8I", data, offset + 32 * i) for i in range(count)):
+    for i in range(*struct.unpack_from(order + "H", data, 44)):
+        kind, start, virtual, physical, size, _, _, _ = struct.unpack_from(order + "8I", data, offset + 32 * i)
         if kind == 1 and size:
             yield virtual or physical, physical, data[start:start + size], entry
 
@@ -172,9 +170,8 @@ class StubTest(LoadTest):
         return b"+" + frame(self.ANSWERS.get(request[:1], b""))
 
     def test_a_stub_that_falls_silent_or_dies(self):
-        for reply, message in ((b"+", "no answer within 1.5 s"), (None, "the stub closed the connection"),
-                               (b"junk" * 9999, 'no answer within 1.5 s, but "junkjunk'),
-                               (b"+" + frame(b"Why?"), 'the answer makes no sense: "Why?"')):
+        for reply, message in ((b"junk" * 9999, 'no answer within 1.5 s, but "junkjunk'),
+                               (None, "the stub closed the connection")):
             with stub(lambda n, r, reply=reply: reply if n == 7 else self.answer(n, r)) as target:
                 start = time.monotonic()
                 result = run("--target", target, "--timeout", "1.5", "--verify", "none", self.file)
@@ -221,20 +218,14 @@ class QemuTest(LoadTest):
             document = self.document("--target", target, file)
             self.assertEqual((document["outcome"], document["verifiedBytes"]), ("done", 5015))
             with Client(connect()) as client:
-                self.assertEqual(client.memory(0x2000, 5000), PATTERN)
-                self.assertEqual(client.memory(0xFFFFF1, 15), PATTERN[:15])
+                self.assertEqual((client.memory(0x2000, 5000), client.memory(0xFFFFF1, 15)), (PATTERN, PATTERN[:15]))
                 self.assertEqual(client.register(counter), 0x2010)
                 client.ask(b"M2400,1:5a")
-            for verify in ("only", "full", "only-quick"):
-                found = run("--target", target, "--verify", verify, file)
-                self.assertEqual(found.returncode, 1 if verify == "only" else 0, found.stderr)
-                if verify == "only":
-                    self.assertIn("Loading verification failed at address 0x00002400", found.stderr)
-                    self.assertIn("segment 0, at 0x00002400 the target holds 0x5A", found.stderr)
+            self.fails("verify-differs", "at 0x00002400 the target holds 0x5A", "--target", target, "--verify", "only", file)
+            self.document("--target", target, "--verify", "full", file)
             # Where no memory is, QEMU answers OK to a write; only the read-back finds it.
             self.assertEqual(self.document("--target", target, "--verify", "none", nowhere)["outcome"], "done")
             self.fails("verify-differs", "0x00FFFF00", "--target", target, nowhere)
-            self.fails("refused", "there is no memory", "--target", target, "--region", "0-0x1FFF", file)
 
     def test_powerpc(self):
         self.check_load(0)
@@ -256,16 +247,6 @@ class QemuTest(LoadTest):
             self.assertEqual(run("--target", target, file).returncode, 0)  # a target that runs stops to be loaded
         self.assertEqual(counts[0], 0)
         self.assertGreater(counts[1], 0)
-
-    def test_ipv6(self):
-        command, machine, _ = self.machine(1)
-        try:
-            socket.create_server(("::1", 0), family=socket.AF_INET6).close()
-        except OSError:
-            self.skipTest("this machine has no IPv6")
-        file = self.write(elf_file(machine, [(0x1000, 0x1000, PATTERN, 5000, PF_R)], 0x1000))
-        with qemu(*command, host="::1") as (target, _):
-            self.assertEqual(self.document("--target", target, file)["outcome"], "done")
 
 
 if __name__ == "__main__":
