@@ -44,7 +44,7 @@ std::string MainFooter() {
 }
 
 // Lets an option take words for values.
-CLI::Validator Choice(std::map<std::string, int> values) {
+CLI::Validator Choice(const std::map<std::string, int>& values) {
   return {[values](std::string& text) -> std::string {
             const auto found = values.find(text);
             if (found == values.end()) {

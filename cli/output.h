@@ -23,8 +23,8 @@ namespace elfload {
 class Output {
  public:
   using Ch = char;
-  static constexpr size_t bufferSize = 256 * 1024;
-  static constexpr size_t reserveLimit = 64 * 1024;
+  static constexpr size_t bufferSize = size_t{256} * 1024;
+  static constexpr size_t reserveLimit = size_t{64} * 1024;
 
   // Writes to `file`, which stays the caller's; null drops everything and counts as failed.
   explicit Output(std::FILE* file);

@@ -144,7 +144,7 @@ std::string Declaration(const DescType* type, std::string_view name) {
 
 std::string Prototype(const DescProc* proc) {
   Declarator declarator;
-  const std::string name = Printable(proc->name != nullptr ? proc->name : "");
+  std::string name = Printable(proc->name != nullptr ? proc->name : "");
   if (KindOf(proc) == ProcKind::lineInfo) return name;
   if (KindOf(proc) == ProcKind::label) return name + ":";
   const std::string head = (name.empty() ? "?" : name) + declarator.Parameters(proc->params, proc->prototyped != 0);

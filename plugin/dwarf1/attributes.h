@@ -99,7 +99,7 @@ bool ReadAttributes(uint32_t remaining, uint32_t* nextOffset, ReadValue readValu
       remaining -= readValue(name, form);
     }
   }
-  dwarf1State.allowance -= static_cast<int64_t>(dwarf1State.position - start) + 6;
+  Work().SpendOnRecords(uint64_t{dwarf1State.position - start} + 6);
   return regular;
 }
 

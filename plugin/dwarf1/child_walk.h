@@ -36,7 +36,7 @@ void WalkChildren(uint32_t endOffset, ReadChild readChild) {
   }
   uint32_t sibling = NO_OFFSET;
   int64_t previous = -1;
-  while (static_cast<int32_t>(endOffset) > static_cast<int32_t>(DebugPosition()) && IsAllowanceLeft()) {
+  while (static_cast<int32_t>(endOffset) > static_cast<int32_t>(DebugPosition()) && IsWorkLeft()) {
     if (sibling != NO_OFFSET) {
       SeekDebug(sibling);
     }

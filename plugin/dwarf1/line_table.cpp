@@ -39,6 +39,7 @@ void AddFile(DescModule* module, char* path) {
     if (std::strcmp(file->fullName, path) == 0) {
       return;
     }
+    Work().SpendOnRecords(1);
   }
   auto* file = NewRecord<DescFile>(module->heap);
   file->fullName = path;
@@ -86,7 +87,9 @@ int64_t RowsInFile(int64_t rowCount) {
 void ReadRows(DescModule* module, char* path, int64_t rowCount, uint32_t baseAddress) {
   module->lineBlocks = nullptr;
   ListEnd<DescLineBlock> blocks(&module->lineBlocks);
-  for (int64_t left = RowsInFile(rowCount); left > 0; left -= ROWS_OF_BLOCK) {
+  const int64_t rows = std::max<int64_t>(RowsInFile(rowCount), 0);
+  Work().SpendOnRecords(static_cast<uint64_t>(rows * ROW_SIZE));
+  for (int64_t left = rows; left > 0; left -= ROWS_OF_BLOCK) {
     const auto count = static_cast<int32_t>(std::min(left, ROWS_OF_BLOCK));
     blocks.Append(ReadLineBlock(module->heap, path, count, baseAddress));
   }

@@ -72,7 +72,7 @@ void ReadUnitEntries(DescModule* module, UnitLists* lists) {
   ListEnd<DescProc> procs(&lists->procs);
   ListEnd<DescVar> vars(&lists->vars);
   Trail trail;
-  for (uint32_t nextOffset = module->ext->firstEntry; nextOffset != 0 && IsAllowanceLeft();) {
+  for (uint32_t nextOffset = module->ext->firstEntry; nextOffset != 0 && IsWorkLeft();) {
     if (!trail.Visit(nextOffset)) {
       Fail("entry without a sibling, or siblings in a circle");
       return;
@@ -114,7 +114,6 @@ int FillUnit(DescModule* module, L_list* ranges) {
 
 int FillDwarf1Module(ElfImage* image, DescModule* module, L_list* ranges) {
   dwarf1::UseImage(image);
-  dwarf1::GrantAllowance();
   const int result = dwarf1::FillUnit(module, ranges);
   dwarf1::ForgetTypes();
   return result;

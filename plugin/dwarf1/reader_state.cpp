@@ -26,11 +26,6 @@ void Fail(const char* reason) {
   }
 }
 
-void GrantAllowance() {
-  constexpr int64_t SLACK = 1 << 20;  // small files may be as wrong as they like
-  dwarf1State.allowance = 4 * dwarf1State.image->file->Size() + SLACK;
-}
-
 void ReadBytes(uint8_t* buffer, uint32_t count) {
   ElfStream* file = dwarf1State.image->file;
   dwarf1State.position += count;
@@ -58,7 +53,6 @@ void SkipBytes(uint32_t count) {
     Fail("skip");
   }
   dwarf1State.position += count;
-  dwarf1State.allowance += distance;  // bytes that nobody reads cost nothing
 }
 
 }  // namespace dwarf1

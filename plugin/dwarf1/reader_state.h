@@ -23,7 +23,6 @@ struct Dwarf1ReaderState {
   HashIndex typesByKey;   // of the module being filled
   DescType* newestNoKey;  // newest record without a key on that module's `types`: what a look-up of NO_KEY finds
   uint32_t nesting;       // levels of entries that the walk stands in
-  int64_t allowance;      // bytes that may still be read, see GrantAllowance
   const char* failure;    // the first reason since the latch was cleared; null while it is not set
   uint32_t failurePosition;
 };
@@ -43,14 +42,15 @@ void ClearFailure();
 // Sets the latch and notes the reason if it is the first.
 void Fail(const char* reason);
 
-// A regular file has each of its bytes read about once. Entries that overlap could be read over and over, so a scan or
-// a fill that reads several times the file fails.
-void GrantAllowance();
-inline bool IsAllowanceLeft() {
-  if (dwarf1State.allowance >= 0) {
+// Where what is read of the image is paid for. The walks ask whether anything is left, and fail when it is not.
+inline WorkAllowance& Work() {
+  return dwarf1State.image->file->Work();
+}
+inline bool IsWorkLeft() {
+  if (Work().IsLeft()) {
     return true;
   }
-  Fail("entries that overlap");
+  Fail("parts of the file are read over and over");
   return false;
 }
 

@@ -89,6 +89,7 @@ void SetSourceFile(mem_desc* tableHeap, DescModule* module, const UnitText& text
 
 // Reads the entry of the unit at `offset`. Its AT_sibling goes to `nextOffset`.
 DescModule* ReadUnitEntry(uint32_t offset, uint32_t remaining, mem_desc* tableHeap, uint32_t* nextOffset) {
+  Work().Spend(WorkAllowance::UNIT);
   DescModule* module = NewDescModule(tableHeap);
   if (module == nullptr) {
     throw std::bad_alloc();
@@ -117,7 +118,7 @@ bool ScanUnits(mem_desc* tableHeap, DescModule** modules) {
   uint32_t nextOffset = 0;  // where the last sibling led; padding does not move it
   int64_t previousOffset = -1;
   EntryHeader entry;
-  while (ReadEntryHeader(&entry) && previousOffset < static_cast<int32_t>(nextOffset) && IsAllowanceLeft()) {
+  while (ReadEntryHeader(&entry) && previousOffset < static_cast<int32_t>(nextOffset) && IsWorkLeft()) {
     if (entry.tag == TAG_padding) {
       offset = ReadPadding(offset);
     } else if (entry.tag == TAG_compile_unit) {
@@ -175,7 +176,7 @@ int ReadDwarf1Modules(ElfImage* image, mem_desc* tableHeap, DescModule** modules
   *modules = nullptr;
   UseImage(image);
   ClearFailure();
-  GrantAllowance();
+  Work().Grant(image->file->Size());
   int result = 0;
   RunStep([&] { result = ReadModules(tableHeap, modules, intSize); });
   return dwarf1State.failed == 0 ? result : 0;

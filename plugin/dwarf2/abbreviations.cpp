@@ -169,6 +169,7 @@ AbbrevTable* ReadAbbreviations(ElfImage* image, mem_desc* heap, uint32_t offset)
     ++declarations;
     maxCode = std::max(maxCode, code);
   }
+  SpendOnRecords(dwarf2State.position - offset);
   if (dwarf2State.failed != 0 || !MakeDenseTable(heap, table, declarations, maxCode)) {
     return nullptr;
   }
@@ -182,6 +183,7 @@ const AbbrevEntry* FindAbbreviationInBuckets(uint32_t code) {
       if (entry->code == code) {
         return entry;
       }
+      SpendOnRecords(1);
     }
   }
   Fail("no abbreviation %u", static_cast<unsigned>(code));

@@ -79,6 +79,7 @@ uint32_t MeasureString(ElfStream* file) {
 
 // Consumes the NUL behind a string of `length` bytes; the end of the file in its place sets the latch.
 void FinishString(ElfImage* image, uint32_t length) {
+  SpendOnText(length);
   dwarf2State.position += length;
   if (image->file->AtEnd()) {
     Fail("string without end");
@@ -224,6 +225,7 @@ char* ReadInlineString(ElfImage* image, mem_desc* heap) {
   }
   file->Take(length + 1);
   dwarf2State.position += length + 1;
+  SpendOnText(length);
   return text != nullptr ? text : EmptyString();
 }
 
@@ -371,11 +373,11 @@ void SkipForm(ElfImage* image, uint32_t form) {
 }
 
 char* DuplicateString(mem_desc* heap, const char* text) {
-  const auto length = static_cast<uint32_t>(std::strlen(text));
-  char* copy = NewString(heap, length);
+  const size_t size = std::strlen(text) + 1;
+  char* copy = NewString(heap, static_cast<uint32_t>(size - 1));
   if (copy == nullptr) {
     return EmptyString();
   }
-  std::memcpy(copy, text, length);
+  std::memcpy(copy, text, size);
   return copy;
 }

@@ -143,7 +143,7 @@ Dwarf2Fde* ReadFde(ElfImage* image, mem_desc* heap, Dwarf2Cie* cie, uint32_t len
   fde->cie = cie;
   fde->lowPc = ReadAddress(image, dwarf2State.addressSize);
   fde->highPc = fde->lowPc + ReadAddress(image, dwarf2State.addressSize);
-  const int64_t count = static_cast<int64_t>(length) - ID_SIZE - 2 * dwarf2State.addressSize;
+  const int64_t count = static_cast<int64_t>(length) - ID_SIZE - int64_t{2} * dwarf2State.addressSize;
   fde->instructions = ReadFrameBytes(image, heap, count);
   fde->instructionLength = fde->instructions != nullptr ? static_cast<uint32_t>(count) : 0;
   return fde;

@@ -15,10 +15,6 @@
 struct DescModule;
 struct ElfImage;
 
-// Whether the last line program was of the reduced variant; its producer also counts references from the section's
-// start.
-bool IsReducedVariant();
-
 // Empties the state and takes the module's heap and the caller's list of ranges.
 void BeginLineProgram(const DescModule* module, L_list* codeRanges);
 

@@ -55,6 +55,7 @@ void FillLines(ElfImage* image, DescModule* module, L_list* ranges) {
   if (dwarf2State.sections.line != nullptr) {
     SeekTo(image, dwarf2State.sections.line, module->ext->lineOffset);
     RunLineProgram(image);
+    SpendOnRecords(dwarf2State.position - module->ext->lineOffset);
     module->files = state.firstFile;
     if (module->files != nullptr) {
       CheckSourceDate(image, module->files->baseName);
@@ -125,6 +126,7 @@ void FillEntries(ElfImage* image, DescModule* module) {
     }
   }
   labels.MoveTo(module);
+  dwarf2State.work->SpendOnRecords(dwarf2State.position - module->ext->firstEntry);
 }
 
 }  // namespace
@@ -133,6 +135,10 @@ int FillDwarf2Module(ElfImage* image, DescModule* module, L_list* ranges) {
   ClearFailure();
   LoadDwarf2Sections(image);
   module->loadedKinds |= SYM_LOAD_ALL;
+  FailWithoutAllowance();
+  if (dwarf2State.failed != 0) {
+    return 0;
+  }
   dwarf2State.addressSize = module->ext->addressSize;
   FillLines(image, module, ranges);
 

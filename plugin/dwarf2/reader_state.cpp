@@ -5,7 +5,8 @@
 
 Dwarf2ReaderState dwarf2State;
 
-void LoadDwarf2Sections(const ElfImage* image) {
+void LoadDwarf2Sections(ElfImage* image) {
+  dwarf2State.work = &image->file->Work();
   dwarf2State.sections = {
       .info = ELF_FindSection(image, ".debug_info"),
       .abbrev = ELF_FindSection(image, ".debug_abbrev"),

@@ -36,6 +36,7 @@ struct Dwarf2ReaderState {
   DescType* voidType;    // the two shared records of the last scan
   DescType* undefinedType;
   Dwarf2Sections sections;  // of the image being read
+  WorkAllowance* work;      // of that image
   uint32_t nesting;         // levels of entries that the walk stands in
 
   // Types of the module being filled by key, beside its list `types`.
@@ -63,7 +64,7 @@ inline bool IsReducedVariant() {
 }
 
 // Looks the image's sections up. Begins every scan and every fill.
-void LoadDwarf2Sections(const ElfImage* image);
+void LoadDwarf2Sections(ElfImage* image);
 
 // Clears the latch and its reason.
 void ClearFailure();
@@ -73,6 +74,21 @@ void ClearFailure();
 __attribute__((format(printf, 1, 2)))
 #endif
 void Fail(const char* format, ...);
+
+// Pays for what was read of the image, out of its allowance. The latch is set when that is used up.
+inline void FailWithoutAllowance() {
+  if (!dwarf2State.work->IsLeft()) {
+    Fail("parts of the file are read over and over");
+  }
+}
+inline void SpendOnText(uint64_t bytes) {
+  dwarf2State.work->SpendOnText(bytes);
+  FailWithoutAllowance();
+}
+inline void SpendOnRecords(uint64_t bytes) {
+  dwarf2State.work->SpendOnRecords(bytes);
+  FailWithoutAllowance();
+}
 
 // Goes to `offset` of a section, position and stream together. A missing section sets the latch.
 inline void SeekTo(ElfImage* image, const ElfSectionHeader* section, uint32_t offset) {

@@ -114,6 +114,11 @@ bool ReadUnitEntry(ElfImage* image, DescModule* module) {
 
 // Reads a unit behind its unit_length. Null when the scan cannot go on.
 DescModule* ReadCompileUnit(ElfImage* image, mem_desc* tableHeap) {
+  dwarf2State.work->Spend(WorkAllowance::UNIT);
+  FailWithoutAllowance();
+  if (dwarf2State.failed != 0) {
+    return nullptr;
+  }
   DescModule* module = NewDescModule(tableHeap);
   if (module == nullptr) {
     Fail("no memory for a module");
@@ -192,6 +197,7 @@ bool ScanUnits(ElfImage* image, mem_desc* tableHeap, uint32_t size, DescModule**
 
 int ReadDwarf2Modules(ElfImage* image, mem_desc* tableHeap, DescModule** modules) {
   LoadDwarf2Sections(image);
+  dwarf2State.work->Grant(image->file->Size());
   dwarf2State.addressSize = 0;
   if (!MakeSharedTypes(tableHeap)) {
     return 0;

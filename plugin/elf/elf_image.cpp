@@ -85,8 +85,8 @@ bool TestElfHeader(ElfImage* image) {
   }
   return image->e_shentsize == SECTION_HEADER_SIZE && image->e_phentsize == PROGRAM_HEADER_SIZE &&
          image->e_phoff <= fileSize && image->e_shoff <= fileSize && image->e_ehsize <= fileSize &&
-         static_cast<uint32_t>(image->e_phnum) * PROGRAM_HEADER_SIZE < fileSize &&
-         static_cast<uint32_t>(image->e_shnum) * SECTION_HEADER_SIZE < fileSize;
+         uint64_t{image->e_phnum} * PROGRAM_HEADER_SIZE < fileSize &&
+         uint64_t{image->e_shnum} * SECTION_HEADER_SIZE < fileSize;
 }
 
 // A table of `count` cleared entries, never of no bytes, so that an empty table is told from a missing one.

@@ -90,6 +90,7 @@ std::unique_ptr<ElfStream> ElfStream::Open(const char* path) {
   }
   stream->descriptor_ = descriptor;
   stream->modificationTime_ = static_cast<uint32_t>(modified);
+  stream->work_.Grant(stream->size_);
   return stream;
 }
 

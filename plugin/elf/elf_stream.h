@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <memory>
 
+#include "elf/work_allowance.h"
+
 class ElfStream {
  public:
   static constexpr uint32_t BLOCK_SIZE = 0x10000;
@@ -23,6 +25,9 @@ class ElfStream {
 
   int64_t Size() const { return size_; }
   uint32_t ModificationTime() const { return modificationTime_; }
+
+  // What readers may still ask of this file. Granted when it is opened, and anew by whoever begins again.
+  WorkAllowance& Work() { return work_; }
 
   uint64_t Position() const { return windowOffset_ + static_cast<uint64_t>(next_ - window_); }
   uint64_t BytesLeft() const {
@@ -90,6 +95,7 @@ class ElfStream {
 
   int64_t size_ = -1;
   uint32_t modificationTime_ = 0;
+  WorkAllowance work_;
   int descriptor_ = -1;
   uint32_t* blockIndex_ = nullptr;  // by block number: index in blocks_ plus 1, 0, or a mark
   uint32_t fileBlocks_ = 0;         // entries of blockIndex_

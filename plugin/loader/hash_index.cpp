@@ -4,7 +4,17 @@ namespace {
 
 constexpr uint32_t FIRST_SIZE = 256;
 
+// The finalizer of SplitMix64: every bit of the address decides over every bit of the key.
+uint64_t MakeKey() {
+  uint64_t key = reinterpret_cast<uintptr_t>(&hashKey) + 0x9E3779B97F4A7C15U;
+  key = (key ^ key >> 30) * 0xBF58476D1CE4E5B9U;
+  key = (key ^ key >> 27) * 0x94D049BB133111EBU;
+  return key ^ key >> 31;
+}
+
 }  // namespace
+
+const uint64_t hashKey = MakeKey();
 
 bool HashIndex::Insert(uint32_t hash, void* record) {
   if (slots_ == nullptr || count_ + 1 > (mask_ + 1) / 2) {
@@ -12,7 +22,7 @@ bool HashIndex::Insert(uint32_t hash, void* record) {
       return false;
     }
   }
-  uint32_t slot = Spread(hash) & mask_;
+  uint32_t slot = FirstSlot(hash, mask_);
   while (slots_[slot].record != nullptr) {
     slot = (slot + 1) & mask_;
   }
@@ -31,7 +41,7 @@ bool HashIndex::Grow() {
     if (slots_[i].record == nullptr) {
       continue;
     }
-    uint32_t slot = Spread(slots_[i].hash) & (newSize - 1);
+    uint32_t slot = FirstSlot(slots_[i].hash, newSize - 1);
     while (newSlots[slot].record != nullptr) {
       slot = (slot + 1) & (newSize - 1);
     }

@@ -1,15 +1,18 @@
 // An index beside a list: from a 32-bit hash to the records that have it, so that a look-up costs no walk.
 //
 // Lives in the process's memory for as long as its owner needs it, not in a host heap. Records are never taken out one
-// by one.
+// by one. Hashes are keyed with what only the running process knows, so that no file can be made to collide.
 #pragma once
 
 #include <cstdint>
 #include <cstdlib>
 
-// The hash of a text (FNV-1a).
+// Differs from process to process where the system places modules at random.
+extern const uint64_t hashKey;
+
+// The hash of a text (FNV-1a, from a basis of this process).
 inline uint32_t HashText(const char* text) {
-  uint32_t hash = 2166136261U;
+  auto hash = static_cast<uint32_t>(hashKey);
   for (; *text != 0; ++text) {
     hash = (hash ^ static_cast<uint8_t>(*text)) * 16777619U;
   }
@@ -32,7 +35,7 @@ class HashIndex {
     if (count_ == 0) {
       return nullptr;
     }
-    for (uint32_t slot = Spread(hash) & mask_;; slot = (slot + 1) & mask_) {
+    for (uint32_t slot = FirstSlot(hash, mask_);; slot = (slot + 1) & mask_) {
       if (slots_[slot].record == nullptr) {
         return nullptr;
       }
@@ -52,10 +55,9 @@ class HashIndex {
     uint32_t hash;
   };
 
-  // Entry offsets come in rising order with even steps: a multiplication spreads them over the table.
-  static uint32_t Spread(uint32_t hash) {
-    const uint32_t product = hash * 0x9E3779B1U;
-    return product ^ product >> 15;
+  // Entry offsets come in rising order with even steps: the high half of a product spreads them over the table.
+  static uint32_t FirstSlot(uint32_t hash, uint32_t mask) {
+    return static_cast<uint32_t>((hash + (hashKey >> 32)) * (hashKey | 1) >> 32) & mask;
   }
   bool Grow();
 

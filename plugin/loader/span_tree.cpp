@@ -31,8 +31,9 @@ bool SpanTree::Grow() {
   tree_ = tree;
   capacity_ = capacity;
   for (uint32_t node = capacity_ - 1; node != 0; --node) {
-    tree_[node].low = std::min(tree_[2 * node].low, tree_[2 * node + 1].low);
-    tree_[node].high = std::max(tree_[2 * node].high, tree_[2 * node + 1].high);
+    const Span* children = tree_ + size_t{2} * node;
+    tree_[node].low = std::min(children[0].low, children[1].low);
+    tree_[node].high = std::max(children[0].high, children[1].high);
   }
   return true;
 }

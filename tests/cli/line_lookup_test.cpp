@@ -88,6 +88,7 @@ TEST(FindProcAt, ProceduresGoBeforeLabelsBeforeLineInfo) {
 TEST(FillTracker, ReportsEachUnitOnceAndOnlyUpToTheOneFound) {
   std::vector<DescModule> records(6);
   std::vector<DescModule*> modules;
+  modules.reserve(records.size());
   for (DescModule& record : records) modules.push_back(&record);
   FillTracker tracker(modules);
   EXPECT_EQ(tracker.Take(5), std::vector<size_t>());

@@ -133,7 +133,9 @@ const AbbrevEntry* SpecificationChase::Jump(ElfImage* image, uint32_t offset) {
     behind_ = dwarf2State.position;
   }
   SeekTo(image, dwarf2State.sections.info, offset);
-  return FindAbbreviation(ReadUleb(image));
+  const AbbrevEntry* abbrev = FindAbbreviation(ReadUleb(image));
+  SpendOnRecords(uint64_t{1} + static_cast<uint32_t>(abbrev->stepCount));
+  return abbrev;
 }
 
 void SpecificationChase::Return(ElfImage* image) {

@@ -24,6 +24,7 @@ DescLocation* ReadExpression(ElfImage* image, mem_desc* heap, uint32_t length, u
   const uint32_t got = image->file->Read(location->expression, length);
   std::memset(location->expression + got, 0, length - got + EXPRESSION_PADDING);
   dwarf2State.position += length;
+  SpendOnText(length);
   return location;
 }
 
@@ -59,6 +60,7 @@ DescLocation* ReadLocationList(ElfImage* image, uint32_t offset, mem_desc* heap)
     }
     location->next = chain;
     chain = location;
+    SpendOnRecords(sizeof(begin) + sizeof(end));
   }
   SeekTo(image, dwarf2State.sections.info, behind);
   return chain;
