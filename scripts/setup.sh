@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing of the Debian packages that a task needs. Asks for nothing; does nothing when all is there.
 #
-#   scripts/setup.sh [test|check]    test (default): to build and to test; check: what .ci/run needs as well
+#   scripts/setup.sh [test|check|fuzz]    test (default): to build and to test; check: what .ci/run and scripts/lint.sh
+#                                         need as well; fuzz: what scripts/fuzz.sh needs
 set -euo pipefail
 
 packages=(
@@ -22,7 +23,8 @@ packages=(
 case "${1:-test}" in
   test) ;;
   check) packages+=(clang-14 clang-format-14 clang-tidy-14) ;;
-  *) echo "usage: scripts/setup.sh [test|check]" >&2; exit 2 ;;
+  fuzz) packages+=(clang-14 libclang-rt-14-dev) ;;
+  *) echo "usage: scripts/setup.sh [test|check|fuzz]" >&2; exit 2 ;;
 esac
 
 missing=()

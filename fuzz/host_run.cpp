@@ -1,0 +1,195 @@
+#include "host_run.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "loader/code_download.h"
+#include "loader/elf_loader.h"
+#include "record_json.h"
+#include "session.h"
+#include "sound_files.h"
+#include "support/temp_folder.h"
+#include "target/memory_target.h"
+#include "tarnixcore/host_program.h"
+
+namespace {
+
+constexpr uint32_t SECTION_LIMIT = 0x100000;  // bytes; a host has room for no more
+
+unsigned messages = 0;  // since the last build
+
+[[noreturn]] void Fail(const char* what) {
+  std::fprintf(stderr, "host run: %s\n", what);
+  std::abort();
+}
+
+void SetHandlers() {
+  HostHandlers handlers;
+  handlers.message = [](void*, const char*) { ++messages; };
+  handlers.messageBox = [](void*, const char*, const char*, unsigned) { return 1; };
+  handlers.versionInfo = [](void*, const char*, unsigned long, const char*) {};
+  HOST_SetHandlers(handlers);
+}
+
+void Find(ElfLoader& loader, DescModule* first, const char* name, uint32_t address) {
+  DescModule* found = nullptr;
+  for (const FindKind kind : {FindKind{FIND_ALL}, FindKind{FIND_CODE}, FindKind{FIND_DATA}, FindKind{9}}) {
+    loader.FindModuleFromName(first, name, &found, kind);
+    loader.FindModuleFromAdr(first, {address, 0}, &found, kind);
+  }
+}
+
+// Names and addresses that stand in the file.
+void FindWhatTheFileHas(ElfLoader& loader, DescModule* first, const RawBytes& file) {
+  for (size_t part = 1; part <= 4; ++part) {
+    const size_t at = file.size() * part / 4;
+    const size_t size = std::min<size_t>(at, 8);
+    const std::string name(file.begin() + static_cast<std::ptrdiff_t>(at - size),
+                           file.begin() + static_cast<std::ptrdiff_t>(at));
+    uint32_t address = 0;
+    for (const char byte : name.substr(0, 4)) {
+      address = address << 8 | static_cast<uint8_t>(byte);
+    }
+    Find(loader, first, name.c_str(), address);
+  }
+  for (DescModule* module = first; module != nullptr; module = module->next) {
+    const DescGlobalName* name = module->ext->globalNames;
+    Find(loader, first, name != nullptr ? name->name : module->name, module->highPc - 1);
+  }
+}
+
+void AskForSections(ElfLoader& loader) {
+  for (const char* name : {".debug_info", ".debug", ".text", ""}) {
+    Argument argument = {const_cast<char*>(name), 0, nullptr};
+    if (loader.Execute(REQUEST_SECTION_BY_NAME, &argument) == 1 && argument.size <= SECTION_LIMIT) {
+      std::vector<char> contents(argument.size);
+      argument.buffer = contents.data();
+      loader.Execute(REQUEST_SECTION_BY_NAME, &argument);
+    }
+  }
+}
+
+// All records as the dump has them, which reads every field.
+void WriteRecords(ElfLoader& loader, SymbolTable& table, elfload::Output& out) {
+  elfload::JsonWriter json(out);
+  const bool littleEndian = loader.image != nullptr && loader.image->littleEndian != 0;
+  elfload::RecordJson records(json, loader.debugFormat == DEBUG_FORMAT_DWARF1, littleEndian);
+  json.BeginArray();
+  for (DescModule* module = table.Modules(); module != nullptr; module = module->next) {
+    ItemInfo item(module);
+    records.WriteModule(module, loader.Extend(&table, &item, SYM_LOAD_ALL));
+  }
+  records.WriteSharedTypes();
+  json.EndArray();
+}
+
+size_t HeapBytes(const SymbolTable& table) {
+  size_t bytes = table.Heap() != nullptr ? HEAP_BytesUsed(table.Heap()) : 0;
+  for (const DescModule* module = table.Modules(); module != nullptr; module = module->next) {
+    bytes += module->heap != nullptr ? HEAP_BytesUsed(module->heap) : 0;
+  }
+  return bytes;
+}
+
+size_t LoadIntoMemory(ElfLoader& loader) {
+  elfload::MemoryTarget target;
+  loader.LoadCode(&target, 0, LOAD_VERIFY_ALL | LOAD_NO_PROGRESS);
+  size_t bytes = 0;
+  for (const elfload::AddressRange& range : target.Written()) {
+    bytes += range.last - range.first + 1;
+  }
+  return bytes;
+}
+
+// The records of a sound file as text.
+std::string RecordsOf(ElfLoader& loader, const std::string& path) {
+  static std::FILE* file = std::tmpfile();
+  std::rewind(file);
+  {
+    elfload::ModuleTable table;
+    elfload::Output out(file);
+    if (loader.Open(path.c_str()) == 0 || loader.Build(&table) == 0) {
+      Fail("a sound file is refused");
+    }
+    WriteRecords(loader, table, out);
+    loader.Close();
+  }
+  std::string text(static_cast<size_t>(std::ftell(file)), '\0');
+  std::rewind(file);
+  text.resize(std::fread(text.data(), 1, text.size(), file));
+  return text;
+}
+
+struct SoundFile {
+  std::string path;
+  std::string records;  // as they are when nothing went before
+};
+
+const SoundFile& Sound(uint32_t number) {
+  static const std::vector<SoundFile> files = [] {
+    std::vector<SoundFile> made;
+    for (uint32_t i = 0; i < SOUND_FILES; ++i) {
+      const RawBytes bytes = MakeSoundFile(i < 2 ? SoundFormat::dwarf1 : SoundFormat::dwarf2, bothOrders[i % 2]);
+      made.push_back({TempFolder::OfProcess().Write("sound-" + std::to_string(i) + ".elf", bytes), ""});
+      ElfLoader loader("ElfLoader");
+      made.back().records = RecordsOf(loader, made.back().path);
+    }
+    return made;
+  }();
+  return files[number % SOUND_FILES];
+}
+
+void ExpectSoundWith(ElfLoader& loader, uint32_t number) {
+  const SoundFile& sound = Sound(number);
+  messages = 0;
+  if (RecordsOf(loader, sound.path) != sound.records || messages != 0) {
+    Fail("a sound file reads otherwise than alone");
+  }
+}
+
+}  // namespace
+
+void ExpectSound(uint32_t number) {
+  ElfLoader loader("ElfLoader");
+  ExpectSoundWith(loader, number);
+}
+
+RunFigures RunAsHost(const RawBytes& file) {
+  SetHandlers();
+  const auto number = static_cast<uint32_t>(file.size());
+  Sound(number);  // made before anything hostile is read
+  const std::string path = TempFolder::OfProcess().Write("hostile.elf", file);
+
+  const size_t heaps = HEAP_LiveCount();
+  RunFigures figures;
+  ElfLoader loader("ElfLoader");
+  {
+    static elfload::Output nowhere(nullptr);
+    elfload::ModuleTable table;
+    figures.opened = loader.Open(path.c_str()) != 0;
+    char processor[32];
+    unsigned long entry = 0;
+    loader.GetInfo(processor, sizeof(processor), &entry);
+    AskForSections(loader);
+    messages = 0;
+    if (loader.Build(&table) != 0) {
+      FindWhatTheFileHas(loader, table.Modules(), file);
+      WriteRecords(loader, table, nowhere);
+    }
+    if (messages > 1) {
+      Fail("the user is told more than one thing");
+    }
+    figures.heapBytes = HeapBytes(table);
+    figures.targetBytes = LoadIntoMemory(loader);
+    loader.Close();
+    Find(loader, table.Modules(), "main", 0x100);
+  }
+  ExpectSoundWith(loader, number);
+  if (HEAP_LiveCount() != heaps) {
+    Fail("heaps stay behind");
+  }
+  return figures;
+}
