@@ -140,8 +140,8 @@ TEST_F(Lifecycle, BuildReportsOncePerBuild) {
 
 TEST_F(Lifecycle, EqualModuleNamesGetNumbersInFileOrder) {
   const auto& u = NamedUnit;
-  const ElfFile file =
-      Dwarf2File(ByteOrder::big, u("b.c"), u("a.c"), u("src/b.c"), u("B.c"), u("c.c"), u("a.c"), u("b.c"), u(""), u("bb.c"));
+  const ElfFile file = Dwarf2File(ByteOrder::big, u("b.c"), u("a.c"), u("src/b.c"), u("B.c"), u("c.c"), u("a.c"),
+                                  u("b.c"), u(""), u("bb.c"));
   EXPECT_EQ(Names(Load(file)), (Texts{"1:b.c", "1:a.c", "2:b.c", "B.c", "c.c", "2:a.c", "3:b.c", "", "bb.c"}));
 }
 
