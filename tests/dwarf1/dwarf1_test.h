@@ -54,16 +54,10 @@ inline RawBytes EndingWith(ElfFile file, const RawBytes& contents, uint32_t size
 // "int", "*struct node", "[0..3][1..2]char", "typedef size"
 inline std::string TypeText(const DescType* type) {
   static const char* const words[] = {"", "typedef ", "*", "enum ", "struct ", "union ", "class ", "", "function "};
-  if (type == nullptr) {
-    return "null";
-  }
+  if (type == nullptr) return "null";
   std::string text = words[type->kind];
-  if (type->kind == KIND_POINTER) {
-    return text + type->name + TypeText(type->target.type);
-  }
-  if (type->kind != KIND_ARRAY) {
-    return text + type->name;
-  }
+  if (type->kind == KIND_POINTER) return text + type->name + TypeText(type->target.type);
+  if (type->kind != KIND_ARRAY) return text + type->name;
   for (const DescDimension* dimension = type->items.dimensions; dimension != nullptr; dimension = dimension->next) {
     text += "[" + std::to_string(dimension->low) + ".." + std::to_string(dimension->high) + "]";
   }
@@ -89,16 +83,12 @@ inline Texts ProcTexts(const DescProc* list) { return Listed(list, ProcText); }
 // The records on `types`, oldest first.
 inline std::vector<DescType*> TypesOf(const DescModule* module) {
   std::vector<DescType*> types;
-  for (DescType* type = module->types; type != nullptr; type = type->next) {
-    types.insert(types.begin(), type);
-  }
+  for (DescType* type = module->types; type != nullptr; type = type->next) types.insert(types.begin(), type);
   EXPECT_EQ(types.size(), module->typeCount);
   return types;
 }
 inline Texts TypeTexts(const DescModule* module) {
   Texts texts;
-  for (const DescType* type : TypesOf(module)) {
-    texts.push_back(TypeText(type));
-  }
+  for (const DescType* type : TypesOf(module)) texts.push_back(TypeText(type));
   return texts;
 }

@@ -31,9 +31,7 @@ class Reader {
   // `.debug_info` comes last, so that behind it there are only names and headers.
   static std::string Write(const Chunk& info, ByteOrder order, const Chunk& strings) {
     ElfFile file(order);
-    if (strings.size() != 0) {
-      file.section(".debug_str", strings);
-    }
+    if (strings.size() != 0) file.section(".debug_str", strings);
     return file.section(".debug_info", info).write();
   }
 };
@@ -196,9 +194,7 @@ TEST(Forms, IndirectFormsDoNotExhaustTheStack) {
 TEST(Strings, AreCopiedByTheLengthTheyHave) {
   for (const uint32_t length : {0u, 1u, 8u, 9u, 17u, 18u, 19u, 38u, 39u, 1000u, 40000u}) {
     std::string text(length, 'x');
-    for (uint32_t i = 0; i < length; ++i) {
-      text[i] = static_cast<char>('a' + i % 23);
-    }
+    for (uint32_t i = 0; i < length; ++i) text[i] = static_cast<char>('a' + i % 23);
     Reader reader(Bytes().text(text).u8(MARK));
     const char* string = ReadStringForm(reader.image, DW_FORM_string, reader.heap, 1);
     EXPECT_READ(reader, std::string(string), text, length + 1, 0, length);

@@ -18,9 +18,7 @@ class FrameInformation : public HostTest {
 
 std::string Bytes2Text(const uint8_t* bytes, uint32_t count) {
   std::string text;
-  for (uint32_t i = 0; i < count; ++i) {
-    text += (i == 0 ? "" : " ") + Hex(bytes[i]);
-  }
+  for (uint32_t i = 0; i < count; ++i) text += (i == 0 ? "" : " ") + Hex(bytes[i]);
   return text;
 }
 
@@ -78,9 +76,7 @@ TEST_F(FrameInformation, EqualAddressesKeepTheOrderOfInsertion) {
       if (!expected.empty() && low > expected.back().low) {
         place = expected.size();
       } else if (!expected.empty() && low >= expected.front().low) {
-        for (place = 1; place < expected.size() && expected[place].low < low;) {
-          ++place;
-        }
+        for (place = 1; place < expected.size() && expected[place].low < low;) ++place;
       }
       expected.insert(expected.begin() + static_cast<std::ptrdiff_t>(place), {low, number});
     }
@@ -103,9 +99,7 @@ TEST_F(FrameInformation, ManyFramesInMixedOrder) {
   }
   const DescModule* module = LoadFrames(ByteOrder::big, frames);
   uint32_t low = 0;
-  for (const Dwarf2Fde* fde = module->ext->frames; fde != nullptr; fde = fde->next) {
-    ASSERT_EQ(fde->lowPc, low += 16);
-  }
+  for (const Dwarf2Fde* fde = module->ext->frames; fde != nullptr; fde = fde->next) ASSERT_EQ(fde->lowPc, low += 16);
   EXPECT_EQ(low, COUNT * 16);
 }
 

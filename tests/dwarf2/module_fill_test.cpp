@@ -41,9 +41,7 @@ TEST_F(ModuleFill, PutsLabelsByAddressInFrontOfTheProcedures) {
     }
     unit.child(DW_TAG_subprogram, {Name("q"), Low(0x400), High(0x410)}).end();
     Texts expected;
-    for (const std::string& range : fact.expected) {
-      expected.push_back(" " + range);
-    }
+    for (const std::string& range : fact.expected) expected.push_back(" " + range);
     expected.insert(expected.end(), {"p 500-510", "q 400-410"});
     for (const ByteOrder order : bothOrders) {
       const DescModule* module = LoadAndExtend(Dwarf2File(order, unit));

@@ -18,14 +18,10 @@ class NameIndexes : public HostTest {
     const Unit a = Unit({.label = "a"}).parent(DW_TAG_compile_unit, {Name("a.c")}).end();
     const Unit b = Unit({.label = "b"}).parent(DW_TAG_compile_unit, {Name("b.c")}).end();
     ElfFile file = Dwarf2File(order, a, b);
-    if (hasNames) {
-      file.section(".debug_pubnames", names);
-    }
+    if (hasNames) file.section(".debug_pubnames", names);
     const DescModule* module = Load(file.section(".debug_aranges", ranges));
     EXPECT_EQ(built, 1);
-    if (module == nullptr) {
-      return {};
-    }
+    if (module == nullptr) return {};
     return {Names(module->ext->globalNames), Names(module->next->ext->globalNames), Ranges(module),
             Ranges(module->next)};
   }

@@ -20,9 +20,7 @@ ElfFile SmallFile(ByteOrder order, uint32_t padding = 0) {
   return file;
 }
 
-uint32_t FileSize(const ElfFile& file) {
-  return static_cast<uint32_t>(file.build().size());
-}
+uint32_t FileSize(const ElfFile& file) { return static_cast<uint32_t>(file.build().size()); }
 
 struct Opening {
   bool opened = false;
@@ -115,9 +113,7 @@ TEST(ElfOpen, TestsHeaderThenSegmentsThenSections) {
       fact.change(file);
       const Opening opening = Open(file.write());
       EXPECT_EQ(opening.opened, fact.opens) << fact.what;
-      if (fact.printed != nullptr) {
-        EXPECT_EQ(opening.printed, fact.printed) << fact.what;
-      }
+      if (fact.printed != nullptr) EXPECT_EQ(opening.printed, fact.printed) << fact.what;
     }
   }
 }

@@ -38,9 +38,7 @@ TEST(List, ModesPlaceHeadTailAndSorted) {
                                       {L_SORTED, {6, 1, 4, 3, 0, 2, 5}}}) {
       L_list* list = L_Create(owner);
       EXPECT_EQ(L_First(list), nullptr);
-      for (Item& item : items) {
-        EXPECT_EQ(L_InsertData(list, mode, mode == L_SORTED ? MayStandBefore : L_Nop, &item), 1);
-      }
+      for (Item& item : items) EXPECT_EQ(L_InsertData(list, mode, mode == L_SORTED ? MayStandBefore : L_Nop, &item), 1);
       EXPECT_EQ(NumbersOf(list), order);
       L_FreeList(&list, L_Nop);
       EXPECT_EQ(list, nullptr);

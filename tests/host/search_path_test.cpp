@@ -87,9 +87,7 @@ TEST_F(SearchPath, OnlyRegularFilesThatFitCount) {
   EXPECT_EQ(Find("/dev/null", 7), "");
   EXPECT_EQ(Find("", 7), "");
   std::string dots = folder.Path("");
-  while (dots.size() < FE_NAME_SIZE) {
-    dots += "./";
-  }
+  while (dots.size() < FE_NAME_SIZE) dots += "./";
   EXPECT_EQ(Find(dots + "first/one.elf", 7), "");  // `found` could not hold it
   EXPECT_EQ(FE_FopenPath(nullptr, nullptr, 7), -1);
 }

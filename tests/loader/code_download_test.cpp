@@ -39,12 +39,8 @@ struct RecordingTarget : Target {
   int ReadBlock(Address address, void* buffer, uint32_t count, int access) override {
     calls.push_back(fmt::format("Read {:X} {}", address.offset, count));
     EXPECT_EQ(access, 2);
-    if (++reads == orders.failRead) {
-      return 0;
-    }
-    for (uint32_t i = 0; i < count; ++i) {
-      static_cast<uint8_t*>(buffer)[i] = memory[address.offset + i];
-    }
+    if (++reads == orders.failRead) return 0;
+    for (uint32_t i = 0; i < count; ++i) static_cast<uint8_t*>(buffer)[i] = memory[address.offset + i];
     return 1;
   }
   int SetStartAddress(uint32_t address) override {
@@ -69,9 +65,7 @@ struct RecordingTarget : Target {
 
 RawBytes Pattern(uint32_t size) {
   RawBytes bytes(size);
-  for (uint32_t i = 0; i < size; ++i) {
-    bytes[i] = static_cast<uint8_t>(i * 7 + i / 256 + 1);
-  }
+  for (uint32_t i = 0; i < size; ++i) bytes[i] = static_cast<uint8_t>(i * 7 + i / 256 + 1);
   return bytes;
 }
 Bytes PatternBytes(uint32_t size) { return Bytes().raw(Pattern(size)); }
@@ -148,9 +142,7 @@ TEST_F(CodeDownload, ChecksAllSegmentsThenWritesThoseWithBytes) {
     EXPECT_EQ(Run(first, 0), 1);
     EXPECT_EQ(first.calls, expected);
     EXPECT_EQ(first.memory.size(), 606u);
-    for (uint32_t i = 0; i < 600; ++i) {
-      ASSERT_EQ(first.memory[0x1000 + i], Pattern(600)[i]) << i;
-    }
+    for (uint32_t i = 0; i < 600; ++i) ASSERT_EQ(first.memory[0x1000 + i], Pattern(600)[i]) << i;
     RecordingTarget second;  // as often as the host likes
     EXPECT_EQ(Run(second, 0), 1);
     EXPECT_EQ(second.calls, expected);
@@ -188,9 +180,7 @@ TEST_F(CodeDownload, CutsBlocksOf512BytesAndComparesAsTheFlagsSay) {
     const Calls closed = dialog ? Calls{"Close"} : Calls{};
     ASSERT_EQ(loader.Open(OneSegment(row.size).write().c_str()), 1);
     RecordingTarget to;
-    for (uint32_t i = 0; (row.flags & 0x400) != 0 && i < row.size; ++i) {
-      to.memory[0x1000 + i] = Pattern(row.size)[i];
-    }
+    for (uint32_t i = 0; (row.flags & 0x400) != 0 && i < row.size; ++i) to.memory[0x1000 + i] = Pattern(row.size)[i];
     EXPECT_EQ(Run(to, row.flags), 1);
     EXPECT_EQ(to.calls, before + created + Calls{"Control 0"} + row.blocks + closed + Calls{"Start 1004"})
         << row.size << " bytes, flags " << row.flags;
@@ -312,9 +302,7 @@ TEST_F(CodeDownload, EndsWhereAFileThatShrinksEnds) {
     ASSERT_EQ(loader.Open(path.c_str()), 1);
     std::filesystem::resize_file(path, contents + left);
     RecordingTarget to;
-    for (uint32_t i = 0; i < size; ++i) {
-      to.memory.emplace_hint(to.memory.end(), i, pattern[i]);
-    }
+    for (uint32_t i = 0; i < size; ++i) to.memory.emplace_hint(to.memory.end(), i, pattern[i]);
     EXPECT_EQ(Run(to, row.flags), 0);
     EXPECT_EQ(to.calls.back(), row.box);
     EXPECT_EQ(to.calls.size(), 3 + left / 512 + 1);

@@ -14,9 +14,7 @@ class LookupIndexes : public HostTest {};
 bool Holds(const ElfLoader& loader, const DescModule* module, uint32_t address, FindKind kind) {
   if (kind == FIND_ALL || kind == FIND_CODE) {
     for (const DescProc* proc = module->procs; proc != nullptr; proc = proc->next) {
-      if (proc->lowPc <= address && address < proc->highPc) {
-        return true;
-      }
+      if (proc->lowPc <= address && address < proc->highPc) return true;
     }
   }
   for (const DescVar* var = module->vars; var != nullptr && (kind == FIND_ALL || kind == FIND_DATA); var = var->next) {
@@ -26,9 +24,7 @@ bool Holds(const ElfLoader& loader, const DescModule* module, uint32_t address, 
       for (int i = 0; i < 4; ++i) {
         at = loader.image->littleEndian != 0 ? at | uint32_t{bytes[i + 1]} << 8 * i : at << 8 | bytes[i + 1];
       }
-      if (address - at < static_cast<uint32_t>(var->byteSize)) {
-        return true;
-      }
+      if (address - at < static_cast<uint32_t>(var->byteSize)) return true;
     }
   }
   return false;
@@ -36,9 +32,7 @@ bool Holds(const ElfLoader& loader, const DescModule* module, uint32_t address, 
 
 bool Holds(const DescModule* module, const char* name, FindKind kind) {
   const auto named = [name](const auto* record) {
-    for (; record != nullptr && std::strcmp(record->name, name) != 0;) {
-      record = record->next;
-    }
+    for (; record != nullptr && std::strcmp(record->name, name) != 0;) record = record->next;
     return record != nullptr;
   };
   return (kind <= FIND_CODE && named(module->procs)) || (kind != FIND_CODE && kind <= FIND_DATA && named(module->vars));
@@ -49,17 +43,11 @@ DescModule* WalkByName(ElfLoader& loader, DescModule* module, const char* name, 
   for (; module != nullptr; module = module->next) {
     const DescGlobalName* names = module->ext->globalNames;
     if (names != nullptr) {
-      for (; names != nullptr && std::strcmp(names->name, name) != 0;) {
-        names = names->next;
-      }
-      if (names == nullptr) {
-        continue;
-      }
+      for (; names != nullptr && std::strcmp(names->name, name) != 0;) names = names->next;
+      if (names == nullptr) continue;
     }
     loader.Extend(module, SYM_LOAD_ALL);
-    if (names != nullptr || Holds(module, name, kind)) {
-      return module;
-    }
+    if (names != nullptr || Holds(module, name, kind)) return module;
   }
   return nullptr;
 }
@@ -68,19 +56,13 @@ DescModule* WalkByAddress(ElfLoader& loader, DescModule* module, uint32_t addres
     const DescAddrRange* range = module->ext->addrRanges;
     const bool byOwnRange = module->hasRange != 0 && (kind == FIND_ALL || kind == FIND_CODE);
     if (byOwnRange || range != nullptr) {
-      for (; range != nullptr && (address < range->low || range->high < address);) {
-        range = range->next;
-      }
-      if (byOwnRange ? address < module->lowPc || module->highPc <= address : range == nullptr) {
-        continue;
-      }
+      for (; range != nullptr && (address < range->low || range->high < address);) range = range->next;
+      if (byOwnRange ? address < module->lowPc || module->highPc <= address : range == nullptr) continue;
       loader.Extend(module, SYM_LOAD_ALL);
       return module;
     }
     loader.Extend(module, SYM_LOAD_ALL);
-    if (Holds(loader, module, address, kind)) {
-      return module;
-    }
+    if (Holds(loader, module, address, kind)) return module;
   }
   return nullptr;
 }
@@ -116,12 +98,8 @@ TEST_F(LookupIndexes, AnswerAsTheWalkDoes) {
       }
       info.append(unit.end());
       abbrevs.append(unit.abbrevs());
-      if (below(3) == 0) {
-        names.append(PubNames(label).name(1, "n" + std::to_string(below(25))).name(1, "n3").end());
-      }
-      if (below(3) == 0) {
-        ranges.append(ARanges(label).range(below(120), below(16)).range(1 + below(120), 4).end());
-      }
+      if (below(3) == 0) names.append(PubNames(label).name(1, "n" + std::to_string(below(25))).name(1, "n3").end());
+      if (below(3) == 0) ranges.append(ARanges(label).range(below(120), below(16)).range(1 + below(120), 4).end());
     }
     file.section(".debug_info", info).section(".debug_abbrev", abbrevs);
     file.section(".debug_pubnames", names).section(".debug_aranges", ranges);

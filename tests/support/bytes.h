@@ -68,31 +68,23 @@ class Chunk {
     Store(size() - count, value, count);
   }
   void Store(uint32_t offset, uint64_t value, uint32_t count) {
-    for (uint32_t i = 0; i < count; ++i) {
-      bytes_[offset + i] = i < 8 ? static_cast<uint8_t>(value >> 8 * i) : uint8_t{0};
-    }
+    for (uint32_t i = 0; i < count; ++i) bytes_[offset + i] = i < 8 ? static_cast<uint8_t>(value >> 8 * i) : uint8_t{0};
   }
   void CloseLengths() {
-    for (const Field& field : lengths_) {
-      Store(field.offset, size() - field.offset - field.size, field.size);
-    }
+    for (const Field& field : lengths_) Store(field.offset, size() - field.offset - field.size, field.size);
     lengths_.clear();
   }
   void Join(Chunk other) {
     other.CloseLengths();
     const uint32_t shift = size();
     bytes_.insert(bytes_.end(), other.bytes_.begin(), other.bytes_.end());
-    for (const Field& field : other.fields_) {
-      fields_.push_back({field.offset + shift, field.size});
-    }
+    for (const Field& field : other.fields_) fields_.push_back({field.offset + shift, field.size});
     for (Patch& patch : other.patches_) {
       patch.offset += shift;
       patch.addend -= patch.relative ? shift : 0;
       patches_.push_back(patch);
     }
-    for (const auto& [name, offset] : other.labels_) {
-      labels_[name] = offset + shift;
-    }
+    for (const auto& [name, offset] : other.labels_) labels_[name] = offset + shift;
   }
 
   RawBytes bytes_;
@@ -112,15 +104,11 @@ class ByteChain : public Chunk {
   Self& u32(uint64_t value) { return number(value, 4); }
   Self& u64(uint64_t value) { return number(value, 8); }
   Self& uleb(uint64_t value) {
-    for (; value > 0x7F; value >>= 7) {
-      bytes_.push_back(static_cast<uint8_t>(value | 0x80));
-    }
+    for (; value > 0x7F; value >>= 7) bytes_.push_back(static_cast<uint8_t>(value | 0x80));
     return u8(value);
   }
   Self& sleb(int64_t value) {
-    for (; value > 0x3F || value < -0x40; value >>= 7) {
-      bytes_.push_back(static_cast<uint8_t>(value | 0x80));
-    }
+    for (; value > 0x3F || value < -0x40; value >>= 7) bytes_.push_back(static_cast<uint8_t>(value | 0x80));
     return u8(static_cast<uint64_t>(value & 0x7F));
   }
   Self& text(std::string_view characters) { return raw(RawBytes(characters.begin(), characters.end())).u8(0); }
@@ -128,9 +116,7 @@ class ByteChain : public Chunk {
   Self& pad(uint32_t count, uint8_t byte = 0) { return raw(RawBytes(count, byte)); }
 
   Self& label(const std::string& name) {
-    if (!name.empty()) {
-      labels_[name] = size();
-    }
+    if (!name.empty()) labels_[name] = size();
     return self();
   }
 

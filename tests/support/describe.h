@@ -34,14 +34,10 @@ inline std::string Describe(const DescProc& proc) {
   return proc.name + (" " + Hex(proc.lowPc) + "-" + Hex(proc.highPc));
 }
 
-inline std::string NameOf(const DescType* type) {
-  return type == nullptr ? "-" : type->name;
-}
+inline std::string NameOf(const DescType* type) { return type == nullptr ? "-" : type->name; }
 
 // "NAME:TYPE".
-inline std::string Describe(const DescVar& var) {
-  return var.name + (":" + NameOf(var.type));
-}
+inline std::string Describe(const DescVar& var) { return var.name + (":" + NameOf(var.type)); }
 
 template <class Record>
 Texts Described(const Record* list) {
@@ -50,14 +46,10 @@ Texts Described(const Record* list) {
 template <class Record>
 std::string DescribedInLine(const Record* list) {
   std::string line;
-  for (const std::string& text : Described(list)) {
-    line += (line.empty() ? "" : " ") + text;
-  }
+  for (const std::string& text : Described(list)) line += (line.empty() ? "" : " ") + text;
   return line;
 }
-inline std::string Describe(const DescEnumerator& item) {
-  return item.name + ("=" + std::to_string(item.value));
-}
+inline std::string Describe(const DescEnumerator& item) { return item.name + ("=" + std::to_string(item.value)); }
 inline std::string Describe(const DescDimension& item) {
   return std::to_string(item.low) + ".." + std::to_string(item.high);
 }

@@ -30,33 +30,19 @@ using Dwarf1Attrs = std::vector<Dwarf1Attr>;
 
 namespace at {
 
-inline Bytes Block2(const Bytes& contents) {
-  return Bytes().u16(contents.size()).append(contents);
-}
+inline Bytes Block2(const Bytes& contents) { return Bytes().u16(contents.size()).append(contents); }
 
 // Any attribute, right or wrong.
-inline Dwarf1Attr raw(uint32_t attribute, uint32_t form, const Bytes& value = {}) {
-  return {attribute | form, value};
-}
-inline Dwarf1Attr sibling(uint32_t offset) {
-  return raw(AT_sibling, FORM_REF, Bytes().u32(offset));
-}
-inline Dwarf1Attr sibling(const std::string& label) {
-  return raw(AT_sibling, FORM_REF, Bytes().ref(label));
-}
+inline Dwarf1Attr raw(uint32_t attribute, uint32_t form, const Bytes& value = {}) { return {attribute | form, value}; }
+inline Dwarf1Attr sibling(uint32_t offset) { return raw(AT_sibling, FORM_REF, Bytes().u32(offset)); }
+inline Dwarf1Attr sibling(const std::string& label) { return raw(AT_sibling, FORM_REF, Bytes().ref(label)); }
 inline const Dwarf1Attr noSibling = {0, {}};
-inline Dwarf1Attr name(std::string_view text) {
-  return raw(AT_name, FORM_STRING, Bytes().text(text));
-}
+inline Dwarf1Attr name(std::string_view text) { return raw(AT_name, FORM_STRING, Bytes().text(text)); }
 inline Dwarf1Attr text(uint32_t attribute, std::string_view characters) {
   return raw(attribute, FORM_STRING, Bytes().text(characters));
 }
-inline Dwarf1Attr data2(uint32_t attribute, uint32_t value) {
-  return raw(attribute, FORM_DATA2, Bytes().u16(value));
-}
-inline Dwarf1Attr data4(uint32_t attribute, uint32_t value) {
-  return raw(attribute, FORM_DATA4, Bytes().u32(value));
-}
+inline Dwarf1Attr data2(uint32_t attribute, uint32_t value) { return raw(attribute, FORM_DATA2, Bytes().u16(value)); }
+inline Dwarf1Attr data4(uint32_t attribute, uint32_t value) { return raw(attribute, FORM_DATA4, Bytes().u32(value)); }
 inline Dwarf1Attr data8(uint32_t attribute, uint32_t first, uint32_t second) {
   return raw(attribute, FORM_DATA8, Bytes().u32(first).u32(second));
 }
@@ -66,44 +52,24 @@ inline Dwarf1Attr block2(uint32_t attribute, const Bytes& contents) {
 inline Dwarf1Attr block4(uint32_t attribute, const Bytes& contents) {
   return raw(attribute, FORM_BLOCK4, Bytes().u32(contents.size()).append(contents));
 }
-inline Dwarf1Attr lowPc(uint32_t address) {
-  return raw(AT_low_pc, FORM_ADDR, Bytes().u32(address));
-}
-inline Dwarf1Attr highPc(uint32_t address) {
-  return raw(AT_high_pc, FORM_ADDR, Bytes().u32(address));
-}
-inline Dwarf1Attr stmtList(const std::string& label) {
-  return raw(AT_stmt_list, FORM_DATA4, Bytes().ref(label));
-}
-inline Dwarf1Attr byteSize(uint32_t size) {
-  return data4(AT_byte_size, size);
-}
-inline Dwarf1Attr fundType(uint32_t code) {
-  return data2(AT_fund_type, code);
-}
-inline Dwarf1Attr userType(const std::string& label) {
-  return raw(AT_user_def_type, FORM_REF, Bytes().ref(label));
-}
+inline Dwarf1Attr lowPc(uint32_t address) { return raw(AT_low_pc, FORM_ADDR, Bytes().u32(address)); }
+inline Dwarf1Attr highPc(uint32_t address) { return raw(AT_high_pc, FORM_ADDR, Bytes().u32(address)); }
+inline Dwarf1Attr stmtList(const std::string& label) { return raw(AT_stmt_list, FORM_DATA4, Bytes().ref(label)); }
+inline Dwarf1Attr byteSize(uint32_t size) { return data4(AT_byte_size, size); }
+inline Dwarf1Attr fundType(uint32_t code) { return data2(AT_fund_type, code); }
+inline Dwarf1Attr userType(const std::string& label) { return raw(AT_user_def_type, FORM_REF, Bytes().ref(label)); }
 inline Dwarf1Attr modFundType(const RawBytes& modifiers, uint32_t code) {
   return block2(AT_mod_fund_type, Bytes().raw(modifiers).u16(code));
 }
 inline Dwarf1Attr modUserType(const RawBytes& modifiers, const std::string& label) {
   return block2(AT_mod_u_d_type, Bytes().raw(modifiers).ref(label));
 }
-inline Dwarf1Attr location(const Bytes& atoms) {
-  return block2(AT_location, atoms);
-}
-inline Dwarf1Attr address(uint32_t value) {
-  return location(Bytes().u8(OP_ADDR).u32(value));
-}
-inline Dwarf1Attr subscripts(const Bytes& items) {
-  return block2(AT_subscr_data, items);
-}
+inline Dwarf1Attr location(const Bytes& atoms) { return block2(AT_location, atoms); }
+inline Dwarf1Attr address(uint32_t value) { return location(Bytes().u8(OP_ADDR).u32(value)); }
+inline Dwarf1Attr subscripts(const Bytes& items) { return block2(AT_subscr_data, items); }
 inline Dwarf1Attr elements(const std::vector<std::pair<int32_t, std::string>>& list) {
   Bytes contents;
-  for (const auto& [value, text] : list) {
-    contents.u32(static_cast<uint32_t>(value)).text(text);
-  }
+  for (const auto& [value, text] : list) contents.u32(static_cast<uint32_t>(value)).text(text);
   return block4(AT_element_list, contents);
 }
 
@@ -139,9 +105,7 @@ class Dwarf1Entries : public ByteChain<Dwarf1Entries> {
 
   Chunk finish() const {
     Dwarf1Entries closed = *this;
-    while (!closed.open_.empty()) {
-      closed.end();
-    }
+    while (!closed.open_.empty()) closed.end();
     return closed;
   }
 
@@ -161,9 +125,7 @@ class Dwarf1Entries : public ByteChain<Dwarf1Entries> {
       contents.u16(link.code).append(link.value);
     }
     for (const Dwarf1Attr& attr : attrs) {
-      if (attr.code != at::noSibling.code) {
-        contents.u16(attr.code).append(attr.value);
-      }
+      if (attr.code != at::noSibling.code) contents.u16(attr.code).append(attr.value);
     }
     return u32(contents.size() + 6).u16(tag).append(contents);
   }
@@ -191,9 +153,7 @@ inline Bytes LineTable(const std::string& label, uint32_t baseAddress, const std
                        std::optional<uint32_t> length = {}) {
   Bytes table;
   table.label(label).u32(length.value_or(static_cast<uint32_t>(8 + 10 * rows.size()))).u32(baseAddress);
-  for (const LineRow& row : rows) {
-    table.u32(row.line).u16(row.position).u32(row.offset);
-  }
+  for (const LineRow& row : rows) table.u32(row.line).u16(row.position).u32(row.offset);
   return table;
 }
 
@@ -201,17 +161,13 @@ inline Bytes LineTable(const std::string& label, uint32_t baseAddress, const std
 inline Bytes NameSet(const std::string& unitLabel, const std::vector<std::string>& names, uint8_t version = 1) {
   Bytes set;
   set.length().u8(version).ref(unitLabel).u32(0);
-  for (const std::string& name : names) {
-    set.u32(8).text(name);
-  }
+  for (const std::string& name : names) set.u32(8).text(name);
   return Bytes().append(set.u32(0));
 }
 inline Bytes RangeSet(const std::string& unitLabel, const std::vector<std::pair<uint32_t, uint32_t>>& ranges,
                       uint8_t version = 1) {
   Bytes set;
   set.length().u8(version).ref(unitLabel);
-  for (const auto& [address, length] : ranges) {
-    set.u32(address).u32(length);
-  }
+  for (const auto& [address, length] : ranges) set.u32(address).u32(length);
   return Bytes().append(set.u32(0).u32(0));
 }

@@ -53,9 +53,7 @@ class Abbrevs : public ByteChain<Abbrevs> {
   Abbrevs& attr(uint32_t attribute, uint32_t form) { return uleb(attribute).uleb(form); }
   // Ends the pairs of the last declaration, for those that write their own end.
   Abbrevs& close() {
-    if (std::exchange(isOpen_, false)) {
-      u16(0);
-    }
+    if (std::exchange(isOpen_, false)) u16(0);
     return *this;
   }
   Chunk finish() const { return Abbrevs(*this).close().u8(0); }
@@ -82,21 +80,11 @@ struct Attr {
 using Attrs = std::vector<Attr>;
 
 // The usual ones in their usual forms.
-inline Attr Name(const std::string& name) {
-  return {DW_AT_name, DW_FORM_string, name};
-}
-inline Attr Type(const std::string& label) {
-  return {DW_AT_type, DW_FORM_ref4, label};
-}
-inline Attr Size(int64_t bytes) {
-  return {DW_AT_byte_size, DW_FORM_data1, bytes};
-}
-inline Attr Low(uint32_t address) {
-  return {DW_AT_low_pc, DW_FORM_addr, address};
-}
-inline Attr High(uint32_t address) {
-  return {DW_AT_high_pc, DW_FORM_addr, address};
-}
+inline Attr Name(const std::string& name) { return {DW_AT_name, DW_FORM_string, name}; }
+inline Attr Type(const std::string& label) { return {DW_AT_type, DW_FORM_ref4, label}; }
+inline Attr Size(int64_t bytes) { return {DW_AT_byte_size, DW_FORM_data1, bytes}; }
+inline Attr Low(uint32_t address) { return {DW_AT_low_pc, DW_FORM_addr, address}; }
+inline Attr High(uint32_t address) { return {DW_AT_high_pc, DW_FORM_addr, address}; }
 
 struct UnitHeader {
   uint16_t version = 2;
@@ -125,9 +113,7 @@ class Unit : public ByteChain<Unit> {
  private:
   Unit& Declared(uint32_t tag, uint8_t children, const Attrs& attrs) {
     std::vector<uint32_t> shape = {tag, children};
-    for (const Attr& attr : attrs) {
-      shape.insert(shape.end(), {attr.attribute, attr.form});
-    }
+    for (const Attr& attr : attrs) shape.insert(shape.end(), {attr.attribute, attr.form});
     if (codes_.empty()) {
       static int tables = 0;
       const std::string table = "abbrevs " + std::to_string(++tables);
@@ -137,14 +123,10 @@ class Unit : public ByteChain<Unit> {
     const auto [code, isNew] = codes_.emplace(shape, static_cast<uint32_t>(codes_.size() + 1));
     if (isNew) {
       abbrevs_.abbrev(code->second, tag, children);
-      for (const Attr& attr : attrs) {
-        abbrevs_.attr(attr.attribute, attr.form);
-      }
+      for (const Attr& attr : attrs) abbrevs_.attr(attr.attribute, attr.form);
     }
     entry(code->second);
-    for (const Attr& attr : attrs) {
-      Value(attr);
-    }
+    for (const Attr& attr : attrs) Value(attr);
     return *this;
   }
 
@@ -245,9 +227,7 @@ class LineProgram : public ByteChain<LineProgram> {
  private:
   enum Table { DIRECTORIES, FILES, OPCODES };
   LineProgram& InTable(Table table) {  // ends the tables before it
-    for (; table_ < table; table_ = static_cast<Table>(table_ + 1)) {
-      u8(0);
-    }
+    for (; table_ < table; table_ = static_cast<Table>(table_ + 1)) u8(0);
     return *this;
   }
   Table table_ = DIRECTORIES;

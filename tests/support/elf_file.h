@@ -28,9 +28,7 @@ class OpenedImage {
   OpenedImage(const OpenedImage&) = delete;
   OpenedImage& operator=(const OpenedImage&) = delete;
   ~OpenedImage() {
-    if (image_ != nullptr) {
-      ELF_Close(image_);
-    }
+    if (image_ != nullptr) ELF_Close(image_);
   }
   operator ElfImage*() const { return image_; }
   ElfImage* operator->() const { return image_; }
@@ -71,9 +69,7 @@ class ElfFile {
   }
   // Adds a record to the section `.note`, which the first one makes.
   ElfFile& note(uint32_t type, const Chunk& descriptor, const std::string& name = "TARNIX AG") {
-    if (sections_.back().name != ".note") {
-      section(".note").set(&ElfSectionHeader::sh_type, SHT_NOTE);
-    }
+    if (sections_.back().name != ".note") section(".note").set(&ElfSectionHeader::sh_type, SHT_NOTE);
     const auto nameSize = static_cast<uint32_t>(name.size() + 1);
     sections_.back().contents.u32(nameSize).u32(descriptor.size()).u32(type).text(name).append(descriptor);
     return *this;
@@ -103,9 +99,7 @@ class ElfFile {
     for (Section& section : sections) {
       section.header.sh_name = names.size();
       names.text(section.name);
-      for (const auto& label : section.contents.labels()) {
-        labels.insert(label);
-      }
+      for (const auto& label : section.contents.labels()) labels.insert(label);
     }
     sections.back().contents = names;
 
@@ -128,9 +122,7 @@ class ElfFile {
       contents.raw(section.contents.In(order_, labels));
     }
     header.e_shoff = start + contents.size();
-    for (const auto& change : headerFields_) {
-      change(header);
-    }
+    for (const auto& change : headerFields_) change(header);
 
     Bytes file;
     file.raw(RawBytes(header.e_ident, header.e_ident + EI_NIDENT)).u16(header.e_type).u16(header.e_machine);
@@ -138,18 +130,14 @@ class ElfFile {
     file.u16(header.e_ehsize).u16(header.e_phentsize).u16(header.e_phnum);
     file.u16(header.e_shentsize).u16(header.e_shnum).u16(header.e_shstrndx);
     for (Segment& segment : segments) {
-      for (const auto& [field, value] : segment.fields) {
-        segment.header.*field = value;
-      }
+      for (const auto& [field, value] : segment.fields) segment.header.*field = value;
       const ElfProgramHeader& h = segment.header;
       file.u32(h.p_type).u32(h.p_offset).u32(h.p_vaddr).u32(h.p_paddr).u32(h.p_filesz).u32(h.p_memsz);
       file.u32(h.p_flags).u32(h.p_align);
     }
     file.append(contents);
     for (Section& section : sections) {
-      for (const auto& [field, value] : section.fields) {
-        section.header.*field = value;
-      }
+      for (const auto& [field, value] : section.fields) section.header.*field = value;
       const ElfSectionHeader& h = section.header;
       file.u32(h.sh_name).u32(h.sh_type).u32(h.sh_flags).u32(h.sh_addr).u32(h.sh_offset).u32(h.sh_size);
       file.u32(h.sh_link).u32(h.sh_info).u32(h.sh_addralign).u32(h.sh_entsize);

@@ -8,9 +8,7 @@
 class EnvironmentValue {
  public:
   EnvironmentValue(const char* key, const char* value) : key_(key) {
-    if (const char* before = std::getenv(key)) {
-      before_ = before;
-    }
+    if (const char* before = std::getenv(key)) before_ = before;
     Set(value);
   }
   EnvironmentValue(const EnvironmentValue&) = delete;

@@ -45,9 +45,7 @@ class StubTransport : public elfload::GdbTransport {
 
   Status Send(std::string_view bytes, elfload::GdbClock::time_point /*deadline*/) override {
     using Event = elfload::GdbPacketReader::Event;
-    if (failed_) {
-      return Status::failed;
-    }
+    if (failed_) return Status::failed;
     while (!bytes.empty()) {
       const Event event = reader_.Feed(bytes);
       if (event == Event::packet) {
@@ -84,23 +82,15 @@ class StubTransport : public elfload::GdbTransport {
 
   std::string Answer(const std::string& request) {
     for (const auto& [start, answer] : orders_.answers) {
-      if (request.starts_with(start)) {
-        return answer;
-      }
+      if (request.starts_with(start)) return answer;
     }
-    if (request.starts_with("qSupported")) {
-      return orders_.features;
-    }
+    if (request.starts_with("qSupported")) return orders_.features;
     if (request == "QStartNoAckMode") {
       acknowledges_ = false;
       return "OK";
     }
-    if (request == "?") {
-      return "T05thread:01;";
-    }
-    if (request.starts_with("qXfer:")) {
-      return Object(request.substr(6));
-    }
+    if (request == "?") return "T05thread:01;";
+    if (request.starts_with("qXfer:")) return Object(request.substr(6));
     switch (request[0]) {
       case 'M':
         return Write(request, false);
@@ -125,9 +115,7 @@ class StubTransport : public elfload::GdbTransport {
   }
 
   std::string SetCounter(const std::string& request) {
-    if (!orders_.singleRegisters || !request.starts_with("P7=")) {
-      return "";
-    }
+    if (!orders_.singleRegisters || !request.starts_with("P7=")) return "";
     state_.counter = request.substr(3);
     return "OK";
   }
@@ -138,9 +126,7 @@ class StubTransport : public elfload::GdbTransport {
     const size_t colon = request.rfind(':');
     const std::string annex = request.substr(read + 6, colon - read - 6);
     const auto found = orders_.objects.find(request.substr(0, read) + ":" + annex);
-    if (found == orders_.objects.end()) {
-      return "E00";
-    }
+    if (found == orders_.objects.end()) return "E00";
     const size_t offset = std::stoul(request.substr(colon + 1), nullptr, 16);
     const size_t length = std::min<size_t>(std::stoul(request.substr(request.find(',') + 1), nullptr, 16), 50);
     std::string answer = offset + length >= found->second.size() ? "l" : "m";
@@ -154,9 +140,7 @@ class StubTransport : public elfload::GdbTransport {
     const uint32_t address = static_cast<uint32_t>(std::stoul(request.substr(1), nullptr, 16));
     const std::string_view body = std::string_view(request).substr(request.find(':') + 1);
     std::string data;
-    if (!(binary ? elfload::GdbUnescape(body, data) : elfload::GdbDecodeHex(body, data))) {
-      return "E22";
-    }
+    if (!(binary ? elfload::GdbUnescape(body, data) : elfload::GdbDecodeHex(body, data))) return "E22";
     Store(address, data);
     return "OK";
   }
@@ -200,18 +184,14 @@ class StubTransport : public elfload::GdbTransport {
       elfload::GdbUnescape(std::string_view(request).substr(request.find(':', 12) + 1), data);
       held_.emplace_back(address, data);
     } else {
-      for (const auto& [address, data] : held_) {
-        Store(address, data);
-      }
+      for (const auto& [address, data] : held_) Store(address, data);
       held_.clear();
     }
     return true;
   }
 
   void Store(uint32_t address, const std::string& data) {
-    for (const char byte : data) {
-      state_.memory[address++] = static_cast<uint8_t>(byte);
-    }
+    for (const char byte : data) state_.memory[address++] = static_cast<uint8_t>(byte);
   }
 
   const StubOrders orders_;

@@ -106,9 +106,7 @@ class HostTest : public testing::Test {
 template <class Record>
 Record* Find(Record* list, const std::string& name) {
   for (; list != nullptr; list = list->next) {
-    if (name == list->name) {
-      return list;
-    }
+    if (name == list->name) return list;
   }
   throw std::runtime_error("no record " + name);
 }
@@ -117,9 +115,7 @@ Record* Find(Record* list, const std::string& name) {
 template <class Record, class Function>
 Texts Listed(const Record* list, Function text) {
   Texts texts;
-  for (; list != nullptr; list = list->next) {
-    texts.push_back(text(*list));
-  }
+  for (; list != nullptr; list = list->next) texts.push_back(text(*list));
   return texts;
 }
 template <class Record>

@@ -170,9 +170,7 @@ TEST(TargetDescription, CountsRegistersToTheProgramCounter) {
       {{{"target.xml", R"(<reg name="pc" bitsize="32)"}}, "none"},
       {{}, "none"},
   };
-  for (const auto& row : rows) {
-    EXPECT_EQ(Counter(row.annexes), row.counter);
-  }
+  for (const auto& row : rows) EXPECT_EQ(Counter(row.annexes), row.counter);
 }
 
 TEST(TargetDescription, TurnsAMemoryMapIntoRegions) {

@@ -28,9 +28,7 @@ class GdbDownload : public HostTest {
     state = {};
     GdbTarget target(std::make_unique<StubTransport>(orders, state), settings);
     Loaded loaded;
-    if (!target.Connect()) {
-      return {0, target.LinkLost() ? "link-lost" : "no target", target.Reason(), state.requests};
-    }
+    if (!target.Connect()) return {0, target.LinkLost() ? "link-lost" : "no target", target.Reason(), state.requests};
     EXPECT_EQ(loader.Open(file.write().c_str()), 1);
     const ElfProgramHeader* headers = loader.image->programHeaders;
     DownloadMonitor monitor(
@@ -47,16 +45,12 @@ class GdbDownload : public HostTest {
     }
     elfload::LoadReport report;
     elfload::JudgeLoad(result, monitor, report);
-    if (result.result != 0 && !target.Finish(true)) {
-      report.message = target.Reason();
-    }
+    if (result.result != 0 && !target.Finish(true)) report.message = target.Reason();
     return {result.result, LoadOutcomeName(report.outcome), report.message, state.requests};
   }
   bool Holds(uint32_t address, const RawBytes& bytes) {
     for (uint32_t i = 0; i < bytes.size(); i++) {
-      if (state.memory[address + i] != bytes[i]) {
-        return false;
-      }
+      if (state.memory[address + i] != bytes[i]) return false;
     }
     return true;
   }
@@ -130,9 +124,7 @@ TEST_F(GdbDownload, LoadsWholeFilesWhateverTheStubCanDo) {
       row.orders.answers = {{"qC", ""}};
       const Loaded loaded = Run(row.orders, Program(1500, order), 0x200, {.machine = 0, .littleEndian = little});
       EXPECT_TRUE(Holds(0x1000, Mixed(1500))) << row.name;
-      for (const std::string& request : loaded.requests) {
-        EXPECT_LE(request.size() + 4, row.longestRequest) << row.name;
-      }
+      for (const std::string& request : loaded.requests) EXPECT_LE(request.size() + 4, row.longestRequest) << row.name;
       const bool described = row.orders.features.find("qXfer") != std::string::npos;
       EXPECT_EQ(loaded.outcome, described ? "done" : "start-refused") << row.name << ": " << loaded.message;
       EXPECT_EQ(state.counter, !described ? "00000000" : little ? "02100000" : "00001002") << row.name;
@@ -175,9 +167,7 @@ TEST_F(GdbDownload, ReportsARefusedBlockAsThatBlock) {
     StubOrders orders;
     orders.features = "PacketSize=1000;QStartNoAckMode+;qXfer:features:read+";
     orders.answers = {{row.request, row.answer}};
-    if (std::string_view(row.request) == "p7") {
-      orders.answers["g"] = "E02";
-    }
+    if (std::string_view(row.request) == "p7") orders.answers["g"] = "E02";
     const Loaded loaded = Run(orders, Program(1500), 0x200);
     EXPECT_EQ(loaded.outcome, row.outcome) << row.message;
     EXPECT_EQ(loaded.message, row.message);

@@ -90,9 +90,7 @@ TEST(MemoryTarget, HoldsWhatWasWrittenAndNothingElse) {
   EXPECT_EQ(Write(memory, 0x10, {6}), 1);
   EXPECT_EQ(Write(memory, 0x1001, {7, 8}), 1);
   Texts ranges;
-  for (const AddressRange& range : memory.Written()) {
-    ranges.push_back(DescribeRange(range.first, range.last));
-  }
+  for (const AddressRange& range : memory.Written()) ranges.push_back(DescribeRange(range.first, range.last));
   EXPECT_EQ(ranges, (Texts{"0x00000010-0x00000010", "0x00000FFF-0x00001002", "0xFFFFFFFF-0xFFFFFFFF"}));
   uint8_t bytes[4] = {};
   EXPECT_EQ(memory.ReadBlock({0xFFF}, bytes, 4, 2), 1);
@@ -123,9 +121,7 @@ TEST(MemoryOutput, WritesEachFormat) {
   };
   for (const auto& row : rows) {
     MemoryTarget memory;
-    for (const auto& [address, bytes] : row.blocks) {
-      ASSERT_EQ(Write(memory, address, bytes), 1);
-    }
+    for (const auto& [address, bytes] : row.blocks) ASSERT_EQ(Write(memory, address, bytes), 1);
     memory.SetStartAddress(0x10);
     std::string error;
     ASSERT_TRUE(WriteMemoryFile(path, row.format, memory, {}, error)) << error;

@@ -22,21 +22,11 @@ class Types : public HostTest {
   DescModule* module_ = nullptr;
 };
 
-Attr Encoding(int value) {
-  return {DW_AT_encoding, DW_FORM_data1, value};
-}
-Attr Stride(int bits) {
-  return {DW_AT_stride_size, DW_FORM_sdata, bits};
-}
-Attr Upper(int value) {
-  return {DW_AT_upper_bound, DW_FORM_sdata, value};
-}
-Attr Lower(int value) {
-  return {DW_AT_lower_bound, DW_FORM_sdata, value};
-}
-Attr ConstValue(uint32_t form, int value) {
-  return {DW_AT_const_value, form, value};
-}
+Attr Encoding(int value) { return {DW_AT_encoding, DW_FORM_data1, value}; }
+Attr Stride(int bits) { return {DW_AT_stride_size, DW_FORM_sdata, bits}; }
+Attr Upper(int value) { return {DW_AT_upper_bound, DW_FORM_sdata, value}; }
+Attr Lower(int value) { return {DW_AT_lower_bound, DW_FORM_sdata, value}; }
+Attr ConstValue(uint32_t form, int value) { return {DW_AT_const_value, form, value}; }
 
 TEST_F(Types, OfEveryKind) {
   const struct {
