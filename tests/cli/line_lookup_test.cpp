@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <deque>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,43 +13,27 @@ namespace {
 
 char emptyName[] = "";
 
-struct Block {
-  explicit Block(std::vector<uint32_t> addresses_, std::vector<uint32_t> lines_)
-      : addresses(std::move(addresses_)), lines(std::move(lines_)) {
-    record.fileName = emptyName;
-    record.count = static_cast<int32_t>(addresses.size());
-    record.addresses = addresses.data();
-    record.lines = lines.data();
-  }
-  std::vector<uint32_t> addresses, lines;
-  DescLineBlock record{};
-};
-
-std::optional<uint32_t> LineAt(const LineLookup& lines, uint32_t low, uint32_t address) {
-  const LineRow* row = lines.Find(low, address);
-  return row != nullptr ? std::optional(row->line) : std::nullopt;
-}
-
 TEST(LineLookup, FindsTheLastRowAtOrBelowAnAddressInItsBounds) {
-  // Two sequences in one block, the higher one first, then a block of another file.
-  Block first({0x200, 0x204, 0x204, 0x210, 0x100, 0x108}, {10, 11, 12, 13, 1, 2});
-  Block second({0x10C}, {30});
-  first.record.next = &second.record;
+  // Two sequences in one block, the higher one first, then a block of another file, then that of a unit without lines.
+  std::vector<uint32_t> addresses = {0x200, 0x204, 0x204, 0x210, 0x100, 0x108, 0x10C, 0xFFFFFFFF};
+  std::vector<uint32_t> numbers = {10, 11, 12, 13, 1, 2, 30, 0xFFFFFFFF};
+  DescLineBlock none{nullptr, emptyName, 1, &addresses[7], &numbers[7], nullptr};
+  DescLineBlock second{&none, emptyName, 1, &addresses[6], &numbers[6], nullptr};
+  DescLineBlock first{&second, emptyName, 6, addresses.data(), numbers.data(), nullptr};
   DescModule module{};
-  module.lineBlocks = &first.record;
+  module.lineBlocks = &first;
   const LineLookup lines(&module);
-  EXPECT_EQ(LineAt(lines, 0x200, 0x203), 10u);
-  EXPECT_EQ(LineAt(lines, 0x200, 0x204), 12u) << "the row before covers nothing";
-  EXPECT_EQ(LineAt(lines, 0x100, 0x10B), 2u);
-  EXPECT_EQ(LineAt(lines, 0x100, 0x10C), 30u);
-  EXPECT_EQ(LineAt(lines, 0x180, 0x190), std::nullopt) << "a row of other code, below the bounds";
-  EXPECT_EQ(LineAt(lines, 0x000, 0x0FF), std::nullopt);
-}
-
-TEST(LineLookup, TheRowOfAUnitWithoutALineTableIsNone) {
-  Block block({0xFFFFFFFF}, {0xFFFFFFFF});
-  DescModule module{};
-  module.lineBlocks = &block.record;
+  const auto lineAt = [&lines](uint32_t low, uint32_t address) {
+    const LineRow* row = lines.Find(low, address);
+    return row != nullptr ? row->line : 0;
+  };
+  EXPECT_EQ(lineAt(0x200, 0x203), 10u);
+  EXPECT_EQ(lineAt(0x200, 0x204), 12u) << "the row before covers nothing";
+  EXPECT_EQ(lineAt(0x100, 0x10B), 2u);
+  EXPECT_EQ(lineAt(0x100, 0x10C), 30u);
+  EXPECT_EQ(lineAt(0x180, 0x190), 0u) << "a row of other code, below the bounds";
+  EXPECT_EQ(lineAt(0x000, 0x0FF), 0u);
+  module.lineBlocks = &none;
   EXPECT_EQ(LineLookup(&module).Find(0, 0xFFFFFFFF), nullptr);
 }
 
@@ -60,13 +43,12 @@ TEST(FindProcAt, ProceduresGoBeforeLabelsBeforeLineInfo) {
   DescType undefined{nullptr, undefinedName, NO_KEY, 0, KIND_BASIC, {0}, {0}, {0}};
   std::deque<DescProc> procs;
   const auto add = [&procs](char* name, DescType* result, uint32_t low, uint32_t high) {
-    DescProc proc{};
+    DescProc& proc = procs.emplace_back();
     proc.name = name;
     proc.returnType = result;
     proc.lowPc = low;
     proc.highPc = high;
-    procs.push_back(proc);
-    if (procs.size() > 1) procs[procs.size() - 2].next = &procs.back();
+    if (procs.size() > 1) procs[procs.size() - 2].next = &proc;
   };
   add(label, &undefined, 0x110, 0x140);
   add(function, nullptr, 0x100, 0x120);

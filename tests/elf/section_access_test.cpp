@@ -11,25 +11,20 @@
 
 namespace {
 
-uint32_t Read16(ElfImage* image) {
+// The number read by `read`, which succeeds.
+template <class Read>
+uint32_t Number(ElfImage* image, Read read) {
   uint32_t value = 0;
-  EXPECT_EQ(ELF_Read16(image, &value), 1);
+  EXPECT_EQ(read(image, &value), 1);
   return value;
 }
-uint32_t Read32(ElfImage* image) {
-  uint32_t value = 0;
-  EXPECT_EQ(ELF_Read32(image, &value), 1);
-  return value;
-}
+uint32_t Read16(ElfImage* image) { return Number(image, ELF_Read16); }
+uint32_t Read32(ElfImage* image) { return Number(image, ELF_Read32); }
 
 TEST(SectionAccess, FindsTheFirstSectionOfAName) {
   for (const ByteOrder order : bothOrders) {
-    const OpenedImage image = ElfFile(order)
-                                  .section(".a", Bytes().u16(0x1234).u32(0x89ABCDEF).u8(7))
-                                  .section(".empty")
-                                  .section(".a", Bytes().pad(99))
-                                  .section(".A", Bytes().pad(3))
-                                  .open();
+    ElfFile file = ElfFile(order).section(".a", Bytes().u16(0x1234).u32(0x89ABCDEF).u8(7)).section(".empty");
+    const OpenedImage image = file.section(".a", Bytes().pad(99)).section(".A", Bytes().pad(3)).open();
     ASSERT_NE(image, nullptr);
     EXPECT_EQ(ELF_SectionSize(image, ".a"), 7u);
     EXPECT_EQ(ELF_SectionSize(image, ".A"), 3u);
@@ -116,14 +111,12 @@ TEST(SectionAccess, AFileThatShrinksReadsAsEnded) {
 TEST(SectionAccess, GetSegmentTellsWhatToLoad) {
   for (const ByteOrder order : bothOrders) {
     const Bytes code = Bytes().u32(0xCAFEF00D);
+    // clang-format off
     const OpenedImage image = ElfFile(order)
-                                  .segment(PT_LOAD, 0x1000, code)
-                                  .set(&ElfProgramHeader::p_paddr, 0x8000)
-                                  .set(&ElfProgramHeader::p_memsz, 12)
-                                  .segment(PT_LOAD, 0, code)
-                                  .set(&ElfProgramHeader::p_paddr, 0x8000)
-                                  .segment(4, 0x3000, code)
-                                  .open();
+        .segment(PT_LOAD, 0x1000, code).set(&ElfProgramHeader::p_paddr, 0x8000).set(&ElfProgramHeader::p_memsz, 12)
+        .segment(PT_LOAD, 0, code).set(&ElfProgramHeader::p_paddr, 0x8000)
+        .segment(4, 0x3000, code).open();
+    // clang-format on
     struct {
       uint32_t address = 1, fileSize = 2, memorySize = 3, flags = 4;
     } s;
