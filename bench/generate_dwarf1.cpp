@@ -1,9 +1,10 @@
 // DWARF 1 files that grow in one direction, for the checks of growth: no compiler writes them any more.
 //
-//   elfload_generate_dwarf1 units COUNT FILE       so many units of 5 groups of entries each, with line tables and
-//   indexes elfload_generate_dwarf1 groups COUNT FILE      one unit with so many groups elfload_generate_dwarf1 merged
-//   COUNT FILE      so many units of one source that use each other's types elfload_generate_dwarf1 megabytes COUNT
-//   FILE   units of 200 groups, until `.debug` has that size
+// elfload_generate_dwarf1 SHAPE COUNT FILE writes one of these shapes:
+// - units: so many units of 5 groups of entries each, with line tables and indexes
+// - groups: one unit with so many groups
+// - merged: so many units of one source that use each other's types
+// - megabytes: units of 200 groups, until `.debug` has that size
 //
 // A group is a structure with three members, a variable, and a procedure with a parameter and two locals. The count of
 // units and entries goes to standard output.
