@@ -91,7 +91,7 @@ TEST_P(Dwarf1Types, LocationsAreCopiedAndNamesCut) {
   EXPECT_EQ(location->highPc, 0xFFFFFFFF);
   EXPECT_EQ(module->vars->next->location->expression[0], 0);
 
-  for (const size_t length : {1022, 1023, 1024, 2000, 20000, 16384 * 3}) {  // consumed whole all the same
+  for (const size_t length : {1022U, 1023U, 1024U, 2000U, 20000U, 16384U * 3}) {  // consumed whole all the same
     const Dwarf1Attrs attrs = {at::name(std::string(length, 'n')), at::text(AT_ordering, "skipped"),
                                at::fundType(FT_char)};
     module = FillEntries(Dwarf1Entries().entry(TAG_global_variable, attrs).append(Var("next", at::fundType(FT_char))));
