@@ -1,6 +1,7 @@
 // Delay load: fills a module when the host first needs it, and settles what only the whole module tells.
 #include "dwarf1/dwarf1_reader.h"
 #include "dwarf2/dwarf2_reader.h"
+#include "elf/elf_image.h"
 #include "loader/debug_records.h"
 #include "loader/elf_loader.h"
 #include "loader/line_info_procs.h"
@@ -77,7 +78,7 @@ int ElfLoader::Extend(DescModule* module, SYM_DelayLoadKind kinds) {
     ReportError();
     return 0;
   }
-  AddLineInfoProcs(module, ranges);
+  const bool isCovered = AddLineInfoProcs(module, ranges, &image->file->Work());
   SettleArrays(module->ext);
   SettleBitFields(module->ext);
   SettleSizes(module->vars);
@@ -85,5 +86,9 @@ int ElfLoader::Extend(DescModule* module, SYM_DelayLoadKind kinds) {
     SettleSizes(proc->locals);
   }
   L_FreeList(&ranges, L_Nop);
+  if (!isCovered) {
+    ReportError();
+    return 0;
+  }
   return 1;
 }

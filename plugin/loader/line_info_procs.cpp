@@ -17,7 +17,7 @@ constexpr uint32_t LAST_ADDRESS = 0xFFFFFFFF;
 // own.
 class LineInfoCover {
  public:
-  explicit LineInfoCover(DescModule* module) : module_(module) {}
+  LineInfoCover(DescModule* module, WorkAllowance* work) : module_(module), work_(work) {}
   LineInfoCover(const LineInfoCover&) = delete;
   LineInfoCover& operator=(const LineInfoCover&) = delete;
   ~LineInfoCover() { std::free(walks_); }
@@ -25,7 +25,8 @@ class LineInfoCover {
   // False without memory: nothing is covered then.
   bool TakeProcs();
 
-  void Cover(uint32_t low, uint32_t high);
+  // False when the allowance is used up: the range may be covered in part.
+  bool Cover(uint32_t low, uint32_t high);
 
  private:
   // A walk that stands in front of procedure `next`, with what is left of its range.
@@ -39,7 +40,11 @@ class LineInfoCover {
   void Step(const DescProc* proc);
   void AddProc(uint32_t low, uint32_t high);
 
+  static constexpr uint32_t STEP_COST = 8;
+  static constexpr uint32_t PROC_COST = 256;
+
   DescModule* module_;
+  WorkAllowance* work_;
   DescProc* last_ = nullptr;
   SpanTree procs_;
   Walk* walks_ = nullptr;  // the innermost last
@@ -90,12 +95,13 @@ void LineInfoCover::Step(const DescProc* proc) {
   }
 }
 
-void LineInfoCover::Cover(uint32_t low, uint32_t high) {
+bool LineInfoCover::Cover(uint32_t low, uint32_t high) {
   if (low >= high) {
-    return;
+    return true;
   }
   Begin(low, high);
-  while (walkCount_ != 0) {
+  while (walkCount_ != 0 && work_->IsLeft()) {
+    work_->Spend(STEP_COST);
     Walk& walk = walks_[walkCount_ - 1];
     const uint32_t number = procs_.NextTouching(walk.next, walk.low, walk.high);
     if (number != SpanTree::NONE) {
@@ -106,6 +112,7 @@ void LineInfoCover::Cover(uint32_t low, uint32_t high) {
       AddProc(walk.low, walk.high);
     }
   }
+  return walkCount_ == 0;
 }
 
 void LineInfoCover::AddProc(uint32_t low, uint32_t high) {
@@ -113,6 +120,7 @@ void LineInfoCover::AddProc(uint32_t low, uint32_t high) {
   if (proc == nullptr) {
     return;
   }
+  work_->Spend(PROC_COST);
   proc->lowPc = low;
   proc->highPc = high;
   char text[64];
@@ -131,13 +139,16 @@ void LineInfoCover::AddProc(uint32_t low, uint32_t high) {
 
 }  // namespace
 
-void AddLineInfoProcs(DescModule* module, L_list* ranges) {
-  LineInfoCover cover(module);
+bool AddLineInfoProcs(DescModule* module, L_list* ranges, WorkAllowance* work) {
+  LineInfoCover cover(module, work);
   if (!cover.TakeProcs()) {
-    return;
+    return true;
   }
   for (void* data = L_First(ranges); data != nullptr; data = L_Next(ranges)) {
     const auto* range = static_cast<const DescLineRange*>(data);
-    cover.Cover(range->low, range->high == LAST_ADDRESS ? range->high : range->high + 1);
+    if (!cover.Cover(range->low, range->high == LAST_ADDRESS ? range->high : range->high + 1)) {
+      return false;
+    }
   }
+  return true;
 }

@@ -2,9 +2,11 @@
 // an address with rows always finds one.
 #pragma once
 
+#include "elf/work_allowance.h"
 #include "tarnixcore/list.h"
 
 struct DescModule;
 
-// Covers, for each DescLineRange of `ranges`, what no procedure of the module covers.
-void AddLineInfoProcs(DescModule* module, L_list* ranges);
+// Covers, for each DescLineRange of `ranges`, what no procedure of the module covers. A step costs a walk over
+// procedures: false when that has used the allowance up, with the rest uncovered.
+bool AddLineInfoProcs(DescModule* module, L_list* ranges, WorkAllowance* work);

@@ -4,61 +4,73 @@
 
 namespace {
 
-// Longer chains of typedefs or nested arrays than any file has on purpose.
-constexpr uint32_t MAX_TYPE_DEPTH = 1000;
+// Typedefs, nested arrays and dimensions that one question goes through: more than any file has on purpose.
+constexpr uint32_t MAX_TYPE_STEPS = 1000;
 
-// The type behind typedefs and qualifiers, null when the chain ends or runs in a circle.
-const DescType* Unqualified(const DescType* type) {
-  for (uint32_t depth = 0; depth < MAX_TYPE_DEPTH; ++depth) {
-    if (type == nullptr || (type->kind != KIND_TYPEDEF && type->kind != KIND_CONST && type->kind != KIND_VOLATILE)) {
-      return type;
-    }
-    type = type->target.type;
+// The walk from a type to its size. Whatever runs in a circle or is too long ends it.
+class SizeWalk {
+ public:
+  int32_t SizeOf(const DescType* type);
+
+ private:
+  bool Step() { return steps_ != 0 && --steps_ != 0; }
+  const DescType* Unqualified(const DescType* type);
+  uint32_t ElementCount(const DescDimension* dimensions);
+
+  uint32_t steps_ = MAX_TYPE_STEPS;
+};
+
+// The type behind typedefs and qualifiers, null when the chain ends.
+const DescType* SizeWalk::Unqualified(const DescType* type) {
+  while (type != nullptr && (type->kind == KIND_TYPEDEF || type->kind == KIND_CONST || type->kind == KIND_VOLATILE)) {
+    type = Step() ? type->target.type : nullptr;
   }
-  return nullptr;
+  return type;
 }
 
-uint32_t ElementCount(const DescDimension* dimensions) {
+uint32_t SizeWalk::ElementCount(const DescDimension* dimensions) {
   uint32_t count = dimensions != nullptr ? 1 : 0;
-  for (; dimensions != nullptr; dimensions = dimensions->next) {
+  for (; dimensions != nullptr && Step(); dimensions = dimensions->next) {
     count *= static_cast<uint32_t>(dimensions->high) - static_cast<uint32_t>(dimensions->low) + 1;
   }
   return count;
 }
 
-}  // namespace
-
-int32_t TypeSize(const DescType* type) {
+int32_t SizeWalk::SizeOf(const DescType* type) {
   uint32_t count = 1;
-  for (uint32_t depth = 0; depth < MAX_TYPE_DEPTH; ++depth) {
-    type = Unqualified(type);
-    if (type == nullptr) {
-      return 0;
-    }
+  for (type = Unqualified(type); type != nullptr && Step(); type = Unqualified(type->element.type)) {
     if (type->kind != KIND_ARRAY || type->byteSize > 0) {
       return static_cast<int32_t>(count * static_cast<uint32_t>(type->byteSize));
     }
     count *= ElementCount(type->items.dimensions);
-    if (type->byteSize < 0) {
+    if (steps_ != 0 && type->byteSize < 0) {
       return static_cast<int32_t>(count * (0U - static_cast<uint32_t>(type->byteSize)));
     }
-    type = type->element.type;
   }
   return 0;
 }
 
+}  // namespace
+
+int32_t TypeSize(const DescType* type) {
+  return SizeWalk().SizeOf(type);
+}
+
 void SettleArray(DescType* type) {
-  // Innermost first: the nested arrays on the way in, then their sizes on the way out.
-  DescType* nested[MAX_TYPE_DEPTH];
+  // Innermost first: the nested arrays on the way in, then their sizes on the way out. Around an array that stays
+  // without a size there is none either.
+  DescType* nested[MAX_TYPE_STEPS];
   uint32_t depth = 0;
-  while (type != nullptr && type->kind == KIND_ARRAY && depth < MAX_TYPE_DEPTH) {
+  while (type != nullptr && type->kind == KIND_ARRAY && depth < MAX_TYPE_STEPS) {
     nested[depth++] = type;
     type = type->element.type;
   }
+  bool isSizeless = false;
   while (depth != 0) {
     DescType* array = nested[--depth];
-    if (array->byteSize == 0) {
+    if (array->byteSize == 0 && !isSizeless) {
       array->byteSize = TypeSize(array);
     }
+    isSizeless = array->byteSize == 0;
   }
 }

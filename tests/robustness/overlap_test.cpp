@@ -84,4 +84,26 @@ TEST_F(Overlap, IsPaidForByTheFilesSize) {
   }
 }
 
+// Each of so many ranges of line rows touches each of so many procedures.
+TEST_F(Overlap, OfRangesAndProceduresEnds) {
+  constexpr uint32_t PROCEDURES = 20000;
+  Unit unit = Unit().parent(DW_TAG_compile_unit, {{DW_AT_stmt_list, DW_FORM_data4, 0}});
+  for (uint32_t i = 1; i <= PROCEDURES; ++i) {
+    unit.child(DW_TAG_subprogram, {Low(2 * i), High(2 * i + 1)});
+  }
+  LineProgram lines;
+  for (int range = 0; range < 1000; ++range) {
+    lines.setAddress(1).copy();
+    for (uint32_t i = 0; i < 2 * PROCEDURES / 250; ++i) {
+      lines.advancePc(250).copy();
+    }
+  }
+  const DescModule* module =
+      LoadAndExtend(Dwarf2File(ByteOrder::big, unit.end()).section(".debug_line", lines.endSequence()));
+  EXPECT_EQ(extended, 0);
+  EXPECT_EQ(TakeMessages(), Texts{ERROR_IN_OBJECT_FILE});
+  EXPECT_EQ(Names(module->procs).size(), 2 * PROCEDURES + 1) << "the first range covers all";
+  EXPECT_NE(module->lineBlocks, nullptr);
+}
+
 }  // namespace
