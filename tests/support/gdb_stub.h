@@ -26,10 +26,10 @@ struct StubOrders {
   size_t dribble = 0x10000;      // bytes that arrive at once
   std::map<std::string, std::string> objects = {{"features:target.xml", R"(<target><reg name="r0" bitsize="32"/>
     <reg name="pc" bitsize="32" regnum="7"/></target>)"}};
-  std::map<std::string, std::string> answers;  // by the start of the request, in place of the stub's own
+  std::map<std::string, std::string> answers = {};  // by the start of the request, in place of the stub's own
   int troubleAt = 0;                           // number of the request, from 1
   Trouble trouble = Trouble::none;
-  std::string raw;
+  std::string raw = {};
 };
 
 // What the stub has seen and holds. Outlives the transport, which its client owns.
@@ -85,12 +85,12 @@ class StubTransport : public elfload::GdbTransport {
       if (request.starts_with(start)) return answer;
     }
     if (request.starts_with("qSupported")) return orders_.features;
+    if (request.starts_with("qXfer:")) return Object(request.substr(6));
+    if (request == "?") return "T05thread:01;";
     if (request == "QStartNoAckMode") {
       acknowledges_ = false;
       return "OK";
     }
-    if (request == "?") return "T05thread:01;";
-    if (request.starts_with("qXfer:")) return Object(request.substr(6));
     switch (request[0]) {
       case 'M':
         return Write(request, false);

@@ -17,32 +17,17 @@ using Events = std::vector<std::string>;
 
 // Every event of the stream, packets as their payload.
 Events Read(std::string_view stream, size_t pieces) {
+  static const std::map<Event, std::string> names = {
+      {Event::ack, "+"},           {Event::nak, "-"},
+      {Event::packet, "packet "},  {Event::notification, "notification "},
+      {Event::badChecksum, "bad"}, {Event::malformed, "malformed"}};
   GdbPacketReader reader;
   Events events;
   for (size_t at = 0; at < stream.size(); at += pieces) {
     for (std::string_view piece = stream.substr(at, pieces); !piece.empty();) {
-      switch (reader.Feed(piece)) {
-        case Event::none:
-          break;
-        case Event::ack:
-          events.emplace_back("+");
-          break;
-        case Event::nak:
-          events.emplace_back("-");
-          break;
-        case Event::packet:
-          events.push_back("packet " + reader.Payload());
-          break;
-        case Event::notification:
-          events.push_back("notification " + reader.Payload());
-          break;
-        case Event::badChecksum:
-          events.emplace_back("bad");
-          break;
-        case Event::malformed:
-          events.emplace_back("malformed");
-          break;
-      }
+      const Event event = reader.Feed(piece);
+      const bool hasPayload = event == Event::packet || event == Event::notification;
+      if (event != Event::none) events.push_back(names.at(event) + (hasPayload ? reader.Payload() : ""));
     }
   }
   return events;
@@ -106,32 +91,23 @@ TEST(GdbPacket, WritesWhatItReads) {
 }
 
 TEST(GdbEndpoint, TakesNamesAddressesAndPaths) {
-  const struct {
-    const char* text;
-    const char *host, *port, *path;  // a null host: refused
-  } rows[] = {
-      {"localhost:1234", "localhost", "1234", ""},
-      {"127.0.0.1:65535", "127.0.0.1", "65535", ""},
-      {":1234", "", "1234", ""},
-      {"[::1]:1234", "::1", "1234", ""},
-      {"unix:/tmp/a:b", "", "", "/tmp/a:b"},
-      {"unix:", nullptr, "", ""},
-      {"localhost", nullptr, "", ""},
-      {"::1:1234", nullptr, "", ""},
-      {"a:0", nullptr, "", ""},
-      {"a:65536", nullptr, "", ""},
-      {"a:12x", nullptr, "", ""},
-      {"a:", nullptr, "", ""},
+  const std::pair<const char*, std::vector<std::string>> facts[] = {
+      {"localhost:1234", {"localhost", "1234", ""}},
+      {"127.0.0.1:65535", {"127.0.0.1", "65535", ""}},
+      {":1234", {"", "1234", ""}},
+      {"[::1]:1234", {"::1", "1234", ""}},
+      {"unix:/tmp/a:b", {"", "", "/tmp/a:b"}},
   };
-  for (const auto& row : rows) {
-    GdbEndpoint endpoint;
-    std::string error;
-    ASSERT_EQ(ParseGdbEndpoint(row.text, endpoint, error), row.host != nullptr) << row.text;
-    EXPECT_EQ(error.empty(), row.host != nullptr) << row.text;
-    if (row.host != nullptr) {
-      EXPECT_EQ(std::vector({endpoint.host, endpoint.port, endpoint.path}),
-                (std::vector<std::string>{row.host, row.port, row.path}));
-    }
+  GdbEndpoint endpoint;
+  std::string error;
+  for (const auto& [text, parts] : facts) {
+    EXPECT_TRUE(ParseGdbEndpoint(text, endpoint, error)) << text << error;
+    EXPECT_EQ(std::vector({endpoint.host, endpoint.port, endpoint.path}), parts);
+  }
+  for (const char* wrong : {"unix:", "localhost", "::1:1234", "a:0", "a:65536", "a:12x", "a:"}) {
+    error.clear();
+    EXPECT_FALSE(ParseGdbEndpoint(wrong, endpoint, error)) << wrong;
+    EXPECT_NE(error, "") << wrong;
   }
 }
 
@@ -151,10 +127,7 @@ std::string Counter(const std::map<std::string, std::string>& annexes) {
 }
 
 TEST(TargetDescription, CountsRegistersToTheProgramCounter) {
-  const struct {
-    std::map<std::string, std::string> annexes;
-    const char* counter;
-  } rows[] = {
+  const std::pair<std::map<std::string, std::string>, const char*> rows[] = {
       {{{"target.xml", "<reg name='a' bitsize='32'/><reg name='pc' bitsize='16'/>"}}, "1 2 4"},
       {{{"target.xml", R"(<?xml version="1.0"?><!DOCTYPE target [<!ENTITY a "b>">]><!-- <reg name="pc"/> -->
          <reg bitsize="64" regnum="3" name = "a>b"/><reg name="pc" bitsize="32"></reg>)"}},
@@ -170,7 +143,7 @@ TEST(TargetDescription, CountsRegistersToTheProgramCounter) {
       {{{"target.xml", R"(<reg name="pc" bitsize="32)"}}, "none"},
       {{}, "none"},
   };
-  for (const auto& row : rows) EXPECT_EQ(Counter(row.annexes), row.counter);
+  for (const auto& [annexes, counter] : rows) EXPECT_EQ(Counter(annexes), counter);
 }
 
 TEST(TargetDescription, TurnsAMemoryMapIntoRegions) {

@@ -94,74 +94,61 @@ TEST_F(GdbDownload, AsksForWhatTheStubOffersAndSetsTheCounter) {
 }
 
 TEST_F(GdbDownload, LoadsWholeFilesWhateverTheStubCanDo) {
-  struct Row {
+  const std::string described = "qXfer:features:read+";
+  const std::string silent = "QStartNoAckMode+;";
+  const struct {
     const char* name;
     StubOrders orders;
     size_t longestRequest;
+  } rows[] = {
+      {"plain", {}, 768},
+      {"acknowledged, byte by byte", {.features = "PacketSize=4000", .dribble = 1}, 1280},
+      {"small packets, run lengths, short answers",
+       {.features = "PacketSize=40;QStartNoAckMode+", .runLengths = true, .longestRead = 7},
+       48},
+      {"binary", {.features = "PacketSize=400;" + silent + described + ";binary-upload+", .binaryWrites = true}, 768},
+      {"binary, small packets", {.features = "PacketSize=40;binary-upload+", .binaryWrites = true}, 48},
+      {"no promise, all registers at once", {.features = described, .singleRegisters = false}, 400},
   };
-  std::vector<Row> rows(6);
-  rows[0] = {"plain", {}, 768};
-  rows[1] = {"acknowledged, byte by byte", {}, 768};
-  rows[1].orders.features = "PacketSize=4000";
-  rows[1].orders.dribble = 1;
-  rows[1].longestRequest = 1280;
-  rows[2] = {"small packets, run lengths, short answers", {}, 48};
-  rows[2].orders.features = "PacketSize=40;QStartNoAckMode+";
-  rows[2].orders.runLengths = true;
-  rows[2].orders.longestRead = 7;
-  rows[3] = {"binary", {}, 768};
-  rows[3].orders.binaryWrites = true;
-  rows[3].orders.features += ";binary-upload+";
-  rows[4] = {"binary, small packets", {}, 48};
-  rows[4].orders.binaryWrites = true;
-  rows[4].orders.features = "PacketSize=40;binary-upload+";
-  rows[5] = {"no promise, all registers at once", {}, 400};
-  rows[5].orders.features = "qXfer:features:read+";
-  rows[5].orders.singleRegisters = false;
-  for (Row& row : rows) {
+  for (const auto& row : rows) {
     for (const ByteOrder order : bothOrders) {
       const bool little = order == ByteOrder::little;
-      row.orders.answers = {{"qC", ""}};
       const Loaded loaded = Run(row.orders, Program(1500, order), 0x200, {.machine = 0, .littleEndian = little});
       EXPECT_TRUE(Holds(0x1000, Mixed(1500))) << row.name;
       for (const std::string& request : loaded.requests) EXPECT_LE(request.size() + 4, row.longestRequest) << row.name;
-      const bool described = row.orders.features.find("qXfer") != std::string::npos;
-      EXPECT_EQ(loaded.outcome, described ? "done" : "start-refused") << row.name << ": " << loaded.message;
-      EXPECT_EQ(state.counter, !described ? "00000000" : little ? "02100000" : "00001002") << row.name;
+      const bool isDescribed = row.orders.features.find("qXfer") != std::string::npos;
+      EXPECT_EQ(loaded.outcome, isDescribed ? "done" : "start-refused") << row.name << ": " << loaded.message;
+      EXPECT_EQ(state.counter, !isDescribed ? "00000000" : little ? "02100000" : "00001002") << row.name;
     }
   }
 }
 
 TEST_F(GdbDownload, ReportsARefusedBlockAsThatBlock) {
+  const std::string setting = "the start address 0x00001002 is not set: setting the program counter: ";
+  const std::string second = "segment 0, writing 0x00001200-0x000013FF: ";
+  const std::string back = "segment 0, reading 0x00001200-0x000013FF: ";
   const struct {
-    const char* request;
-    const char* answer;
-    const char* outcome;
-    const char* message;
+    const char *request, *answer, *outcome;
+    std::string message;
   } rows[] = {
-      {"M1200", "E0e", "write-refused",
-       "write refused: segment 0, writing 0x00001200-0x000013FF: the stub answered \"E0e\""},
+      // clang-format off
+      {"M1200", "E0e", "write-refused", "write refused: " + second + "the stub answered \"E0e\""},
       {"M1400", "E.no such memory", "write-refused",
        "write refused: segment 0, writing 0x00001400-0x000015DB: the stub answered \"E.no such memory\""},
       {"M", "", "write-refused", "write refused: segment 0, writing 0x00001000-0x000011FF: the stub cannot do that"},
-      {"m1200", "E01", "verify-differs",
-       "verification differs: segment 0, reading 0x00001200-0x000013FF: the stub answered \"E01\""},
+      {"m1200", "E01", "verify-differs", "verification differs: " + back + "the stub answered \"E01\""},
       {"m1200", "00", "verify-differs", "verification differs: segment 0, at 0x00001200 the target holds 0x00"},
-      {"P", "E01", "start-refused",
-       "the start address 0x00001002 is not set: setting the program counter: the stub answered \"E01\""},
-      {"M1200", "OKOK", "link-lost",
-       "link lost: segment 0, writing 0x00001200-0x000013FF: the answer makes no sense: \"OKOK\""},
-      {"m1200", "0", "link-lost",
-       "link lost: segment 0, reading 0x00001200-0x000013FF: the answer makes no sense: \"0\""},
-      {"m1200", "xyz0", "link-lost",
-       "link lost: segment 0, reading 0x00001200-0x000013FF: the answer makes no sense: \"xyz0\""},
-      {"p7", "E01", "start-refused",
-       "the start address 0x00001002 is not set: setting the program counter: the stub answered \"E02\""},
+      {"P", "E01", "start-refused", setting + "the stub answered \"E01\""},
+      {"M1200", "OKOK", "link-lost", "link lost: " + second + "the answer makes no sense: \"OKOK\""},
+      {"m1200", "0", "link-lost", "link lost: " + back + "the answer makes no sense: \"0\""},
+      {"m1200", "xyz0", "link-lost", "link lost: " + back + "the answer makes no sense: \"xyz0\""},
+      {"p7", "E01", "start-refused", setting + "the stub answered \"E02\""},
       {"p7", "123", "link-lost", "link lost: reading the program counter: the answer makes no sense: \"123\""},
       {"?", "W00", "link-lost", "connecting: the stub has no target: it has ended"},
       {"?", "huh", "link-lost", "connecting: the answer makes no sense: \"huh\""},
       {"qSupported", "PacketSize=10", "link-lost", "connecting: the stub takes packets of 16 bytes only"},
       {"qXfer", "m", "link-lost", "reading the target description: the answer makes no sense: \"m\""},
+      // clang-format on
   };
   for (const auto& row : rows) {
     StubOrders orders;
@@ -234,11 +221,8 @@ TEST_F(GdbDownload, ErasesFlashOnceAndEndsItBeforeItIsReadBack) {
   StubOrders orders;
   orders.features = "PacketSize=1000;QStartNoAckMode+;qXfer:memory-map:read+;qXfer:features:read+";
   orders.objects["memory-map:"] = MEMORY_MAP;
-  const auto file = ElfFile()
-                        .segment(PT_LOAD, 0x1000, Bytes().raw({1}))
-                        .segment(PT_LOAD, 0x8100, Bytes().raw({'#', 2}))
-                        .segment(PT_LOAD, 0x8200, Bytes().raw(Mixed(0x300)))
-                        .segment(PT_LOAD, 0x8FFF, Bytes().raw({3}));
+  ElfFile file = ElfFile().segment(PT_LOAD, 0x1000, Bytes().raw({1})).segment(PT_LOAD, 0x8100, Bytes().raw({'#', 2}));
+  file.segment(PT_LOAD, 0x8200, Bytes().raw(Mixed(0x300))).segment(PT_LOAD, 0x8FFF, Bytes().raw({3}));
   for (const unsigned long flags : {0x000ul, 0x200ul}) {
     const Loaded loaded = Run(orders, file, flags);
     EXPECT_EQ(loaded.outcome, "done") << loaded.message;
@@ -249,24 +233,13 @@ TEST_F(GdbDownload, ErasesFlashOnceAndEndsItBeforeItIsReadBack) {
         flash.push_back(request.substr(0, request.find(':', 12)));
       }
     }
+    // clang-format off
     const Texts quick = {"vFlashErase:8000,800", "vFlashErase:8c00,400", "vFlashWrite:8100", "vFlashWrite:8200",
-                         "vFlashWrite:8400",     "vFlashWrite:8fff",     "vFlashDone",       "p7"};
-    const Texts verified = {"m1000,1",
-                            "vFlashErase:8000,800",
-                            "vFlashErase:8c00,400",
-                            "vFlashWrite:8100",
-                            "vFlashDone",
-                            "m8100,2",
-                            "vFlashWrite:8200",
-                            "vFlashDone",
-                            "m8200,200",
-                            "vFlashWrite:8400",
-                            "vFlashDone",
-                            "m8400,100",
-                            "vFlashWrite:8fff",
-                            "vFlashDone",
-                            "m8fff,1",
-                            "p7"};
+                         "vFlashWrite:8400", "vFlashWrite:8fff", "vFlashDone", "p7"};
+    const Texts verified = {"m1000,1", "vFlashErase:8000,800", "vFlashErase:8c00,400",
+                            "vFlashWrite:8100", "vFlashDone", "m8100,2", "vFlashWrite:8200", "vFlashDone", "m8200,200",
+                            "vFlashWrite:8400", "vFlashDone", "m8400,100", "vFlashWrite:8fff", "vFlashDone", "m8fff,1", "p7"};
+    // clang-format on
     EXPECT_EQ(flash, flags == 0 ? quick : verified);
   }
   orders.answers = {{"vFlashErase:8c", "E05"}};
@@ -292,10 +265,8 @@ TEST_F(GdbDownload, RefusesRangesOutsideTheStubsMemory) {
       {0xFFFFFF00, 0x101, PF_R, "the range runs over the end of the address space"},
   };
   for (const auto& row : rows) {
-    const auto file = ElfFile()
-                          .segment(PT_LOAD, row.address, Bytes().raw({1}))
-                          .set(&ElfProgramHeader::p_memsz, row.size)
-                          .set(&ElfProgramHeader::p_flags, row.flags);
+    ElfFile file = ElfFile().segment(PT_LOAD, row.address, Bytes().raw({1}));
+    file.set(&ElfProgramHeader::p_memsz, row.size).set(&ElfProgramHeader::p_flags, row.flags);
     const Loaded loaded = Run(orders, file, 0);
     EXPECT_EQ(loaded.message,
               *row.reason == 0

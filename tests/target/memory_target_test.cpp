@@ -23,28 +23,17 @@ int Write(Target& target, uint32_t address, const RawBytes& bytes) {
 }
 
 TEST(RegionMap, TakesRangesAndRefusesNonsense) {
-  const struct {
-    const char* text;
-    const char* region;  // null: refused
-  } rows[] = {
-      {"0x8000-0xFFFF:rx", "0x00008000-0x0000FFFF:rx"},
-      {"0-4294967295", "0x00000000-0xFFFFFFFF:rwx"},
-      {"16-16:w", "0x00000010-0x00000010:w"},
-      {"0x0-0xffffffff:xwr", "0x00000000-0xFFFFFFFF:rwx"},
-      {"0x10-0xF", nullptr},
-      {"0-0x100000000", nullptr},
-      {"0x8000", nullptr},
-      {"0-1:", nullptr},
-      {"0-1:rq", nullptr},
-      {"-1", nullptr},
-      {"a-b", nullptr},
-      {"", nullptr},
-  };
-  for (const auto& row : rows) {
-    MemoryRegion region;
-    std::string error;
-    ASSERT_EQ(ParseRegion(row.text, region, error), row.region != nullptr) << row.text;
-    EXPECT_EQ(row.region != nullptr ? DescribeRegion(region) : error.substr(0, 0), row.region ? row.region : "");
+  MemoryRegion region;
+  std::string error;
+  for (const auto& [text, expected] : {std::pair{"0x8000-0xFFFF:rx", "0x00008000-0x0000FFFF:rx"},
+                                       {"0-4294967295", "0x00000000-0xFFFFFFFF:rwx"},
+                                       {"16-16:w", "0x00000010-0x00000010:w"},
+                                       {"0x0-0xffffffff:xwr", "0x00000000-0xFFFFFFFF:rwx"}}) {
+    EXPECT_TRUE(ParseRegion(text, region, error)) << text;
+    EXPECT_EQ(DescribeRegion(region), expected);
+  }
+  for (const char* wrong : {"0x10-0xF", "0-0x100000000", "0x8000", "0-1:", "0-1:rq", "-1", "a-b", ""}) {
+    EXPECT_FALSE(ParseRegion(wrong, region, error)) << wrong;
   }
 }
 
@@ -108,16 +97,16 @@ TEST(MemoryOutput, WritesEachFormat) {
     MemoryFormat format;
     std::string text;
   } rows[] = {
-      {{{0x1FFFE, {1, 2, 3}}},
-       MemoryFormat::hex,
-       ":020000040001F9\r\n:02FFFE000102FE\r\n:020000040002F8\r\n:0100000003FC\r\n:0400000500000010E7\r\n:"
-       "00000001FF\r\n"},
+      // clang-format off
+      {{{0x1FFFE, {1, 2, 3}}}, MemoryFormat::hex, ":020000040001F9\r\n:02FFFE000102FE\r\n:020000040002F8\r\n"
+       ":0100000003FC\r\n:0400000500000010E7\r\n:00000001FF\r\n"},
       {{{0xFFFE, {1, 2}}}, MemoryFormat::srec, "S00600006F7574A1\r\nS105FFFE0102FA\r\nS9030010EC\r\n"},
       {{{0xFFFE, {1, 2, 3}}}, MemoryFormat::srec, "S00600006F7574A1\r\nS20700FFFE010203F5\r\nS804000010EB\r\n"},
       {{{0xFFFFFFFF, {9}}}, MemoryFormat::srec, "S00600006F7574A1\r\nS306FFFFFFFF09F4\r\nS70500000010EA\r\n"},
       {{{0x20, {9}}, {0x10, {1, 2}}}, MemoryFormat::bin, std::string("\x01\x02", 2) + std::string(14, '\0') + "\x09"},
       {{}, MemoryFormat::bin, ""},
       {{}, MemoryFormat::hex, ":0400000500000010E7\r\n:00000001FF\r\n"},
+      // clang-format on
   };
   for (const auto& row : rows) {
     MemoryTarget memory;
@@ -150,9 +139,10 @@ TEST(MemoryOutput, RefusesGapsAndNamesTheSizes) {
   EXPECT_EQ(MemoryFormatOf("a.hex/x"), std::nullopt);
 }
 
-ElfProgramHeader Header(uint32_t type, uint32_t virtualAddress, uint32_t physicalAddress, uint32_t fileSize,
-                        uint32_t memorySize, uint32_t flags) {
-  return {type, 0, virtualAddress, physicalAddress, fileSize, memorySize, flags, 1};
+// Addresses (virtual, physical) and sizes (in the file, in memory).
+ElfProgramHeader Header(uint32_t type, uint32_t vaddr, uint32_t paddr, uint32_t filesz, uint32_t memsz,
+                        uint32_t flags) {
+  return {type, 0, vaddr, paddr, filesz, memsz, flags, 1};
 }
 
 TEST(DownloadMonitor, PlacesSegments) {
