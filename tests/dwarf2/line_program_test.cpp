@@ -169,17 +169,15 @@ TEST_F(LinePrograms, WithoutRowsThereIsTheDefaultBlock) {
 
 TEST_F(LinePrograms, BlocksHold256Rows) {
   LineProgram program = Program(LENGTH_1);
-  for (int i = 0; i < 600; ++i) {
-    program.op(10 + 12 + 4);  // address + 1, line + 1
-  }
+  for (int i = 0; i < 600; ++i) program.op(10 + 12 + 4);  // address + 1, line + 1
   DescModule* module = Run(ByteOrder::little, program.endSequence());
-  Texts ends;
-  for (const DescLineBlock* block = module->lineBlocks; block != nullptr; block = block->next) {
-    const int last = block->count - 1;
-    ends.push_back(std::string(block->fileName) + " " + std::to_string(block->count) + " " +
-                   Hex(block->addresses[last]) + ":" + std::to_string(block->lines[last]));
-  }
-  EXPECT_EQ(ends, (Texts{"a.c 256 1100:257", "a.c 256 1200:513", "a.c 88 1258:601"}));
+  EXPECT_EQ(Listed(module->lineBlocks,
+                   [](const DescLineBlock& block) {
+                     const int last = block.count - 1;
+                     return std::string(block.fileName) + " " + std::to_string(block.count) + " " +
+                            Hex(block.addresses[last]) + ":" + std::to_string(block.lines[last]);
+                   }),
+            (Texts{"a.c 256 1100:257", "a.c 256 1200:513", "a.c 88 1258:601"}));
   EXPECT_EQ(Names(module->procs), Texts{"Line Info from 0x1001 to 0x1259"});
   EXPECT_EQ(Described(module->files), Texts{"a.c"});
 }

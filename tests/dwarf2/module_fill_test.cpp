@@ -13,25 +13,23 @@ namespace {
 class ModuleFill : public HostTest {};
 
 TEST_F(ModuleFill, PutsLabelsByAddressInFrontOfTheProcedures) {
-  using Pairs = std::vector<std::pair<uint32_t, uint32_t>>;
   const struct {
     const char* what;
     uint32_t moduleEnd;
-    Pairs labels;  // low and high, 0 for none, in file order
+    std::vector<std::pair<uint32_t, uint32_t>> labels;  // low and high, 0 for none, in file order
     Texts expected;
   } facts[] = {
-      {"an end of the module gives way to the next label", 0x300, {{0x100, 0}, {0x200, 0}}, {"100-200", "200-300"}},
-      {"three", 0x300, {{0x100, 0}, {0x180, 0}, {0x200, 0}}, {"100-180", "180-200", "200-300"}},
-      {"in front of the chain", 0x300, {{0x200, 0}, {0x100, 0}}, {"100-0", "200-300"}},
-      {"between", 0x300, {{0x200, 0}, {0x100, 0}, {0x180, 0}}, {"100-180", "180-200", "200-300"}},
-      {"an end from the file stands", 0x300, {{0x100, 0x300}, {0x200, 0x210}}, {"100-300", "200-210"}},
-      {"an end from a neighbour stands",
-       0x300,
-       {{0x100, 0}, {0x200, 0}, {0x180, 0}},
-       {"100-200", "180-200", "200-300"}},
-      {"of equal ones the later comes first", 0x300, {{0x100, 0x101}, {0x100, 0x102}}, {"100-102", "100-101"}},
-      {"equal to the last", 0x300, {{0x100, 0}, {0x200, 0}, {0x200, 0}}, {"100-200", "200-200", "200-300"}},
-      {"no end of the module", 0, {{0x100, 0}, {0x200, 0}}, {"100-200", "200-0"}},
+      // clang-format off
+      {"an end of the module gives way to the next label", 0x300, {{0x100, 0}, {0x200, 0}}, {" 100-200", " 200-300"}},
+      {"three", 0x300, {{0x100, 0}, {0x180, 0}, {0x200, 0}}, {" 100-180", " 180-200", " 200-300"}},
+      {"in front of the chain", 0x300, {{0x200, 0}, {0x100, 0}}, {" 100-0", " 200-300"}},
+      {"between", 0x300, {{0x200, 0}, {0x100, 0}, {0x180, 0}}, {" 100-180", " 180-200", " 200-300"}},
+      {"an end from the file stands", 0x300, {{0x100, 0x300}, {0x200, 0x210}}, {" 100-300", " 200-210"}},
+      {"an end from a neighbour stands", 0x300, {{0x100, 0}, {0x200, 0}, {0x180, 0}}, {" 100-200", " 180-200", " 200-300"}},
+      {"of equal ones the later comes first", 0x300, {{0x100, 0x101}, {0x100, 0x102}}, {" 100-102", " 100-101"}},
+      {"equal to the last", 0x300, {{0x100, 0}, {0x200, 0}, {0x200, 0}}, {" 100-200", " 200-200", " 200-300"}},
+      {"no end of the module", 0, {{0x100, 0}, {0x200, 0}}, {" 100-200", " 200-0"}},
+      // clang-format on
   };
   for (const auto& fact : facts) {
     Unit unit = Unit().parent(DW_TAG_compile_unit, {Low(0x100), High(fact.moduleEnd)});
@@ -40,8 +38,7 @@ TEST_F(ModuleFill, PutsLabelsByAddressInFrontOfTheProcedures) {
       unit.child(DW_TAG_label, {Low(low), High(high), {DW_AT_segment, DW_FORM_data2, 0x1234}});
     }
     unit.child(DW_TAG_subprogram, {Name("q"), Low(0x400), High(0x410)}).end();
-    Texts expected;
-    for (const std::string& range : fact.expected) expected.push_back(" " + range);
+    Texts expected = fact.expected;
     expected.insert(expected.end(), {"p 500-510", "q 400-410"});
     for (const ByteOrder order : bothOrders) {
       const DescModule* module = LoadAndExtend(Dwarf2File(order, unit));
@@ -55,11 +52,9 @@ TEST_F(ModuleFill, PutsLabelsByAddressInFrontOfTheProcedures) {
 // Unit-relative references count from the unit, unless the line program read last is of the reduced variant. The
 // choice outlives the module: a unit without a line program of its own goes by the one before it.
 TEST_F(ModuleFill, UnitBaseGoesByTheLineProgramReadLast) {
-  const Unit unit = Unit()
-                        .parent(DW_TAG_compile_unit)
-                        .child(DW_TAG_variable, {Name("x"), {DW_AT_type, DW_FORM_ref4, 0x40}})
-                        .child(DW_TAG_variable, {Name("y"), {DW_AT_type, DW_FORM_ref_addr, 0x41}})
-                        .end();
+  Unit unit = Unit().parent(DW_TAG_compile_unit);
+  unit.child(DW_TAG_variable, {Name("x"), {DW_AT_type, DW_FORM_ref4, 0x40}});
+  unit.child(DW_TAG_variable, {Name("y"), {DW_AT_type, DW_FORM_ref_addr, 0x41}}).end();
   const LineHeader headers[] = {{}, {.opcodeBase = 9, .standardOpcodeLengths = RawBytes(9)}};
   for (const ByteOrder order : bothOrders) {
     for (const LineHeader& header : headers) {
@@ -116,14 +111,10 @@ TEST_F(ModuleFill, EndsWhereTheEntriesEnd) {
 // A fill takes nothing from the one before: not its latch, not its address size, not its abbreviations.
 TEST_F(ModuleFill, StateDoesNotLeakFromUnitToUnit) {
   const Unit failing = Unit().parent(DW_TAG_compile_unit).entry(99);
-  const Unit narrow = Unit({.addressSize = 2})
-                          .parent(DW_TAG_compile_unit)
-                          .child(DW_TAG_subprogram, {Low(0x1234), High(0x2345), Name("narrow")})
-                          .end();
-  const Unit wide = Unit()
-                        .parent(DW_TAG_compile_unit, {Name("w.c")})
-                        .child(DW_TAG_subprogram, {Name("wide"), Low(0x12345678), High(0x23456789)})
-                        .end();
+  Unit narrow = Unit({.addressSize = 2}).parent(DW_TAG_compile_unit);
+  narrow.child(DW_TAG_subprogram, {Low(0x1234), High(0x2345), Name("narrow")}).end();
+  Unit wide = Unit().parent(DW_TAG_compile_unit, {Name("w.c")});
+  wide.child(DW_TAG_subprogram, {Name("wide"), Low(0x12345678), High(0x23456789)}).end();
   for (const ByteOrder order : bothOrders) {
     DescModule* module = LoadAndExtend(Dwarf2File(order, failing, narrow, failing, wide));
     EXPECT_EQ(extended, 2);

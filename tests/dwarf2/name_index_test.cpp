@@ -9,10 +9,7 @@ namespace {
 // Units "a", "b" and their modules' lists as texts.
 class NameIndexes : public HostTest {
  protected:
-  struct Lists {
-    Texts aNames, bNames, aRanges, bRanges;
-    bool operator==(const Lists&) const = default;
-  };
+  using Lists = std::vector<Texts>;  // names of a, names of b, ranges of a, ranges of b
 
   Lists Read(ByteOrder order, const Chunk& names, const Chunk& ranges, bool hasNames = true) {
     const Unit a = Unit({.label = "a"}).parent(DW_TAG_compile_unit, {Name("a.c")}).end();
@@ -22,12 +19,9 @@ class NameIndexes : public HostTest {
     const DescModule* module = Load(file.section(".debug_aranges", ranges));
     EXPECT_EQ(built, 1);
     if (module == nullptr) return {};
-    return {Names(module->ext->globalNames), Names(module->next->ext->globalNames), Ranges(module),
-            Ranges(module->next)};
-  }
-  static Texts Ranges(const DescModule* module) {
-    return Listed(module->ext->addrRanges,
-                  [](const DescAddrRange& range) { return Hex(range.low) + "-" + Hex(range.high); });
+    const auto text = [](const DescAddrRange& range) { return Hex(range.low) + "-" + Hex(range.high); };
+    return {Names(module->ext->globalNames), Names(module->next->ext->globalNames),
+            Listed(module->ext->addrRanges, text), Listed(module->next->ext->addrRanges, text)};
   }
 };
 
@@ -88,7 +82,7 @@ TEST_F(NameIndexes, TuplesOfAnySize) {
       EXPECT_EQ(Read(order, {}, ranges), (Lists{{}, {}, {"42-51"}, {"1-1"}})) << int{size};
     }
     const ARanges three = ARanges("a", 3).raw({1, 2, 3, 1, 0, 0}).raw({0, 0, 0, 0, 0, 0});
-    EXPECT_EQ(Read(order, {}, three).aRanges, Texts{order == ByteOrder::big ? "10203-20202" : "30201-30201"});
+    EXPECT_EQ(Read(order, {}, three)[2], Texts{order == ByteOrder::big ? "10203-20202" : "30201-30201"});
   }
 }
 

@@ -87,11 +87,14 @@ TEST_F(LookupIndexes, AnswerAsTheWalkDoes) {
       Unit unit({.label = label});
       unit.parent(DW_TAG_compile_unit, below(3) == 0 ? Attrs{Low(below(64)), High(64 + below(64))} : Attrs{});
       unit.label("int" + label).child(DW_TAG_base_type, {Size(4)});
+      const auto at = [&] {  // in memory, or on the stack
+        const Bytes expression = Bytes().u8(below(4) == 0 ? +DW_OP_fbreg : +DW_OP_addr).u32(below(128));
+        return Attr(DW_AT_location, DW_FORM_block1, expression);
+      };
       for (uint32_t records = below(4); records > 0; --records) {
-        unit.child(DW_TAG_subprogram, {name(), Low(below(120)), High(below(128))});
-        unit.child(
-            DW_TAG_variable,
-            {name(), Type("int" + label), {DW_AT_location, DW_FORM_block1, Bytes().u8(DW_OP_addr).u32(below(128))}});
+        unit.parent(DW_TAG_subprogram, {name(), Low(below(120)), High(below(128))});
+        unit.child(DW_TAG_variable, {name(), at()}).child(DW_TAG_formal_parameter, {name()}).end();
+        unit.child(DW_TAG_variable, {name(), Type("int" + label), at()}).child(DW_TAG_label, {name(), Low(below(128))});
       }
       if (below(8) == 0) {
         unit.entry(99);  // a fill that fails counts like any other
@@ -110,21 +113,38 @@ TEST_F(LookupIndexes, AnswerAsTheWalkDoes) {
     DescModule* first = Load(file);
     for (int question = 0; question < 60; ++question) {
       const auto kind = static_cast<FindKind>(below(4));
-      DescModule* found = nullptr;
+      DescModule* const untouched = first;
+      DescModule* found = untouched;
       DescModule* expected = nullptr;
+      int result = 0;
       if (below(2) == 0) {
         const std::string name = "n" + std::to_string(below(30));
-        loader.FindModuleFromName(first, name.c_str(), &found, kind);
+        result = loader.FindModuleFromName(first, name.c_str(), &found, kind);
         expected = WalkByName(walker, walkedTable.Modules(), name.c_str(), kind);
       } else {
         const uint32_t address = below(160);
-        loader.FindModuleFromAdr(first, {address, 0}, &found, kind);
+        result = loader.FindModuleFromAdr(first, {address, 0}, &found, kind);
         expected = WalkByAddress(walker, walkedTable.Modules(), address, kind);
       }
+      ASSERT_TRUE(result == 1 || found == untouched) << "the out argument is left alone";
+      found = result == 1 ? found : nullptr;
       ASSERT_EQ(State(first, found), State(walkedTable.Modules(), expected)) << "round " << round << " " << question;
     }
   }
   TakeMessages();
+}
+
+TEST_F(LookupIndexes, StartWhereTheyAreTold) {
+  const auto unit = [](const Attrs& attrs) { return Unit().parent(DW_TAG_compile_unit, attrs).end(); };
+  DescModule* first = Load(Dwarf2File(ByteOrder::big, unit({Low(0x100), High(0x200)}), unit({})));
+  DescModule* found = nullptr;
+  for (DescModule* start : {static_cast<DescModule*>(nullptr), first->next}) {
+    EXPECT_EQ(loader.FindModuleFromName(start, "start", &found, FIND_ALL), 0);
+    EXPECT_EQ(loader.FindModuleFromAdr(start, {0x100, 0}, &found, FIND_ALL), 0);
+  }
+  EXPECT_EQ(loader.FindModuleFromAdr(first, {0x1FF, 0}, &found, FIND_DATA), 0) << "the unit's range holds code";
+  EXPECT_EQ(loader.FindModuleFromAdr(first, {0x1FF, 0}, &found, FIND_CODE), 1);
+  EXPECT_EQ(found, first);
 }
 
 }  // namespace

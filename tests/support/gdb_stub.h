@@ -20,7 +20,6 @@ enum class Trouble { none, silence, close, cut, raw, damage };
 struct StubOrders {
   std::string features = "PacketSize=400;QStartNoAckMode+;qXfer:features:read+";
   bool binaryWrites = false;
-  bool runLengths = false;
   bool singleRegisters = true;   // packets p and P
   size_t longestRead = 0x10000;  // bytes of an answer to `m`
   size_t dribble = 0x10000;      // bytes that arrive at once
@@ -153,25 +152,7 @@ class StubTransport : public elfload::GdbTransport {
       const uint8_t byte = state_.memory[address + i];
       binary ? elfload::GdbAppendEscaped(answer, byte) : elfload::GdbAppendHex(answer, &byte, 1);
     }
-    return orders_.runLengths ? Shorten(answer) : answer;
-  }
-
-  // Runs of 4 and more characters as run lengths, but for those whose count would be '#', '$', '+' or '-'.
-  static std::string Shorten(const std::string& text) {
-    std::string result;
-    for (size_t i = 0; i < text.size();) {
-      size_t run = std::min(text.find_first_not_of(text[i], i), text.size()) - i;
-      run = std::min<size_t>(run, 98);
-      const char count = static_cast<char>(run - 1 + 29);
-      if (run < 4 || std::string_view("#$+-").find(count) != std::string_view::npos) {
-        run = 1;
-        result += text[i];
-      } else {
-        result += {text[i], '*', count};
-      }
-      i += run;
-    }
-    return result;
+    return answer;
   }
 
   bool Flash(const std::string& request) {

@@ -103,9 +103,7 @@ TEST_F(GdbDownload, LoadsWholeFilesWhateverTheStubCanDo) {
   } rows[] = {
       {"plain", {}, 768},
       {"acknowledged, byte by byte", {.features = "PacketSize=4000", .dribble = 1}, 1280},
-      {"small packets, run lengths, short answers",
-       {.features = "PacketSize=40;QStartNoAckMode+", .runLengths = true, .longestRead = 7},
-       48},
+      {"small packets, short answers", {.features = "PacketSize=40;QStartNoAckMode+", .longestRead = 7}, 48},
       {"binary", {.features = "PacketSize=400;" + silent + described + ";binary-upload+", .binaryWrites = true}, 768},
       {"binary, small packets", {.features = "PacketSize=40;binary-upload+", .binaryWrites = true}, 48},
       {"no promise, all registers at once", {.features = described, .singleRegisters = false}, 400},
