@@ -36,17 +36,7 @@ void ReadDwarf2Aggregate(ElfImage* image, DescModule* module, const AbbrevEntry*
     return;
   }
   for (const AbbrevAttribute& pair : StepsOf(abbrev)) {
-    switch (pair.attribute) {
-      case DW_AT_name:
-        ReadTypeName(image, module, type, pair.form);
-        break;
-      case DW_AT_byte_size:
-        type->byteSize = static_cast<int32_t>(ReadConstantForm(image, pair.form));
-        break;
-      default:
-        SkipStep(image, pair.form);
-        break;
-    }
+    ReadTypeAttribute(image, module, pair, type);
   }
   ListTail<DescVar> members(&type->items.members);
   ListTail<DescProc> memberFunctions(&type->target.memberFunctions);

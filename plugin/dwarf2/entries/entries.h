@@ -61,8 +61,9 @@ const TypeTagRow* FindTypeTag(uint32_t tag);
 // latch set, without memory.
 DescType* BeginType(DescModule* module, const AbbrevEntry* abbrev, uint32_t entryOffset);
 
-// Takes DW_AT_name into a type. An empty string counts as no name.
-void ReadTypeName(ElfImage* image, DescModule* module, DescType* type, uint32_t form);
+// Takes the attributes that all types have, DW_AT_name and DW_AT_byte_size, and passes over any other. An empty string
+// counts as no name.
+void ReadTypeAttribute(ElfImage* image, DescModule* module, const AbbrevAttribute& pair, DescType* type);
 
 // variables.cpp: variables, parameters, members and base classes alike.
 DescVar* ReadDwarf2Variable(ElfImage* image, DescModule* module, const AbbrevEntry* abbrev);

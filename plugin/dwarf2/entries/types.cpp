@@ -32,9 +32,6 @@ static_assert(std::size(encodingWords) == ENCODING_ADDRESS + 1);
 
 void ReadArrayAttribute(ElfImage* image, DescModule* module, const AbbrevAttribute& pair, DescType* type) {
   switch (pair.attribute) {
-    case DW_AT_name:
-      ReadTypeName(image, module, type, pair.form);
-      break;
     case DW_AT_byte_size: {
       const auto size = static_cast<int32_t>(ReadConstantForm(image, pair.form));
       type->byteSize = type->byteSize == 0 ? size : type->byteSize;
@@ -49,7 +46,7 @@ void ReadArrayAttribute(ElfImage* image, DescModule* module, const AbbrevAttribu
       type->element.type = ReadTypeReference(image, module, pair.form);
       break;
     default:
-      SkipStep(image, pair.form);
+      ReadTypeAttribute(image, module, pair, type);
       break;
   }
 }
@@ -78,12 +75,6 @@ DescDimension* ReadSubrange(ElfImage* image, DescModule* module, const AbbrevEnt
 
 void ReadBaseTypeAttribute(ElfImage* image, DescModule* module, const AbbrevAttribute& pair, DescType* type) {
   switch (pair.attribute) {
-    case DW_AT_name:
-      ReadTypeName(image, module, type, pair.form);
-      break;
-    case DW_AT_byte_size:
-      type->byteSize = static_cast<int32_t>(ReadConstantForm(image, pair.form));
-      break;
     case DW_AT_encoding: {
       const uint32_t value = ReadConstantForm(image, pair.form);
       if (value != 0 && value < std::size(encodingRows)) {
@@ -95,7 +86,7 @@ void ReadBaseTypeAttribute(ElfImage* image, DescModule* module, const AbbrevAttr
       type->target.type = ReadTypeReference(image, module, pair.form);
       break;
     default:
-      SkipStep(image, pair.form);
+      ReadTypeAttribute(image, module, pair, type);
       break;
   }
 }
@@ -134,10 +125,14 @@ DescType* BeginType(DescModule* module, const AbbrevEntry* abbrev, uint32_t entr
   return type;
 }
 
-void ReadTypeName(ElfImage* image, DescModule* module, DescType* type, uint32_t form) {
-  char* name = ReadStringForm(image, form, module->heap, 1);
-  if (name[0] != 0) {
-    type->name = name;
+void ReadTypeAttribute(ElfImage* image, DescModule* module, const AbbrevAttribute& pair, DescType* type) {
+  if (pair.attribute == DW_AT_name) {
+    char* name = ReadStringForm(image, pair.form, module->heap, 1);
+    type->name = name[0] != 0 ? name : type->name;
+  } else if (pair.attribute == DW_AT_byte_size) {
+    type->byteSize = static_cast<int32_t>(ReadConstantForm(image, pair.form));
+  } else {
+    SkipStep(image, pair.form);
   }
 }
 
@@ -174,12 +169,6 @@ void ReadDwarf2FunctionType(ElfImage* image, DescModule* module, const AbbrevEnt
   type->target.type = dwarf2State.voidType;
   for (const AbbrevAttribute& pair : StepsOf(abbrev)) {
     switch (pair.attribute) {
-      case DW_AT_name:
-        ReadTypeName(image, module, type, pair.form);
-        break;
-      case DW_AT_byte_size:
-        type->byteSize = static_cast<int32_t>(ReadConstantForm(image, pair.form));
-        break;
       case DW_AT_prototyped:
         type->element.prototyped = ReadFlagForm(image, pair.form);
         break;
@@ -187,7 +176,7 @@ void ReadDwarf2FunctionType(ElfImage* image, DescModule* module, const AbbrevEnt
         type->target.type = ReadTypeReference(image, module, pair.form);
         break;
       default:
-        SkipStep(image, pair.form);
+        ReadTypeAttribute(image, module, pair, type);
         break;
     }
   }
@@ -209,12 +198,6 @@ void ReadDerivedType(ElfImage* image, DescModule* module, const AbbrevEntry* abb
   }
   for (const AbbrevAttribute& pair : StepsOf(abbrev)) {
     switch (pair.attribute) {
-      case DW_AT_name:
-        ReadTypeName(image, module, type, pair.form);
-        break;
-      case DW_AT_byte_size:
-        type->byteSize = static_cast<int32_t>(ReadConstantForm(image, pair.form));
-        break;
       case DW_AT_address_class:
         if (ReadConstantForm(image, pair.form) == ADDRESS_CLASS_FLAGGED) {
           type->element.flags.flags |= TYPE_FLAG_ADDRESS_CLASS;
@@ -224,7 +207,7 @@ void ReadDerivedType(ElfImage* image, DescModule* module, const AbbrevEntry* abb
         type->target.type = ReadTypeReference(image, module, pair.form);
         break;
       default:
-        SkipStep(image, pair.form);
+        ReadTypeAttribute(image, module, pair, type);
         break;
     }
   }
