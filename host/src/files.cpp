@@ -38,6 +38,34 @@ size_t RootLength(std::string_view path) {
   return path.size() > drive && IsSeparator(path[drive]) ? drive + 1 : drive;
 }
 
+// A path as long as a name's buffer has room for, without memory of the process's.
+struct NameText {
+  char letters[FE_NAME_SIZE];
+  size_t length = 0;
+
+  NameText& operator+=(std::string_view text) {
+    length += text.copy(letters + length, FE_NAME_SIZE - length);
+    return *this;
+  }
+};
+
+template <typename Text>
+void Join(Text& joined, std::string_view directory, std::string_view name, std::string_view extension) {
+  if (!directory.empty() && !IsAbsolute(name)) {
+    joined += directory;
+    if (!IsSeparator(directory.back())) {
+      const bool backslashes =
+          directory.find('\\') != std::string_view::npos && directory.find('/') == std::string_view::npos;
+      joined += backslashes ? "\\" : "/";
+    }
+  }
+  joined += name;
+  if (!extension.empty()) {
+    joined += extension.front() != '.' ? "." : "";
+    joined += extension;
+  }
+}
+
 }  // namespace
 
 bool IsSeparator(char letter) {
@@ -51,21 +79,7 @@ bool IsAbsolute(std::string_view path) {
 std::string JoinNames(std::string_view directory, std::string_view name, std::string_view extension) {
   std::string joined;
   joined.reserve(directory.size() + name.size() + extension.size() + 2);
-  if (!directory.empty() && !IsAbsolute(name)) {
-    joined = directory;
-    if (!IsSeparator(directory.back())) {
-      const bool backslashes =
-          directory.find('\\') != std::string_view::npos && directory.find('/') == std::string_view::npos;
-      joined += backslashes ? '\\' : '/';
-    }
-  }
-  joined += name;
-  if (!extension.empty()) {
-    if (extension.front() != '.') {
-      joined += '.';
-    }
-    joined += extension;
-  }
+  Join(joined, directory, name, extension);
   return joined;
 }
 
@@ -121,15 +135,19 @@ void FE_SplitFileName(const char* path, char* directory, char* name, char* exten
 }
 
 void FE_BuildFileName(char* out, const char* directory, const char* name, const char* extension) {
-  try {
-    CopyCut(JoinNames(OrEmpty(directory), OrEmpty(name), OrEmpty(extension)), out, FE_NAME_SIZE);
-  } catch (...) {
-    CopyCut("", out, 1);  // no memory for the join
-  }
+  NameText joined;
+  Join(joined, OrEmpty(directory), OrEmpty(name), OrEmpty(extension));
+  CopyCut({joined.letters, joined.length}, out, FE_NAME_SIZE);
 }
 
 void FE_BuildFullName(char* out, int size, const char* name, const char* directory) {
   const size_t room = static_cast<size_t>(std::max(size, 0));
+  if (room <= FE_NAME_SIZE) {
+    NameText joined;
+    Join(joined, OrEmpty(directory), OrEmpty(name), "");
+    CopyCut({joined.letters, joined.length}, out, room);
+    return;
+  }
   try {
     CopyCut(JoinNames(OrEmpty(directory), OrEmpty(name), ""), out, room);
   } catch (...) {

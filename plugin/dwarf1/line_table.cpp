@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 #include "dwarf1/memory.h"
 #include "elf/source_date.h"
@@ -106,7 +107,9 @@ void ReportRange(const DescModule* module, L_list* ranges) {
     range->low = std::min(range->low, *low);
     range->high = std::max(range->high, *high);
   }
-  L_InsertData(ranges, L_AT_TAIL, L_Nop, range);
+  if (L_InsertData(ranges, L_AT_TAIL, L_Nop, range) == 0) {
+    throw std::bad_alloc();
+  }
 }
 
 }  // namespace

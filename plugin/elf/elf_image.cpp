@@ -134,7 +134,7 @@ bool ReadSectionNames(ElfImage* image) {
   }
   const ElfSectionHeader& names = image->sectionHeaders[image->e_shstrndx];
   image->file->Seek(names.sh_offset);
-  if (names.sh_size > ELF_BytesLeft(image)) {
+  if (names.sh_size > ELF_BytesLeft(image) || names.sh_size == UINT32_MAX) {  // a terminator is put behind them
     return FailSectionTable("Size error");
   }
   image->sectionNames = NewTable<char>(names.sh_size + 1);

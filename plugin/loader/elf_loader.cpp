@@ -163,14 +163,16 @@ int ElfLoader::Build(SymbolTable* table) {
   if (ReadModules(tableHeap, &modules) == 0) {
     return FailBuild(modules);
   }
-  SetObjectFile(modules);
-  MakeUnique(modules);
+  if (!SetObjectFile(modules) || !MakeUnique(modules)) {
+    return FailBuild(modules);
+  }
   SetModules(table, modules);
   return 1;
 }
 
 // Every module shows the file by the name that the host gave, not by its full path.
-void ElfLoader::SetObjectFile(DescModule* modules) {
+bool ElfLoader::SetObjectFile(DescModule* modules) {
+  bool isWhole = true;
   const size_t size = std::strlen(absFileName) + 1;
   for (DescModule* module = modules; module != nullptr; module = module->next) {
     if (module->objectFile != nullptr && (module->objectFile[0] != 0 || module->heap == nullptr)) {
@@ -181,7 +183,9 @@ void ElfLoader::SetObjectFile(DescModule* modules) {
       std::memcpy(name, absFileName, size);
     }
     module->objectFile = name != nullptr ? name : EmptyString();
+    isWhole = isWhole && name != nullptr;
   }
+  return isWhole;
 }
 
 // The module heaps go; the table keeps its new heap and no modules.

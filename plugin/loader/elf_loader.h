@@ -74,7 +74,7 @@ class TARNIX_EXPORT ElfLoader : public ObjFileLoader {
 
  private:
   int ReadModules(mem_desc* tableHeap, DescModule** modules);
-  void SetObjectFile(DescModule* modules);
+  bool SetObjectFile(DescModule* modules);
   int FailBuild(DescModule* modules);
   void ReportError();
   int FillModule(DescModule* module, L_list* ranges);

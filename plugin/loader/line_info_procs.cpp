@@ -22,11 +22,11 @@ class LineInfoCover {
   LineInfoCover& operator=(const LineInfoCover&) = delete;
   ~LineInfoCover() { std::free(walks_); }
 
-  // False without memory: nothing is covered then.
-  bool TakeProcs();
+  void TakeProcs();
+  void Cover(uint32_t low, uint32_t high);
 
-  // False when the allowance is used up: the range may be covered in part.
-  bool Cover(uint32_t low, uint32_t high);
+  // Whether memory and allowance were there for all; without them the rest stays uncovered.
+  bool IsWhole() const { return isWhole_; }
 
  private:
   // A walk that stands in front of procedure `next`, with what is left of its range.
@@ -50,24 +50,22 @@ class LineInfoCover {
   Walk* walks_ = nullptr;  // the innermost last
   uint32_t walkCount_ = 0;
   uint32_t walkCapacity_ = 0;
+  bool isWhole_ = true;
 };
 
-bool LineInfoCover::TakeProcs() {
+void LineInfoCover::TakeProcs() {
   for (DescProc* proc = module_->procs; proc != nullptr; proc = proc->next) {
     last_ = proc;
-    if (!procs_.Append(proc->lowPc, proc->highPc, proc)) {
-      return false;
-    }
+    isWhole_ = isWhole_ && procs_.Append(proc->lowPc, proc->highPc, proc);
   }
-  return true;
 }
 
-// Without memory the range stays uncovered.
 void LineInfoCover::Begin(uint32_t low, uint32_t high) {
   if (walkCount_ == walkCapacity_) {
     const uint32_t capacity = walkCapacity_ == 0 ? 16 : 2 * walkCapacity_;
     auto* walks = static_cast<Walk*>(std::realloc(walks_, capacity * sizeof(Walk)));
     if (walks == nullptr) {
+      isWhole_ = false;
       return;
     }
     walks_ = walks;
@@ -95,9 +93,9 @@ void LineInfoCover::Step(const DescProc* proc) {
   }
 }
 
-bool LineInfoCover::Cover(uint32_t low, uint32_t high) {
-  if (low >= high) {
-    return true;
+void LineInfoCover::Cover(uint32_t low, uint32_t high) {
+  if (low >= high || !isWhole_) {
+    return;
   }
   Begin(low, high);
   while (walkCount_ != 0 && work_->IsLeft()) {
@@ -112,12 +110,13 @@ bool LineInfoCover::Cover(uint32_t low, uint32_t high) {
       AddProc(walk.low, walk.high);
     }
   }
-  return walkCount_ == 0;
+  isWhole_ = isWhole_ && walkCount_ == 0;
 }
 
 void LineInfoCover::AddProc(uint32_t low, uint32_t high) {
   DescProc* proc = NewDescProc(module_);
   if (proc == nullptr) {
+    isWhole_ = false;
     return;
   }
   work_->Spend(PROC_COST);
@@ -132,23 +131,20 @@ void LineInfoCover::AddProc(uint32_t low, uint32_t high) {
     std::memcpy(name, text, size);
     proc->name = name;
   }
+  isWhole_ = isWhole_ && name != nullptr;
   (last_ == nullptr ? module_->procs : last_->next) = proc;
   last_ = proc;
-  procs_.Append(proc->lowPc, proc->highPc, proc);  // without memory a later range may be covered twice
+  isWhole_ = isWhole_ && procs_.Append(proc->lowPc, proc->highPc, proc);
 }
 
 }  // namespace
 
 bool AddLineInfoProcs(DescModule* module, L_list* ranges, WorkAllowance* work) {
   LineInfoCover cover(module, work);
-  if (!cover.TakeProcs()) {
-    return true;
-  }
+  cover.TakeProcs();
   for (void* data = L_First(ranges); data != nullptr; data = L_Next(ranges)) {
     const auto* range = static_cast<const DescLineRange*>(data);
-    if (!cover.Cover(range->low, range->high == LAST_ADDRESS ? range->high : range->high + 1)) {
-      return false;
-    }
+    cover.Cover(range->low, range->high == LAST_ADDRESS ? range->high : range->high + 1);
   }
-  return true;
+  return cover.IsWhole();
 }

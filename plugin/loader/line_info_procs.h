@@ -8,5 +8,5 @@
 struct DescModule;
 
 // Covers, for each DescLineRange of `ranges`, what no procedure of the module covers. A step costs a walk over
-// procedures: false when that has used the allowance up, with the rest uncovered.
+// procedures. False when the allowance is used up or memory ran out, with the rest uncovered.
 bool AddLineInfoProcs(DescModule* module, L_list* ranges, WorkAllowance* work);

@@ -19,24 +19,24 @@ int SortsBefore(const void* a, const void* b) {
   return std::strcmp(first->name, second->name) <= 0 ? 1 : 0;
 }
 
-void NumberName(DescModule* module, int number) {
+bool NumberName(DescModule* module, int number) {
   const size_t size = std::strlen(module->name) + PREFIX_ROOM;
   auto* name = module->heap != nullptr ? static_cast<char*>(HEAP_Get(module->heap, size)) : nullptr;
-  if (name != nullptr) {
-    std::snprintf(name, size, "%d:%s", number, module->name);
-    module->name = name;
+  if (name == nullptr) {
+    return false;
   }
+  std::snprintf(name, size, "%d:%s", number, module->name);
+  module->name = name;
+  return true;
 }
 
 }  // namespace
 
-void MakeUnique(DescModule* modules) {
-  L_list* list = modules != nullptr ? L_Create(nullptr) : nullptr;
-  if (list == nullptr) {
-    return;
-  }
+bool MakeUnique(DescModule* modules) {
+  L_list* list = L_Create(nullptr);
+  bool isWhole = list != nullptr;
   for (DescModule* module = modules; module != nullptr; module = module->next) {
-    L_InsertData(list, L_SORTED, SortsBefore, module);
+    isWhole = isWhole && L_InsertData(list, L_SORTED, SortsBefore, module) != 0;
   }
   int number = 0;
   auto* module = static_cast<DescModule*>(L_First(list));
@@ -44,7 +44,7 @@ void MakeUnique(DescModule* modules) {
     auto* following = static_cast<DescModule*>(L_Next(list));
     const bool again = following != nullptr && std::strcmp(module->name, following->name) == 0;
     if (again || number != 0) {
-      NumberName(module, ++number);
+      isWhole = NumberName(module, ++number) && isWhole;
     }
     if (!again) {
       number = 0;
@@ -52,4 +52,5 @@ void MakeUnique(DescModule* modules) {
     module = following;
   }
   L_FreeList(&list, L_Nop);
+  return isWhole;
 }

@@ -3,6 +3,6 @@
 
 struct DescModule;
 
-// Gives the modules of each run of equal names the name "%d:%s", numbered from 1 in the order of the list. Where there
-// is no memory a module keeps its name.
-void MakeUnique(DescModule* modules);
+// Gives the modules of each run of equal names the name "%d:%s", numbered from 1 in the order of the list. False
+// when memory ran out, and a module kept its name for it.
+bool MakeUnique(DescModule* modules);
