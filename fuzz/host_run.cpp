@@ -17,6 +17,9 @@
 
 namespace {
 
+// What records may take: bytes for each byte of the file, and for any file. A reader's allowance of work bounds them.
+constexpr size_t HEAP_BYTES_PER_BYTE = 256;
+constexpr size_t HEAP_BYTES = 32 << 20;
 constexpr uint32_t SECTION_LIMIT = 0x100000;  // bytes; a host has room for no more
 
 unsigned messages = 0;  // since the last build
@@ -72,7 +75,6 @@ void AskForSections(ElfLoader& loader) {
   }
 }
 
-// All records as the dump has them, which reads every field.
 void WriteRecords(ElfLoader& loader, SymbolTable& table, elfload::Output& out) {
   elfload::JsonWriter json(out);
   const bool littleEndian = loader.image != nullptr && loader.image->littleEndian != 0;
@@ -94,32 +96,19 @@ size_t HeapBytes(const SymbolTable& table) {
   return bytes;
 }
 
-size_t LoadIntoMemory(ElfLoader& loader) {
+void LoadIntoMemory(ElfLoader& loader) {
   elfload::MemoryTarget target;
   loader.LoadCode(&target, 0, LOAD_VERIFY_ALL | LOAD_NO_PROGRESS);
-  size_t bytes = 0;
-  for (const elfload::AddressRange& range : target.Written()) {
-    bytes += range.last - range.first + 1;
-  }
-  return bytes;
 }
 
-// The records of a sound file as text.
+// The records of a sound file.
 std::string RecordsOf(ElfLoader& loader, const std::string& path) {
-  static std::FILE* file = std::tmpfile();
-  std::rewind(file);
-  {
-    elfload::ModuleTable table;
-    elfload::Output out(file);
-    if (loader.Open(path.c_str()) == 0 || loader.Build(&table) == 0) {
-      Fail("a sound file is refused");
-    }
-    WriteRecords(loader, table, out);
-    loader.Close();
+  elfload::ModuleTable table;
+  if (loader.Open(path.c_str()) == 0 || loader.Build(&table) == 0) {
+    Fail("a sound file is refused");
   }
-  std::string text(static_cast<size_t>(std::ftell(file)), '\0');
-  std::rewind(file);
-  text.resize(std::fread(text.data(), 1, text.size(), file));
+  std::string text = RecordText(loader, table);
+  loader.Close();
   return text;
 }
 
@@ -152,6 +141,19 @@ void ExpectSoundWith(ElfLoader& loader, uint32_t number) {
 
 }  // namespace
 
+std::string RecordText(ElfLoader& loader, SymbolTable& table) {
+  static std::FILE* file = std::tmpfile();
+  std::rewind(file);
+  {
+    elfload::Output out(file);
+    WriteRecords(loader, table, out);
+  }
+  std::string text(static_cast<size_t>(std::ftell(file)), '\0');
+  std::rewind(file);
+  text.resize(std::fread(text.data(), 1, text.size(), file));
+  return text;
+}
+
 void ExpectSound(uint32_t number) {
   ElfLoader loader("ElfLoader");
   ExpectSoundWith(loader, number);
@@ -183,7 +185,10 @@ RunFigures RunAsHost(const RawBytes& file) {
       Fail("the user is told more than one thing");
     }
     figures.heapBytes = HeapBytes(table);
-    figures.targetBytes = LoadIntoMemory(loader);
+    if (figures.heapBytes > HEAP_BYTES_PER_BYTE * file.size() + HEAP_BYTES) {
+      Fail("the records take more memory than the file warrants");
+    }
+    LoadIntoMemory(loader);
     loader.Close();
     Find(loader, table.Modules(), "main", 0x100);
   }

@@ -1,0 +1,153 @@
+// Memory that runs out at any call, in every operation of a host: nothing crashes, what fails says so once, what claims
+// to have worked has all its records, and the next file opens as if nothing had been.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "host_run.h"
+#include "loader/code_download.h"
+#include "session.h"
+#include "sound_files.h"
+#include "support/temp_folder.h"
+#include "tarnixcore/host_program.h"
+
+// The process's own memory can be made to fail where the C library lets its functions be replaced.
+#if defined(__GLIBC__) && !defined(ELFLOAD_SANITIZED)
+#define FAILING_MALLOC 1
+#endif
+
+namespace {
+
+enum class Source { heaps, processOnce, processForGood };
+
+size_t callsUntilFailure = 0;  // of the process's memory; 0: none fails
+bool failsOnce = false;
+bool failed = false;
+
+#ifdef FAILING_MALLOC
+bool Fails() {
+  if (callsUntilFailure == 0 || --callsUntilFailure > 0) {
+    return false;
+  }
+  failed = true;
+  callsUntilFailure = failsOnce ? 0 : 1;
+  return true;
+}
+#endif
+
+void FailFrom(Source source, size_t call) {
+  if (source == Source::heaps) {
+    HEAP_FailFrom(call);
+  } else {
+    callsUntilFailure = call;
+    failsOnce = source == Source::processOnce;
+  }
+}
+
+unsigned messages = 0;
+
+class Answering : public Target {
+ public:
+  int WriteBlock(Address /*address*/, const void* /*buffer*/, uint32_t /*count*/, int /*access*/) override { return 1; }
+  int ReadBlock(Address /*address*/, void* /*buffer*/, uint32_t /*count*/, int /*access*/) override { return 1; }
+  int SetStartAddress(uint32_t /*address*/) override { return 1; }
+};
+
+struct Outcome {
+  bool whole = false;  // no operation reported a failure
+  std::string records;
+};
+
+// Every operation, with memory that fails from that call on; 0 for none.
+Outcome Use(const std::string& path, Source source, size_t call) {
+  Outcome outcome;
+  Answering target;
+  ElfLoader loader("ElfLoader");
+  elfload::ModuleTable table;
+  messages = 0;
+  failed = false;
+  FailFrom(source, call);
+  char processor[16];
+  unsigned long entry = 0;
+  DescModule* found = nullptr;
+  outcome.whole = loader.Open(path.c_str()) == 1;
+  const bool opened = outcome.whole;
+  loader.GetInfo(processor, sizeof(processor), &entry);
+  Argument argument = {const_cast<char*>(".debug_info"), 0, nullptr};
+  loader.Execute(REQUEST_SECTION_BY_NAME, &argument);
+  outcome.whole = loader.Build(&table) == 1 && outcome.whole;
+  for (DescModule* module = table.Modules(); module != nullptr; module = module->next) {
+    outcome.whole = loader.Extend(module, SYM_LOAD_ALL) == 1 && outcome.whole;
+  }
+  for (const char* name : {"main", "run", "count", "matrix", "nothing"}) {
+    loader.FindModuleFromName(table.Modules(), name, &found, FIND_ALL);
+    loader.FindModuleFromAdr(table.Modules(), {0x144, 0}, &found, FIND_DATA);
+  }
+  outcome.whole = loader.LoadCode(&target, 0, LOAD_NO_PROGRESS) == 1 && outcome.whole;
+  FailFrom(source, 0);
+  EXPECT_LE(messages, 1u) << call;
+  EXPECT_TRUE(outcome.whole || messages == 1 || !opened || source != Source::heaps) << call;
+  outcome.records = RecordText(loader, table);
+  return outcome;
+}
+
+class Exhaustion : public testing::TestWithParam<Source> {
+ protected:
+  void SetUp() override {
+    HostHandlers handlers;
+    handlers.message = [](void*, const char*) { ++messages; };
+    handlers.messageBox = [](void*, const char*, const char*, unsigned) { return 1; };
+    before_ = HOST_SetHandlers(handlers);
+  }
+  void TearDown() override { HOST_SetHandlers(before_); }
+
+ private:
+  HostHandlers before_;
+};
+
+TEST_P(Exhaustion, AtAnyCall) {
+#ifndef FAILING_MALLOC
+  if (GetParam() != Source::heaps) {
+    GTEST_SKIP() << "the process's memory cannot be made to fail here";
+  }
+#endif
+  const size_t heaps = HEAP_LiveCount();
+  for (uint32_t number = 0; number < SOUND_FILES; ++number) {
+    const RawBytes bytes =
+        MakeSoundFile(number < 2 ? SoundFormat::dwarf1 : SoundFormat::dwarf2, bothOrders[number % 2]);
+    const std::string path = TempFolder::OfProcess().Write("small.elf", bytes);
+    const Outcome sound = Use(path, GetParam(), 0);
+    ASSERT_TRUE(sound.whole);
+    size_t failures = 0;
+    for (size_t call = 1;; ++call) {
+      const Outcome outcome = Use(path, GetParam(), call);
+      if (outcome.whole) {
+        EXPECT_TRUE(outcome.records == sound.records) << "call " << call << " of file " << number << " is not missed";
+      }
+      ASSERT_EQ(HEAP_LiveCount(), heaps) << call;
+      ExpectSound(number + 1);
+      if (GetParam() == Source::heaps ? outcome.whole : !failed) {
+        break;  // the failure lies behind the last call
+      }
+      ++failures;
+    }
+    EXPECT_GT(failures, GetParam() == Source::heaps ? 40u : 10u);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(OfAnySource, Exhaustion,
+                         testing::Values(Source::heaps, Source::processOnce, Source::processForGood));
+
+}  // namespace
+
+#ifdef FAILING_MALLOC
+extern "C" {
+void* __libc_malloc(size_t size);
+void* __libc_calloc(size_t count, size_t size);
+void* __libc_realloc(void* memory, size_t size);
+
+void* malloc(size_t size) { return Fails() ? nullptr : __libc_malloc(size); }
+void* calloc(size_t count, size_t size) { return Fails() ? nullptr : __libc_calloc(count, size); }
+void* realloc(void* memory, size_t size) { return Fails() ? nullptr : __libc_realloc(memory, size); }
+}
+#endif
