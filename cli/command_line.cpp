@@ -144,7 +144,8 @@ void AddCommands(CLI::App& line, Options& options) {
   section->add_option("NAME", options.section, "name of the section")->required()->type_name("");
   section->add_option("-o,--output", options.outputFile, "write to this file")->type_name("OUT");
 
-  AddFileCommand(line, options, Command::stats);
+  CLI::App* stats = AddFileCommand(line, options, Command::stats);
+  stats->add_flag("--release", options.release, "release each unit's records before the next unit is filled");
 
   AddLoad(line, options);
   AddCommand(line, options, Command::version);

@@ -37,6 +37,7 @@ struct Options {
   std::vector<uint32_t> addresses;   // where
   std::string section;               // section
   std::string outputFile;            // section; empty: standard output
+  bool release = false;              // stats: release each unit once it is counted
   LoadOptions load;
 };
 

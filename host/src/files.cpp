@@ -8,7 +8,7 @@
 
 #include "ascii.h"
 #include "file_names.h"
-#include "system_files.h"
+#include "system.h"
 #include "tarnixcore/text.h"
 
 namespace {

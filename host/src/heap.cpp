@@ -6,13 +6,7 @@
 #include <cstdlib>
 #include <new>
 
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define TARNIX_ASAN 1
-#endif
-#elif defined(__SANITIZE_ADDRESS__)
-#define TARNIX_ASAN 1
-#endif
+#include "heap_blocks.h"
 
 #ifdef TARNIX_ASAN
 #include <sanitizer/asan_interface.h>
@@ -20,7 +14,7 @@
 
 namespace {
 
-constexpr size_t ALIGNMENT = 8;             // records hold pointers, words and bytes, nothing wider
+constexpr size_t ALIGNMENT = HEAP_ALIGNMENT;
 constexpr size_t FIRST_BLOCK = 2048;        // bytes, the heap's own record included
 constexpr size_t LARGEST_BLOCK = 1U << 20;  // bytes; bigger requests get a block of their own
 
@@ -36,10 +30,6 @@ constexpr size_t RoundUp(size_t size) {
 constexpr size_t RoundDown(size_t size) {
   return size & ~(ALIGNMENT - 1);
 }
-
-struct alignas(ALIGNMENT) Block {
-  Block* next;
-};
 
 size_t ceilingOfNewHeaps = size_t{1} << 30;
 size_t liveHeaps = 0;
@@ -68,48 +58,68 @@ void Unpoison([[maybe_unused]] char* from, [[maybe_unused]] size_t size) {
 }  // namespace
 
 struct alignas(ALIGNMENT) mem_desc {
-  char* cursor;       // the next piece; aligned
-  char* end;          // of what may be given out without asking: the block's end or the ceiling; aligned
-  char* start;        // of the current block's pieces
-  char* blockEnd;     // aligned
-  Block* blocks;      // all but the first, which this record begins
-  size_t nextBlock;   // bytes of the next block
-  size_t usedBefore;  // bytes given out from other blocks than the current one
+  char* cursor;        // the next piece; aligned
+  char* end;           // of what may be given out without asking: the ready part's end or the ceiling; aligned
+  char* start;         // of the current block's pieces
+  char* readyEnd;      // of what is ready of the current block; aligned
+  char* blockEnd;      // aligned
+  HeapBlock* blocks;   // all but the first, which this record begins
+  HeapBlock* current;  // null: the first
+  size_t nextBlock;    // bytes of the next block, its header included
+  size_t usedBefore;   // bytes given out from other blocks than the current one
   size_t ceiling;
 
   size_t Used() const { return usedBefore + static_cast<size_t>(cursor - start); }
 
-  // Lets `end` be no further than the ceiling allows.
+  // Lets `end` be no further than the block is ready and the ceiling allows.
   void BoundEnd() {
-    const size_t left = std::min(static_cast<size_t>(blockEnd - cursor), RoundDown(ceiling - Used()));
+    const size_t left = std::min(static_cast<size_t>(readyEnd - cursor), RoundDown(ceiling - Used()));
     end = cursor + left;
   }
 
+  // Room for pieces in a new block of `size` bytes.
   char* AddBlock(size_t size) {
-    auto* block = static_cast<Block*>(std::malloc(sizeof(Block) + size));
+    HeapBlock* block = TakeHeapBlock(size);
     if (block == nullptr) {
       return nullptr;
     }
     block->next = blocks;
     blocks = block;
     char* pieces = reinterpret_cast<char*>(block + 1);
-    Poison(pieces, size);
+    Poison(pieces, size - sizeof(HeapBlock));
     return pieces;
   }
 
+  // A piece of the current block, which has room for it.
+  char* TakePiece(size_t piece) {
+    char* memory = cursor;
+    cursor += piece;
+    if (current != nullptr && cursor > readyEnd) {
+      char* block = reinterpret_cast<char*>(current);
+      readyEnd = block + PrepareHeapBlock(current, static_cast<size_t>(cursor - block));
+    }
+    BoundEnd();
+    return memory;
+  }
+
   // Out of line, so that HEAP_Get itself needs no stack frame.
-  [[gnu::noinline]] void* GetFromNewBlock(size_t size);
+  [[gnu::noinline]] void* GetSlowly(size_t size);
 };
 
-// `size` is not 0 and does not fit in what is left of the current block.
-void* mem_desc::GetFromNewBlock(size_t size) {
+// `size` is not 0 and does not fit in what may be given out without asking.
+void* mem_desc::GetSlowly(size_t size) {
   const size_t left = ceiling - Used();
   if (size > left || RoundUp(size) + RED_ZONE > left) {
     return nullptr;
   }
   const size_t piece = RoundUp(size) + RED_ZONE;
+  if (piece <= static_cast<size_t>(blockEnd - cursor)) {
+    char* memory = TakePiece(piece);
+    Unpoison(memory, size);
+    return memory;
+  }
   if (piece > nextBlock / 4) {  // a block of its own: the current block goes on
-    char* memory = AddBlock(piece);
+    char* memory = AddBlock(sizeof(HeapBlock) + piece);
     if (memory != nullptr) {
       usedBefore += piece;
       BoundEnd();
@@ -122,10 +132,11 @@ void* mem_desc::GetFromNewBlock(size_t size) {
     return nullptr;
   }
   usedBefore = Used();
-  start = memory;
-  cursor = memory + piece;
-  blockEnd = memory + nextBlock;
-  BoundEnd();
+  current = blocks;
+  start = cursor = memory;
+  blockEnd = memory + (nextBlock - sizeof(HeapBlock));
+  readyEnd = reinterpret_cast<char*>(current) + current->ready;
+  TakePiece(piece);
   nextBlock = std::min(nextBlock * 2, LARGEST_BLOCK);
   Unpoison(memory, size);
   return memory;
@@ -142,7 +153,7 @@ mem_desc* HEAP_Create(int /*reserved1*/, int /*reserved2*/, int /*reserved3*/) {
   auto* heap = new (memory) mem_desc{};
   heap->start = reinterpret_cast<char*>(heap + 1);
   heap->cursor = heap->start;
-  heap->blockEnd = static_cast<char*>(memory) + FIRST_BLOCK;
+  heap->readyEnd = heap->blockEnd = static_cast<char*>(memory) + FIRST_BLOCK;
   heap->nextBlock = FIRST_BLOCK * 2;
   heap->ceiling = ceilingOfNewHeaps;
   heap->BoundEnd();
@@ -159,7 +170,7 @@ void* HEAP_Get(mem_desc* heap, size_t size) {
   const auto left = static_cast<size_t>(heap->end - heap->cursor);
   // What is left is aligned, so a size that fits fits rounded up as well, but for a red zone.
   if (size > left || (RED_ZONE != 0 && RoundUp(size) + RED_ZONE > left)) {
-    return heap->GetFromNewBlock(size);
+    return heap->GetSlowly(size);
   }
   char* piece = heap->cursor;
   heap->cursor = piece + RoundUp(size) + RED_ZONE;
@@ -171,9 +182,9 @@ mem_desc* HEAP_Release(mem_desc* heap) {
   if (heap == nullptr) {
     return nullptr;
   }
-  for (Block* block = heap->blocks; block != nullptr;) {
-    Block* next = block->next;
-    std::free(block);
+  for (HeapBlock* block = heap->blocks; block != nullptr;) {
+    HeapBlock* next = block->next;
+    GiveHeapBlock(block);
     block = next;
   }
   std::free(heap);

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "file_names.h"
-#include "system_files.h"
+#include "system.h"
 #include "tarnixcore/files.h"
 
 namespace {

@@ -125,13 +125,21 @@ char* ReadStringAcrossBlocks(ElfImage* image, mem_desc* heap) {
 
 char* ReadIndirectString(ElfImage* image, mem_desc* heap) {
   const uint32_t offset = ReadU32(image);
+  const bool isShared = heap == dwarf2State.recentHeap && dwarf2State.failed == 0;
+  char* text = isShared ? dwarf2State.recentTexts.Find(offset) : nullptr;
+  if (text != nullptr) {
+    return text;
+  }
   const uint32_t behind = dwarf2State.position;
-  char* text = EmptyString();
+  text = EmptyString();
   if (dwarf2State.sections.str == nullptr) {
     Fail("no .debug_str");
   } else {
     SeekTo(image, dwarf2State.sections.str, offset);
     text = ReadInlineString(image, heap);
+  }
+  if (isShared) {
+    dwarf2State.recentTexts.Put(offset, text);
   }
   SeekTo(image, dwarf2State.sections.info, behind);
   return text;

@@ -151,10 +151,14 @@ int FillDwarf2Module(ElfImage* image, DescModule* module, L_list* ranges) {
   // A producer of the reduced line program counts references from the start of the section.
   dwarf2State.unitBase = IsReducedVariant() ? 0 : module->ext->unitOffset;
   dwarf2State.nesting = 0;
-  dwarf2State.typesByKey.Clear();
+  dwarf2State.recentTypes.Clear();
+  dwarf2State.recentTexts.Clear();
+  dwarf2State.recentHeap = module->heap;
+  dwarf2State.typesByKey.Empty();
   dwarf2State.indexedModule = nullptr;
   FillEntries(image, module);
-  dwarf2State.typesByKey.Clear();
+  dwarf2State.recentHeap = nullptr;
+  dwarf2State.typesByKey.Empty();
   dwarf2State.indexedModule = nullptr;
   return dwarf2State.failed == 0 ? 1 : 0;
 }

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "dwarf2/line_state.h"
+#include "dwarf2/recent_values.h"
 #include "elf/section_access.h"
 #include "loader/hash_index.h"
 
@@ -41,7 +42,12 @@ struct Dwarf2ReaderState {
 
   // Types of the module being filled by key, beside its list `types`.
   HashIndex typesByKey;
+  RecentValues<DescType, 10> recentTypes;
   const DescModule* indexedModule;
+
+  // Strings of .debug_str that the module being filled has in its heap already, by offset; records share them.
+  RecentValues<char, 12> recentTexts;
+  const mem_desc* recentHeap;  // null when no module is being filled
 
   LineState line;
   HashIndex filesByName;  // DescFile records of the running line program, by base name

@@ -1,8 +1,11 @@
 #include "loader/hash_index.h"
 
+#include <cstring>
+
 namespace {
 
 constexpr uint32_t FIRST_SIZE = 256;
+constexpr uint32_t KEPT_SLOTS_A_RECORD = 16;
 
 // The finalizer of SplitMix64: every bit of the address decides over every bit of the key.
 uint64_t MakeKey() {
@@ -51,6 +54,15 @@ bool HashIndex::Grow() {
   slots_ = newSlots;
   mask_ = newSize - 1;
   return true;
+}
+
+void HashIndex::Empty() {
+  if (slots_ == nullptr || mask_ / KEPT_SLOTS_A_RECORD > count_) {
+    Clear();
+    return;
+  }
+  std::memset(slots_, 0, (size_t{mask_} + 1) * sizeof(Slot));
+  count_ = 0;
 }
 
 void HashIndex::Clear() {

@@ -117,8 +117,18 @@ DescType* FindOrAddType(DescModule* module, uint32_t key) {
     Fail("no memory for the index of types");
     return nullptr;
   }
-  auto* type = dwarf2State.typesByKey.Find<DescType>(key, [](const DescType*) { return true; });
-  return type != nullptr ? type : AddPlaceholder(module, key);
+  DescType* type = dwarf2State.recentTypes.Find(key);
+  if (type != nullptr) {
+    return type;
+  }
+  type = dwarf2State.typesByKey.Find<DescType>(key, [](const DescType*) { return true; });
+  if (type == nullptr) {
+    type = AddPlaceholder(module, key);
+  }
+  if (type != nullptr) {
+    dwarf2State.recentTypes.Put(key, type);
+  }
+  return type;
 }
 
 const AbbrevEntry* SpecificationChase::Jump(ElfImage* image, uint32_t offset) {

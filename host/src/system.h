@@ -1,6 +1,7 @@
 // The few calls of the operating system that the library needs, in one place.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -19,6 +20,9 @@ int CloseFile(int handle);
 
 // In seconds, as `st_mtime`; 0 when it cannot be told.
 uint32_t FileModificationTime(int handle);
+
+// Has the system find the pages that lie wholly in this memory, whose contents stay. A wish: nothing depends on it.
+void PrepareMemory(void* memory, size_t size);
 
 // Without a trailing separator unless it is a root; empty when it cannot be told.
 std::string WorkingDirectory();

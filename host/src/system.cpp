@@ -1,4 +1,4 @@
-#include "system_files.h"
+#include "system.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -10,6 +10,9 @@
 #include <io.h>
 #else
 #include <unistd.h>
+#endif
+#if defined(__linux__)
+#include <sys/mman.h>
 #endif
 
 namespace {
@@ -73,4 +76,15 @@ std::string WorkingDirectory() {
   std::error_code error;
   const std::filesystem::path directory = std::filesystem::current_path(error);
   return error ? std::string() : directory.string();
+}
+
+void PrepareMemory([[maybe_unused]] void* memory, [[maybe_unused]] size_t size) {
+#if defined(MADV_POPULATE_WRITE)
+  static const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+  const auto start = (reinterpret_cast<uintptr_t>(memory) + page - 1) / page * page;
+  const auto end = (reinterpret_cast<uintptr_t>(memory) + size) / page * page;
+  if (start < end) {
+    madvise(reinterpret_cast<void*>(start), end - start, MADV_POPULATE_WRITE);
+  }
+#endif
 }
