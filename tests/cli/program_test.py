@@ -160,6 +160,8 @@ class ProgramTest(unittest.TestCase):
             wanted[name] = sum(len(module[field]) for module in modules)
         self.assertEqual({name: stats["counts"][name] for name in wanted}, wanted)
         self.assertEqual(stats["failedFills"], 0)
+        released = self.document("stats", "--json", "--release", SAMPLE)
+        self.assertEqual([released[key] for key in ("counts", "heapBytes")], [stats["counts"], stats["heapBytes"]])
         self.assertIn(b"line rows", run("stats", SAMPLE).stdout)
 
     def test_section(self):
