@@ -25,7 +25,7 @@ TEST_F(Heap, PiecesAreAlignedApartAndKeepTheirBytes) {
     size_t totals[] = {0, 0};
     std::vector<std::pair<unsigned char*, size_t>> pieces;
     for (int i = 0; i < 40000; ++i) {
-      const size_t size = i % 1000 > 997 ? 3000000 : random() % (i % 50 > 47 ? 9000 : 90);  // 0 among them
+      const size_t size = i % 10000 > 9997 ? 3000000 : random() % (i % 50 > 47 ? 9000 : 90);  // 0 among them
       auto* bytes = static_cast<unsigned char*>(HEAP_Get(heaps[i % 2], size));
       ASSERT_NE(bytes, nullptr);
       ASSERT_EQ(reinterpret_cast<uintptr_t>(bytes) % 8, 0u);
