@@ -69,23 +69,6 @@ TEST(JsonWriter, Structure) {
             R"({"a":4294967295,"b":[-2147483648,null,"009fa0","",""],"c":{}})");
 }
 
-TEST(JsonWriter, ValuesLongerThanTheBufferAndAcrossItsEnd) {
-  const std::string longText(3 * Output::bufferSize + 5, 'x');
-  const std::vector<uint8_t> bytes(Output::bufferSize, 0xAB);
-  const std::string text = Written([&](JsonWriter& json) {
-    json.BeginArray();
-    json.Text(std::string_view(longText));
-    json.Hex(bytes.data(), bytes.size());
-    for (int i = 0; i < 100000; i++) json.Number(uint32_t{1234567});
-    json.EndArray();
-  });
-  std::string wanted = "[\"" + longText + "\",\"";
-  for (size_t i = 0; i < bytes.size(); i++) wanted += "ab";
-  wanted += '"';
-  for (int i = 0; i < 100000; i++) wanted += ",1234567";
-  EXPECT_TRUE(text == wanted + "]");
-}
-
 TEST(Output, TellsWhatCannotBeWritten) {
   Output nowhere(nullptr);
   EXPECT_TRUE(nowhere.failed());

@@ -6,8 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "fill_tracker.h"
-
 namespace elfload {
 namespace {
 
@@ -65,21 +63,6 @@ TEST(FindProcAt, ProceduresGoBeforeLabelsBeforeLineInfo) {
   EXPECT_EQ(nameAt(0x120), "again");
   EXPECT_EQ(nameAt(0x140), lineInfo);
   EXPECT_EQ(nameAt(0x200), "");
-}
-
-TEST(FillTracker, ReportsEachUnitOnceAndOnlyUpToTheOneFound) {
-  std::vector<DescModule> records(6);
-  std::vector<DescModule*> modules;
-  modules.reserve(records.size());
-  for (DescModule& record : records) modules.push_back(&record);
-  FillTracker tracker(modules);
-  EXPECT_EQ(tracker.Take(5), std::vector<size_t>());
-  for (const size_t i : {0u, 2u, 5u}) records[i].loadedKinds = 7;
-  EXPECT_EQ(tracker.Take(3), (std::vector<size_t>{0, 2}));
-  records[1].loadedKinds = 7;
-  EXPECT_EQ(tracker.Take(4), (std::vector<size_t>{1}));
-  EXPECT_EQ(tracker.Take(6), (std::vector<size_t>{5}));
-  EXPECT_EQ(tracker.Take(6), std::vector<size_t>());
 }
 
 }  // namespace

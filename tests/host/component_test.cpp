@@ -1,4 +1,4 @@
-// What a component and its host say to one another: commands, messages, the symbol table, the target.
+// What a component and its host say to one another: commands, messages, the symbol table.
 #include "tarnixcore/component.h"
 
 #include <gtest/gtest.h>
@@ -61,9 +61,6 @@ TEST(CommandTable, FirstWordNamesTheRow) {
   EXPECT_EQ(echo.Execute(nullptr), 0);
   char line[] = "SAY";
   EXPECT_EQ(ExecCommandTableH(&echo, line, nullptr), 0);
-  EXPECT_EQ(echo.Update(1, nullptr), 0);
-  EXPECT_EQ(echo.GetComponentPrintFct(), nullptr);
-  EXPECT_EQ(echo.SetMode(), 0);
 }
 
 // Everything that a component can say; gives the answers to its questions.
@@ -144,23 +141,6 @@ TEST(SymbolTable, ResetReleasesModulesThenHeap) {
   }
   EXPECT_EQ(calls, (Calls{"1 heap stands", "2 heap stands"}));
   EXPECT_EQ(HEAP_LiveCount(), live);
-}
-
-class PlainTarget : public Target {
-  int WriteBlock(Address, const void*, uint32_t, int) override { return 1; }
-  int ReadBlock(Address, void*, uint32_t, int) override { return 1; }
-  int SetStartAddress(uint32_t) override { return 1; }
-};
-
-TEST(Target, DefaultsRefuseNothing) {
-  PlainTarget target;
-  HOST_SetTarget(&target);
-  ASSERT_EQ(GetTheTarget(), &target);
-  EXPECT_NE(GetTheTarget()->CheckMemory(0, 0xFFFFFFFF, "", TARGET_READ_ONLY), 0);
-  EXPECT_EQ(GetTheTarget()->Control(1), 0);
-  EXPECT_EQ(GetTheTarget()->TargetCapabilities(29, nullptr), 0);
-  HOST_SetTarget(nullptr);
-  EXPECT_EQ(GetTheTarget(), nullptr);
 }
 
 }  // namespace

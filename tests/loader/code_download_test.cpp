@@ -4,7 +4,6 @@
 
 #include <fmt/format.h>
 
-#include <filesystem>
 #include <map>
 
 #include "support/host_fixture.h"
@@ -277,31 +276,6 @@ TEST_F(CodeDownload, LoadsNothingWithoutSegmentsTableOrFile) {
   }
   EXPECT_EQ(CallsOf({}, ElfFile().set(&ElfImage::e_phoff, 0).entry(0x77), 0, 0),
             (Calls{"Control 1", "Dialog Loading Code 0", "Control 0", "Close"}));
-}
-
-// The stream holds the blocks that it has read, so the file ends behind the first ones.
-TEST_F(CodeDownload, EndsWhereAFileThatShrinksEnds) {
-  const uint32_t size = 4 * ElfStream::BLOCK_SIZE;
-  const uint32_t left = 2 * ElfStream::BLOCK_SIZE + 0x11;  // bytes of the segment that the file keeps
-  const uint32_t contents = 52 + 32;                       // where the segment starts in the file
-  const struct {
-    unsigned long flags;
-    std::string box;
-  } rows[] = {
-      {4, fmt::format("Box Elf-Loader: Error while writing to {:X}..{:X}", left - 0x11, left - 0x11 + 511)},
-      {0x404, fmt::format("Box Elf Loader: Loading verification failed at address 0x{:08X}", left)},
-  };
-  const RawBytes pattern = Pattern(size);
-  for (const auto& row : rows) {
-    const std::string path = OneSegment(size, 0).write();
-    ASSERT_EQ(loader.Open(path.c_str()), 1);
-    std::filesystem::resize_file(path, contents + left);
-    RecordingTarget to;
-    for (uint32_t i = 0; i < size; ++i) to.memory.emplace_hint(to.memory.end(), i, pattern[i]);
-    EXPECT_EQ(Run(to, row.flags), 0);
-    EXPECT_EQ(to.calls.back(), row.box);
-    EXPECT_EQ(to.calls.size(), 3 + left / 512 + 1);
-  }
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 """The GDB remote protocol from the other sides: QEMU to load into, a stub that misbehaves, a client that reads back."""
 import contextlib
-import os
 import socket
 import subprocess
 import threading
@@ -57,38 +56,29 @@ class Client:
 
 
 @contextlib.contextmanager
-def qemu(program, *arguments, unix=None):
-    """Runs QEMU's stub on a free port, or on a Unix socket; gives the target's name and a function that connects."""
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        port = probe.getsockname()[1]
-
+def qemu(program, *arguments, path):
+    """Runs QEMU's stub on a Unix socket; gives the target's name and a function that connects."""
     def connect():
-        if not unix:
-            return socket.create_connection(("127.0.0.1", port), timeout=20)
         connection = socket.socket(socket.AF_UNIX)
         connection.settimeout(20)
         with contextlib.ExitStack() as on_failure:
             on_failure.callback(connection.close)
-            connection.connect(unix)
+            connection.connect(str(path))
             on_failure.pop_all()
         return connection
 
-    where = f"unix:{unix},server=on,wait=off" if unix else f"tcp:127.0.0.1:{port}"
-    process = subprocess.Popen([program, *arguments, "-S", "-gdb", where, "-display", "none", "-monitor", "none",
-                                "-serial", "none"], stdin=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    process = subprocess.Popen([program, *arguments, "-S", "-gdb", f"unix:{path},server=on,wait=off", "-display", "none",
+                                "-monitor", "none", "-serial", "none"], stdin=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     try:
         for _ in range(200):
             with contextlib.suppress(OSError):
                 connect().close()
                 break
             time.sleep(0.1)
-        yield (f"gdb:unix:{unix}" if unix else f"gdb:127.0.0.1:{port}"), connect
+        yield f"gdb:unix:{path}", connect
     finally:
         process.kill()
         process.wait()
-        if unix and os.path.exists(unix):
-            os.remove(unix)
 
 
 @contextlib.contextmanager

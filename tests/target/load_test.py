@@ -214,7 +214,7 @@ class QemuTest(LoadTest):
                                              (0xFFFFF1, 0xFFFFF1, PATTERN[:15], 15, PF_R | PF_W)], 0x2010))
         nowhere = self.write(elf_file(machine, [(0x2000, 0x2000, PATTERN, 5000, PF_R),
                                                 (0xFFFF00, 0xFFFF00, PATTERN[:300], 300, PF_R)], 0), "nowhere.elf")
-        with qemu(*command) as (target, connect):
+        with qemu(*command, path=self.folder / "stub") as (target, connect):
             document = self.document("--target", target, file)
             self.assertEqual((document["outcome"], document["verifiedBytes"]), ("done", 5015))
             with Client(connect()) as client:
@@ -237,7 +237,7 @@ class QemuTest(LoadTest):
         command, machine, _ = self.machine(1)
         # addq.l #1,0x3000.l; bra.s -8
         file = self.write(elf_file(machine, [(0x1000, 0x1000, bytes.fromhex("52B90000300060F8"), 8, PF_R | PF_X)], 0x1000))
-        with qemu(*command, unix=str(self.folder / "stub")) as (target, connect):
+        with qemu(*command, path=self.folder / "stub") as (target, connect):
             counts = []
             for leave in ("halted", "running"):
                 self.assertEqual(run("--target", target, "--leave", leave, file).returncode, 0)

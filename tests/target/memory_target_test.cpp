@@ -145,30 +145,6 @@ ElfProgramHeader Header(uint32_t type, uint32_t vaddr, uint32_t paddr, uint32_t 
   return {type, 0, vaddr, paddr, filesz, memsz, flags, 1};
 }
 
-TEST(DownloadMonitor, PlacesSegments) {
-  const ElfProgramHeader code = Header(PT_LOAD, 0x8000, 0x8000, 16, 16, PF_R);
-  const ElfProgramHeader data = Header(PT_LOAD, 0x100, 0x9000, 16, 64, PF_W);
-  const ElfProgramHeader zero = Header(PT_LOAD, 0, 0x300, 1, 1, PF_R);
-  const ElfProgramHeader note = Header(4, 0x500, 0x500, 1, 1, PF_R);
-  const ElfProgramHeader unset = Header(PT_LOAD, 0x8000, 0, 1, 1, PF_R);
-  const struct {
-    std::vector<ElfProgramHeader> headers;
-    Placement placement;
-    Texts placed;
-  } rows[] = {
-      {{note, code, data, zero}, Placement::virtualAddress, {"1 8000", "2 100", "3 300"}},
-      {{note, code, data, zero}, Placement::physicalAddress, {"1 8000", "2 9000", "3 300"}},
-      {{unset, note}, Placement::physicalAddress, {"0 8000"}},  // none says where
-  };
-  for (const auto& row : rows) {
-    Texts placed;
-    for (const SegmentToLoad& segment : SegmentsToLoad(row.headers, row.placement)) {
-      placed.push_back(fmt::format("{} {:X}", segment.index, segment.placed));
-    }
-    EXPECT_EQ(placed, row.placed);
-  }
-}
-
 // Two overlays at one virtual address, and data that is only stored where it goes.
 TEST(DownloadMonitor, MovesBlocksByTheirOrder) {
   RegionMap flash;
