@@ -39,7 +39,8 @@ const ExpressionFact expressionFacts[] = {
      "DW_OP_const8u 4294967296; DW_OP_const8s -1"},
     {"jumps", dwarf2, {0x28, 0x00, 0x02, 0x2F, 0xFF, 0xFB, 0x15, 0x01, 0x94, 0x02, 0x95, 0x01}, 12,
      "DW_OP_bra 2; DW_OP_skip -5; DW_OP_pick 1; DW_OP_deref_size 2; DW_OP_xderef_size 1"},
-    {"later editions", dwarf2, {0x97, 0x98, 0, 1, 0x99, 0, 0, 0, 2, 0x9A, 0, 0, 0, 3, 0x9B, 0x9C, 0x9D, 8, 0x80, 1, 0x9F},
+    {"later editions", dwarf2, {0x97, 0x98, 0, 1, 0x99, 0, 0, 0, 2, 0x9A, 0, 0, 0, 3, 0x9B, 0x9C, 0x9D, 8, 0x80, 1,
+     0x9F},
      21, "DW_OP_push_object_address; DW_OP_call2 1; DW_OP_call4 2; DW_OP_call_ref 3; DW_OP_form_tls_address; "
          "DW_OP_call_frame_cfa; DW_OP_bit_piece 8 128; DW_OP_stack_value"},
     {"an unknown operation ends it", dwarf2, {0x50, 0x9E, 0x01, 0x96}, 1, "DW_OP_reg0; (0x9E...)"},

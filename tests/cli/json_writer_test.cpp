@@ -50,39 +50,5 @@ TEST(JsonWriter, TextIsUtf8OrASingleCharacterPerByte) {
   EXPECT_EQ(Printable("\xFC"), "\xC3\xBC");
 }
 
-TEST(JsonWriter, Structure) {
-  const uint8_t bytes[] = {0x00, 0x9F, 0xA0};
-  EXPECT_EQ(Written([&bytes](JsonWriter& json) {
-              json.BeginObject();
-              json.Key("a"), json.Number(uint32_t{4294967295});
-              json.Key("b"), json.BeginArray();
-              json.Number(int32_t{-2147483647 - 1});
-              json.Null();
-              json.Hex(bytes, 3);
-              json.Hex(nullptr, 0);
-              json.Text(static_cast<const char*>(nullptr));
-              json.EndArray();
-              json.Key("c"), json.BeginObject();
-              json.EndObject();
-              json.EndObject();
-            }),
-            R"({"a":4294967295,"b":[-2147483648,null,"009fa0","",""],"c":{}})");
-}
-
-TEST(Output, TellsWhatCannotBeWritten) {
-  Output nowhere(nullptr);
-  EXPECT_TRUE(nowhere.failed());
-  std::FILE* full = std::fopen("/dev/full", "wb");
-  if (full == nullptr) GTEST_SKIP() << "no /dev/full";
-  {
-    Output out(full);
-    out.Print("{}", 1);
-    EXPECT_FALSE(out.failed());
-    out.Flush();
-    EXPECT_TRUE(out.failed());
-  }
-  std::fclose(full);
-}
-
 }  // namespace
 }  // namespace elfload

@@ -227,7 +227,7 @@ CHECKED_FIELDS = {"name", "lowPc", "highPc", "language", "unitOffset", "lineOffs
 
 
 def places(value, path=()):
-    """Paths to the values that are compared. The last element of a list stands for all; the loader's own do not count."""
+    """Paths to the values that are compared. The last element of a list stands for all, but for the loader's own."""
     if isinstance(value, dict):
         for key, item in value.items():
             yield from places(item, (*path, key)) if key != "frames" else ()

@@ -113,10 +113,12 @@ TEST_P(Dwarf1ModuleFill, WhatEndsTheWalkAtModuleLevel) {
       {"a circle", Joined(Bytes().label("a"), var("a"), to("b", "a")), 0, {"a", "b"}},
       {"back, in no circle", Joined(to("a", "2"), Bytes().label("3"), to("c", "4"), Bytes().label("2"), to("b", "3"),
                                     Bytes().label("4"), var("d")), 1, {"a", "b", "c", "d"}},
-      {"a circle behind a step back", Joined(to("a", "y"), Bytes().label("x"), to("c", "y"), Bytes().label("y"), to("b", "x")),
+      {"a circle behind a step back", Joined(to("a", "y"), Bytes().label("x"), to("c", "y"), Bytes().label("y"),
+       to("b", "x")),
        0, {"a", "b", "c"}},
       {"padding by its length", Joined(Bytes().u32(20).u16(TAG_padding).pad(14, 9), var("a")), 1, {"a"}},
-      {"corrupt form behind the sibling", Joined(with({at::name("a"), corrupt, at::name("x")}), var("b")), 0, {"a", "b"}},
+      {"corrupt form behind the sibling", Joined(with({at::name("a"), corrupt, at::name("x")}), var("b")), 0, {"a",
+       "b"}},
       {"form 0", Joined(with({at::raw(AT_ordering, 0), at::name("a")})), 0, {"a"}},
       // clang-format on
   };
@@ -141,7 +143,8 @@ TEST_P(Dwarf1ModuleFill, WhatEndsAWalkOverChildren) {
   } facts[] = {
       // clang-format off
       {"no children", {}, 1, {}},
-      {"siblings over a gap", Joined(member("a", at::sibling("far")), Bytes().pad(9).label("far"), plain("b")), 1, {"a", "b"}},
+      {"siblings over a gap", Joined(member("a", at::sibling("far")), Bytes().pad(9).label("far"), plain("b")), 1,
+       {"a", "b"}},
       {"first child without a sibling", Joined(member("a", at::noSibling), plain("b")), 1, {"a", "b"}},
       {"later child without one", Joined(plain("a"), member("b", at::noSibling), plain("c")), 0, {"a", "b"}},
       {"sibling to itself", Joined(Bytes().label("b"), member("b", at::sibling("b"))), 0, {"b"}},
@@ -236,7 +239,8 @@ TEST_P(Dwarf1ModuleFill, MergedUnitsBecomeOne) {
         .entry(TAG_label, {named("label"), at::lowPc(8)})
         .entry(TAG_array_type, {named("array"), Subscripts({{0, 3}}, at::fundType(FT_short))})
         .parent(TAG_structure_type, {named("bits")})
-            .entry(TAG_member, {named("bit"), at::fundType(FT_short), at::data2(AT_bit_offset, 1), at::data4(AT_bit_size, 2)})
+            .entry(TAG_member, {named("bit"), at::fundType(FT_short), at::data2(AT_bit_offset, 1),
+                at::data4(AT_bit_size, 2)})
             .end();
     // clang-format on
   };

@@ -79,23 +79,26 @@ TEST_F(UnitScan, ReadsTheAttributesOfTheUnit) {
   const auto as = [](uint32_t attribute, uint32_t form, int64_t value) { return Attrs{{attribute, form, value}}; };
   const struct {
     Attrs attrs;
-    Texts expected;  // low, high, hasRange, language, line offset
+    const char* expected;  // low, high, hasRange, language, line offset
   } facts[] = {
       // clang-format off
-      {{Low(0), High(0x10)}, {"0 10 1 0 0"}},
-      {{High(0), Low(0x10)}, {"10 0 1 0 0"}},
-      {{Low(0), High(0)}, {"0 0 0 0 0"}},
-      {{Low(0x10)}, {"10 0 0 0 0"}},
-      {{High(0x10)}, {"0 10 0 0 0"}},
-      {{Low(0x10), {DW_AT_high_pc, DW_FORM_data4, 0x20}}, {"10 0 1 0 0"}},  // no address: skipped, and met all the same
-      {as(DW_AT_language, DW_FORM_udata, 1), {"0 0 0 3 0"}}, {as(DW_AT_language, DW_FORM_udata, 2), {"0 0 0 3 0"}},
-      {as(DW_AT_language, DW_FORM_udata, 4), {"0 0 0 4 0"}}, {as(DW_AT_language, DW_FORM_udata, 10), {"0 0 0 2 0"}},
-      {as(DW_AT_language, DW_FORM_udata, 0x41), {"0 0 0 1 0"}}, {as(DW_AT_language, DW_FORM_udata, 3), {"0 0 0 0 0"}},
-      {as(DW_AT_language, DW_FORM_udata, 12), {"0 0 0 0 0"}},
-      {as(DW_AT_stmt_list, DW_FORM_data1, 0x35), {"0 0 0 0 35"}}, {as(DW_AT_stmt_list, DW_FORM_data2, 0x35), {"0 0 0 0 35"}},
-      {as(DW_AT_stmt_list, DW_FORM_data8, 0x35), {"0 0 0 0 35"}}, {as(DW_AT_stmt_list, DW_FORM_sdata, 0x35), {"0 0 0 0 35"}},
-      {{{UNKNOWN, DW_FORM_block1, Bytes().pad(5, 1)}, {UNKNOWN, DW_FORM_strp, 99}, {UNKNOWN, DW_FORM_ref_addr, 1}, Low(9)},
-       {"9 0 0 0 0"}},
+      {{Low(0), High(0x10)}, "0 10 1 0 0"},
+      {{High(0), Low(0x10)}, "10 0 1 0 0"},
+      {{Low(0), High(0)}, "0 0 0 0 0"},
+      {{Low(0x10)}, "10 0 0 0 0"},
+      {{High(0x10)}, "0 10 0 0 0"},
+      {{Low(0x10), {DW_AT_high_pc, DW_FORM_data4, 0x20}}, "10 0 1 0 0"},  // no address: skipped, and met all the same
+      {as(DW_AT_language, DW_FORM_udata, 1), "0 0 0 3 0"}, {as(DW_AT_language, DW_FORM_udata, 2), "0 0 0 3 0"},
+      {as(DW_AT_language, DW_FORM_udata, 4), "0 0 0 4 0"}, {as(DW_AT_language, DW_FORM_udata, 10), "0 0 0 2 0"},
+      {as(DW_AT_language, DW_FORM_udata, 0x41), "0 0 0 1 0"}, {as(DW_AT_language, DW_FORM_udata, 3), "0 0 0 0 0"},
+      {as(DW_AT_language, DW_FORM_udata, 12), "0 0 0 0 0"},
+      {as(DW_AT_stmt_list, DW_FORM_data1, 0x35), "0 0 0 0 35"}, {as(DW_AT_stmt_list, DW_FORM_data2, 0x35),
+       "0 0 0 0 35"},
+      {as(DW_AT_stmt_list, DW_FORM_data8, 0x35), "0 0 0 0 35"}, {as(DW_AT_stmt_list, DW_FORM_sdata, 0x35),
+       "0 0 0 0 35"},
+      {{{UNKNOWN, DW_FORM_block1, Bytes().pad(5, 1)}, {UNKNOWN, DW_FORM_strp, 99}, {UNKNOWN, DW_FORM_ref_addr, 1},
+       Low(9)},
+       "9 0 0 0 0"},
       // clang-format on
   };
   for (const auto& fact : facts) {
@@ -105,7 +108,7 @@ TEST_F(UnitScan, ReadsTheAttributesOfTheUnit) {
                          return Hex(m.lowPc) + " " + Hex(m.highPc) + " " + Hex(m.hasRange) + " " + Hex(m.language) +
                                 " " + Hex(m.ext->lineOffset);
                        }),
-                fact.expected);
+                Texts{fact.expected});
     }
   }
 }
@@ -138,12 +141,14 @@ TEST_F(UnitScan, TakesAbbreviations) {
       {"no children", abbrev(1, DW_TAG_compile_unit, DW_CHILDREN_no), one, false},
       {"another tag", abbrev(1, DW_TAG_subprogram), one, false},
       {"of two declarations the later holds", abbrev(1, DW_TAG_label, 0).abbrev(1, DW_TAG_compile_unit, 1), one, true},
-      {"codes in one bucket", abbrev(72, DW_TAG_label, 0).abbrev(1, DW_TAG_compile_unit, 1).abbrev(143, DW_TAG_label, 0), one,
+      {"codes in one bucket", abbrev(72, DW_TAG_label, 0).abbrev(1, DW_TAG_compile_unit, 1).abbrev(143, DW_TAG_label,
+       0), one,
        true},
       {"code past 2^31", abbrev(0xFFFFFFF0), Bytes().uleb(0xFFFFFFF0), true},
       {"a code that the table lacks", named, Bytes().uleb(2).text("a.c"), false},
       {"code 0", named, Bytes().uleb(0).text("a.c"), false},
-      {"an over-long code ends the table", Abbrevs(named).close().pad(12, 0x80).uleb(0), Bytes().uleb(1).text("a.c"), true},
+      {"an over-long code ends the table", Abbrevs(named).close().pad(12, 0x80).uleb(0), Bytes().uleb(1).text("a.c"),
+       true},
       {"an over-long code in front", Abbrevs().pad(12, 0x80).append(named), Bytes().uleb(1).text("a.c"), false},
       {"empty table", Abbrevs(), one, false},
       // clang-format on

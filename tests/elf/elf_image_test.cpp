@@ -44,19 +44,15 @@ TEST(ElfOpen, ReadsHeaderAndTablesInEitherByteOrder) {
     const OpenedImage image = SmallFile(order).set(&ElfImage::e_flags, 0x80000001).open();
     ASSERT_NE(image, nullptr);
     EXPECT_EQ(image->littleEndian, order == ByteOrder::little ? 1u : 0u);
-    EXPECT_EQ(image->e_type, 2);
-    EXPECT_EQ(image->e_machine, EM_68K);
-    EXPECT_EQ(image->e_entry, 0x1234u);
-    EXPECT_EQ(image->e_flags, 0x80000001u);
-    EXPECT_EQ(image->e_ehsize, 52);
-    ASSERT_EQ(image->e_phnum, 1);
-    EXPECT_EQ(image->programHeaders[0].p_vaddr, 0x1000u);
-    EXPECT_EQ(image->programHeaders[0].p_flags, uint32_t{PF_R | PF_X});
-    EXPECT_EQ(image->programHeaders[0].p_align, 1u);
-    ASSERT_EQ(image->e_shnum, 3);
-    EXPECT_STREQ(image->sectionNames + image->sectionHeaders[1].sh_name, ".data");
-    EXPECT_EQ(image->sectionHeaders[1].sh_size, 200u);
-    EXPECT_EQ(image->sectionHeaders[1].sh_addralign, 1u);
+    EXPECT_EQ((std::vector<uint32_t>{image->e_type, image->e_machine, image->e_entry, image->e_flags, image->e_ehsize,
+                                     image->e_phnum, image->e_shnum}),
+              (std::vector<uint32_t>{2, EM_68K, 0x1234, 0x80000001, 52, 1, 3}));
+    const ElfProgramHeader& segment = image->programHeaders[0];
+    EXPECT_EQ((std::vector{segment.p_vaddr, segment.p_flags, segment.p_align}),
+              (std::vector<uint32_t>{0x1000, PF_R | PF_X, 1}));
+    const ElfSectionHeader& section = image->sectionHeaders[1];
+    EXPECT_STREQ(image->sectionNames + section.sh_name, ".data");
+    EXPECT_EQ((std::vector{section.sh_size, section.sh_addralign}), (std::vector{200u, 1u}));
     EXPECT_EQ(image->noteValue, NOTE_VALUE_DEFAULT);
     EXPECT_EQ(image->noteText, nullptr);
     EXPECT_EQ(image->warnOutOfDate, 1u);
@@ -76,9 +72,11 @@ TEST(ElfOpen, TestsHeaderThenSegmentsThenSections) {
       // clang-format off
       {"as it should be", [](ElfFile&) {}, "", true},
       {"wrong magic", [](ElfFile& f) { f.ident(3, 'G'); }, ILLEGAL_HEADER},
-      {"class, version and type are not tested", [](ElfFile& f) { f.ident(EI_CLASS, 2).ident(6, 9).set(&ElfImage::e_type, 77); },
+      {"class, version and type are not tested", [](ElfFile& f) { f.ident(EI_CLASS, 2).ident(6,
+       9).set(&ElfImage::e_type, 77); },
        "", true},
-      {"entry sizes of 0", [](ElfFile& f) { f.set(&ElfImage::e_phentsize, 0).set(&ElfImage::e_shentsize, 0); }, "", true},
+      {"entry sizes of 0", [](ElfFile& f) { f.set(&ElfImage::e_phentsize, 0).set(&ElfImage::e_shentsize, 0); }, "",
+       true},
       {"section entries of a 64-bit file", [](ElfFile& f) { f.set(&ElfImage::e_shentsize, 64); }, ILLEGAL_HEADER},
       {"segment entries of a 64-bit file", [](ElfFile& f) { f.set(&ElfImage::e_phentsize, 56); }, ILLEGAL_HEADER},
       {"segment table behind the file", [](ElfFile& f) { f.set(&ElfImage::e_phoff, FileSize(f) + 1); }, ILLEGAL_HEADER},
@@ -92,7 +90,8 @@ TEST(ElfOpen, TestsHeaderThenSegmentsThenSections) {
       {"offset and size whose sum wraps", [](ElfFile& f) { SetSegment(f, 0xFFFFFFF0, 0x20); }, CORRUPT},
       {"empty segment far away", [](ElfFile& f) { SetSegment(f, 0xFFFFFFF0, 0); }, "", true},
       {"no section table", [](ElfFile& f) { f.set(&ElfImage::e_shoff, 0); }, NO_SECTIONS},
-      {"segments are tested before sections", [](ElfFile& f) { SetSegment(f.set(&ElfImage::e_shoff, 0), 84, 0x10000); }, CORRUPT},
+      {"segments are tested before sections", [](ElfFile& f) { SetSegment(f.set(&ElfImage::e_shoff, 0), 84,
+       0x10000); }, CORRUPT},
       // A section table that begins at the end of the file reads as 0xFF, name table included.
       {"section table at the end of the file", [](ElfFile& f) { f.set(&ElfImage::e_shoff, FileSize(f)); }, nullptr},
       {"name table index behind the table", [](ElfFile& f) { f.set(&ElfImage::e_shstrndx, 999); }, nullptr},

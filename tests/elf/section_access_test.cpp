@@ -140,16 +140,4 @@ TEST(SectionAccess, GetSegmentTellsWhatToLoad) {
   }
 }
 
-TEST(SectionAccess, QuestionsNeedASegmentTable) {
-  uint32_t machine = 7, count = 7, entry = 7;
-  const OpenedImage without = ElfFile().entry(1).set(&ElfImage::e_phoff, 0).open();
-  EXPECT_EQ(ELF_GetMachine(without, &machine, &count, &entry), 0);
-  EXPECT_EQ(machine + count + entry, 21u);
-  const OpenedImage with = ElfFile().machine(EM_ST7).entry(0x55).segment(PT_LOAD, 0, Bytes().u8(0)).open();
-  EXPECT_EQ(ELF_GetMachine(with, &machine, &count, &entry), 1);
-  EXPECT_EQ(machine, uint32_t{EM_ST7});
-  EXPECT_EQ(count, 1u);
-  EXPECT_EQ(entry, 0x55u);
-}
-
 }  // namespace

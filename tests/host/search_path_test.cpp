@@ -92,17 +92,4 @@ TEST_F(SearchPath, OnlyRegularFilesThatFitCount) {
   EXPECT_EQ(FE_FopenPath(nullptr, nullptr, 7), -1);
 }
 
-TEST_F(SearchPath, ModificationTimeIsThatOfTheFile) {
-  const std::string path = folder.Path("first/one.elf");
-  char found[FE_NAME_SIZE];
-  const int handle = FE_FopenPath(path.c_str(), found, 7);
-  struct stat status {};
-  ASSERT_EQ(stat(path.c_str(), &status), 0);
-  EXPECT_EQ(FE_FileModTimeV(handle), static_cast<uint32_t>(status.st_mtime));
-  EXPECT_EQ(FE_Close(handle), 0);
-  EXPECT_EQ(FE_FileModTimeV(handle), 0u);
-  EXPECT_EQ(FE_FileModTimeV(-1), 0u);
-  EXPECT_NE(FE_Close(-1), 0);
-}
-
 }  // namespace

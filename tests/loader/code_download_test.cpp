@@ -132,8 +132,10 @@ TEST_F(CodeDownload, ChecksAllSegmentsThenWritesThoseWithBytes) {
         .segment(PT_LOAD, 0x6000, PatternBytes(2)).set(&ElfProgramHeader::p_paddr, 0x7000);
     const Calls expected = {
         "Control 1", "Check 1000..1257 1", "Check 2000..28FF 0", "Check 3000..303F 0", "Check FFFFFFFF..FFFFFFFF 1",
-        "Check 6000..6001 1", "Dialog Loading Code 2907", "Control 0", "Write 1000 512", "Progress 512", "Write 1200 88",
-        "Progress 600", "Write 2000 3", "Progress 603", "Write FFFFFFFF 1", "Progress 604", "Write 6000 2", "Progress 606",
+        "Check 6000..6001 1", "Dialog Loading Code 2907", "Control 0", "Write 1000 512", "Progress 512",
+            "Write 1200 88",
+        "Progress 600", "Write 2000 3", "Progress 603", "Write FFFFFFFF 1", "Progress 604", "Write 6000 2",
+            "Progress 606",
         "Close", "Start 80001234"};
     // clang-format on
     RecordingTarget first;

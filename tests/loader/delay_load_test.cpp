@@ -150,8 +150,10 @@ TEST_F(DelayLoad, BitFieldsCountFromTheLowEndUnlessTheProducerDoes) {
     const Unit unit = Unit().parent(DW_TAG_compile_unit, {UNIT_NAME, {DW_AT_producer, DW_FORM_string, producer}})
         .label("short").child(DW_TAG_base_type, {Size(2)})
         .parent(DW_TAG_structure_type, {Name("s")})
-            .child(DW_TAG_member, {Type("short"), bits(3), offset(0)}).child(DW_TAG_member, {Type("short"), bits(3), offset(13)})
-            .child(DW_TAG_member, {Type("short"), bits(16), offset(0)}).child(DW_TAG_member, {Type("short"), bits(8), offset(300)})
+            .child(DW_TAG_member, {Type("short"), bits(3), offset(0)}).child(DW_TAG_member, {Type("short"), bits(3),
+                offset(13)})
+            .child(DW_TAG_member, {Type("short"), bits(16), offset(0)}).child(DW_TAG_member, {Type("short"), bits(8),
+                offset(300)})
             .child(DW_TAG_member, {Type("short"), bits(5)}).end().end();
     // clang-format on
     DescModule* module = LoadAndExtend(Dwarf2File(ByteOrder::big, unit));

@@ -26,7 +26,7 @@ struct StubOrders {
   std::map<std::string, std::string> objects = {{"features:target.xml", R"(<target><reg name="r0" bitsize="32"/>
     <reg name="pc" bitsize="32" regnum="7"/></target>)"}};
   std::map<std::string, std::string> answers = {};  // by the start of the request, in place of the stub's own
-  int troubleAt = 0;                           // number of the request, from 1
+  int troubleAt = 0;                                // number of the request, from 1
   Trouble trouble = Trouble::none;
   std::string raw = {};
 };

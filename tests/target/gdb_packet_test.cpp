@@ -146,29 +146,5 @@ TEST(TargetDescription, CountsRegistersToTheProgramCounter) {
   for (const auto& [annexes, counter] : rows) EXPECT_EQ(Counter(annexes), counter);
 }
 
-TEST(TargetDescription, TurnsAMemoryMapIntoRegions) {
-  RegionMap map;
-  std::string error;
-  EXPECT_TRUE(ParseMemoryMap(R"(<memory-map><memory type="ram" start="0x1000" length="4096"/>
-      <memory type="flash" start="0x8000" length="0x1000"><property name="blocksize">0x400</property></memory>
-      <memory type="rom" start="0xFFFFF000" length="0x10000000000"/><memory type="ram" start="0x100000000" length="1"/>
-      </memory-map>)",
-                             map, error))
-      << error;
-  std::string text;
-  for (const MemoryRegion& region : map.Regions()) {
-    text += DescribeRegion(region) + " " + std::to_string(region.eraseSize) + "\n";
-  }
-  EXPECT_EQ(text, "0x00001000-0x00001FFF:rwx 0\n0x00008000-0x00008FFF:rx 1024\n0xFFFFF000-0xFFFFFFFF:rx 0\n");
-
-  for (const char* wrong : {R"(<memory type="ram" start="0" length="2"/><memory type="rom" start="1" length="2"/>)",
-                            R"(<memory type="ram" start="0"/>)", R"(<memory type="ram)"}) {
-    RegionMap other;
-    error.clear();
-    EXPECT_FALSE(ParseMemoryMap(wrong, other, error));
-    EXPECT_NE(error, "");
-  }
-}
-
 }  // namespace
 }  // namespace elfload

@@ -67,8 +67,9 @@ def qemu(program, *arguments, path):
             on_failure.pop_all()
         return connection
 
-    process = subprocess.Popen([program, *arguments, "-S", "-gdb", f"unix:{path},server=on,wait=off", "-display", "none",
-                                "-monitor", "none", "-serial", "none"], stdin=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    process = subprocess.Popen([program, *arguments, "-S", "-gdb", f"unix:{path},server=on,wait=off", "-display",
+                                "none", "-monitor", "none", "-serial", "none"], stdin=subprocess.DEVNULL,
+                               stderr=subprocess.DEVNULL)
     try:
         for _ in range(200):
             with contextlib.suppress(OSError):

@@ -236,7 +236,8 @@ TEST_F(GdbDownload, ErasesFlashOnceAndEndsItBeforeItIsReadBack) {
                          "vFlashWrite:8400", "vFlashWrite:8fff", "vFlashDone", "p7"};
     const Texts verified = {"m1000,1", "vFlashErase:8000,800", "vFlashErase:8c00,400",
                             "vFlashWrite:8100", "vFlashDone", "m8100,2", "vFlashWrite:8200", "vFlashDone", "m8200,200",
-                            "vFlashWrite:8400", "vFlashDone", "m8400,100", "vFlashWrite:8fff", "vFlashDone", "m8fff,1", "p7"};
+                            "vFlashWrite:8400", "vFlashDone", "m8400,100", "vFlashWrite:8fff", "vFlashDone", "m8fff,1",
+                                "p7"};
     // clang-format on
     EXPECT_EQ(flash, flags == 0 ? quick : verified);
   }

@@ -221,7 +221,7 @@ class QemuTest(LoadTest):
                 self.assertEqual((client.memory(0x2000, 5000), client.memory(0xFFFFF1, 15)), (PATTERN, PATTERN[:15]))
                 self.assertEqual(client.register(counter), 0x2010)
                 client.ask(b"M2400,1:5a")
-            self.fails("verify-differs", "at 0x00002400 the target holds 0x5A", "--target", target, "--verify", "only", file)
+            self.fails("verify-differs", "0x00002400 the target holds 0x5A", "--target", target, "--verify", "only", file)
             self.document("--target", target, "--verify", "full", file)
             # Where no memory is, QEMU answers OK to a write; only the read-back finds it.
             self.assertEqual(self.document("--target", target, "--verify", "none", nowhere)["outcome"], "done")

@@ -152,11 +152,15 @@ TEST_F(Types, RefusedValues) {
        "0 unknown 0 encoding 0 of -"},  // a name read behind a failure is empty
       {[&](Unit& u) { u.child(DW_TAG_base_type, {Name("x"), Encoding(5), {DW_AT_encoding, DW_FORM_flag, 7}}); },
        "0 x 0 encoding 5 of -"},
-      {[&](Unit& u) { u.child(DW_TAG_typedef, {Name("x"), {DW_AT_type, DW_FORM_data4, 0x10}}); }, "1 x 0 -> undefined flags 0"},
-      {[&](Unit& u) { u.child(DW_TAG_array_type, {{DW_AT_stride_size, DW_FORM_string, "8"}}); }, "7 array 0 [] 0 of undefined"},
-      {[&](Unit& u) { u.parent(DW_TAG_array_type).child(DW_TAG_subrange_type, {{DW_AT_upper_bound, DW_FORM_block1, block}}).end(); },
+      {[&](Unit& u) { u.child(DW_TAG_typedef, {Name("x"), {DW_AT_type, DW_FORM_data4, 0x10}}); },
+       "1 x 0 -> undefined flags 0"},
+      {[&](Unit& u) { u.child(DW_TAG_array_type, {{DW_AT_stride_size, DW_FORM_string, "8"}}); },
+       "7 array 0 [] 0 of undefined"},
+      {[&](Unit& u) { u.parent(DW_TAG_array_type).child(DW_TAG_subrange_type, {{DW_AT_upper_bound, DW_FORM_block1,
+       block}}).end(); },
        "7 array 0 [0..0] 0 of undefined"},
-      {[&](Unit& u) { u.child(DW_TAG_pointer_type, {{DW_AT_address_class, DW_FORM_addr, 1}}); }, "2 pointer 0 -> - flags 0"},
+      {[&](Unit& u) { u.child(DW_TAG_pointer_type, {{DW_AT_address_class, DW_FORM_addr, 1}}); },
+       "2 pointer 0 -> - flags 0"},
       // clang-format on
   };
   for (const auto& fact : facts) {

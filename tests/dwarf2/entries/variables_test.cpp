@@ -38,8 +38,10 @@ TEST_F(Variables, Attributes) {
     EXPECT_EQ(bare->location, nullptr);
     // clang-format off
     const DescVar* var = Variable(order, {
-        {DW_AT_const_value, DW_FORM_data4, 7}, {DW_AT_segment, DW_FORM_data2, 0x1234}, {DW_AT_bit_size, DW_FORM_udata, 0x103},
-        {DW_AT_external, DW_FORM_flag, 1}, {DW_AT_abstract_origin, DW_FORM_ref4, 3}, Size(9), Name("first"), Name("second")});
+        {DW_AT_const_value, DW_FORM_data4, 7}, {DW_AT_segment, DW_FORM_data2, 0x1234}, {DW_AT_bit_size, DW_FORM_udata,
+         0x103},
+        {DW_AT_external, DW_FORM_flag, 1}, {DW_AT_abstract_origin, DW_FORM_ref4, 3}, Size(9), Name("first"),
+         Name("second")});
     // clang-format on
     EXPECT_STREQ(var->name, "second");
     EXPECT_EQ(var->location, nullptr) << "a constant value is not kept";
