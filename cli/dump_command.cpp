@@ -46,7 +46,8 @@ bool SelectModules(const Session& session, const Options& options, std::vector<b
   return allFound;
 }
 
-// Fills the selected units in list order and hands each to `write` with the result. False when a fill failed.
+// Fills the selected units in list order and hands each to `write` with the result; its records go then, so that a dump
+// takes no more memory than its largest unit. False when a fill failed.
 template <typename Write>
 bool ExtendSelected(Session& session, const std::vector<bool>& selected, const Output& out, Write write) {
   bool allFilled = true;
@@ -56,6 +57,7 @@ bool ExtendSelected(Session& session, const std::vector<bool>& selected, const O
     const int extended = session.Extend(module);
     allFilled = allFilled && extended != 0;
     write(i, module, extended);
+    module->heap = HEAP_Release(module->heap);
   }
   return allFilled;
 }

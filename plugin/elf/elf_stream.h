@@ -14,7 +14,7 @@
 
 class ElfStream {
  public:
-  static constexpr uint32_t BLOCK_SIZE = 0x10000;
+  static constexpr uint32_t BLOCK_SIZE = 0x4000;
 
   // Opens a file in binary mode; null when it cannot be opened. A folder, a pipe or a device opens with a size of -1.
   static std::unique_ptr<ElfStream> Open(const char* path);
