@@ -201,6 +201,39 @@ def check_published_rows(checker, path, elfload):
         checker.equal(f"{path.name}: row {i} by the published rules", row, want)
 
 
+def check_finds(checker, path, elfload, dump):
+    """Looks up the last indexed name of each unit and an address of each range: what the indexes decide fills the unit that
+    is found, once, and units without an index of names up to there."""
+    modules, filled, wanted = dump["modules"], set(), []
+    names = [module["ext"]["globalNames"][0] for module in modules if module["ext"]["globalNames"]]
+    for name in names:
+        index = next(i for i, module in enumerate(modules)
+                     if name in module["ext"]["globalNames"] or not module["ext"]["globalNames"] and
+                     name in [record["name"] for record in module["procs"] + module["vars"]])
+        new = [i for i, module in enumerate(modules[:index + 1])
+               if i not in filled and (i == index or not module["ext"]["globalNames"])]
+        filled.update(new)
+        wanted.append({"what": name, "found": 1, "module": index, "filled": new})
+    if names:
+        found = json.loads(run_elfload(elfload, "find", "--json", path, *names).stdout)["results"]
+        checker.equal(f"{path.name}: look-ups of names", found, wanted)
+    for index, module in enumerate(modules):
+        address = module["lowPc"] if module["hasRange"] else (module["ext"]["addrRanges"] or [[0]])[0][0]
+        before = [other for other in modules[:index]
+                  if not other["hasRange"] and not other["ext"]["addrRanges"] or holds(other, address)]
+        if address == 0 or before:
+            continue
+        found = json.loads(run_elfload(elfload, "find", "--json", "--kind", "code", path, hex(address)).stdout)["results"]
+        checker.equal(f"{path.name}: look-up of {hex(address)}", [(one["module"], one["filled"]) for one in found],
+                      [(index, [index])])
+
+
+def holds(module, address):
+    if module["hasRange"]:
+        return module["lowPc"] <= address < module["highPc"]
+    return any(low <= address <= last for low, last in module["ext"]["addrRanges"])
+
+
 def check_frame_text(checker, path, elfload):
     """Compares the instructions of each frame description in the text of the dump with readelf's."""
     frames, address = {}, None
@@ -277,6 +310,7 @@ def check_file(path, elfload, with_self_test):
     check_published_rows(checker, path, elfload)
     if all(unit.address_size == 4 for unit in units):  # readelf takes no other size in .debug_frame
         check_frame_text(checker, path, elfload)
+    check_finds(checker, path, elfload, dump)
     check_dump(checker, dump, units, entries, sections, little)
     print(f"{path.name}: {len(units)} units, {checker.compared} values, {len(checker.differences)} differences")
     if with_self_test and not checker.differences:
