@@ -158,7 +158,8 @@ void WriteAnswer(Output& out, const Palette& paint, uint32_t address, const Answ
   }
   std::string procedure = "?";
   if (answer.proc != nullptr) {
-    procedure = fmt::format("{}+0x{:X}", Printable(answer.proc->name), address - answer.proc->lowPc);
+    const std::string name = Printable(answer.proc->name);
+    procedure = fmt::format("{}+0x{:X}", name.empty() ? "?" : name, address - answer.proc->lowPc);
   }
   const std::string unit = Printable(answer.module->name);
   const std::string line =
