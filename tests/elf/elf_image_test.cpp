@@ -176,6 +176,7 @@ TEST(NoteRecords, GiveValueAndText) {
       {"second text replaces the first", {text("one"), text("two")}, 16, "two"},
       {"second value replaces the first", {with(10, Bytes().u32(1)), value}, 48},
       {"value of 8 bytes ends the walk", {with(10, Bytes().u64(48)), text("unread")}, 16},
+      {"value of 8 bytes at the end", {with(10, Bytes().u64(48))}, 16},
       {"value, then a failing record: the walk has to succeed", {value, with(10, Bytes().u16(1))}, 16},
       {"no records", {}, 16},
   };
