@@ -171,7 +171,7 @@ TEST(Forms, ValuesBytesAndLatch) {
       read([&](Reader& input) { return SkipForm(input.image, fact.form), 0u; }, 0);
     }
   }
-  for (const uint32_t form : {0x00, 0x02, 0x17, 0x1F, 0x7FFFFFFF}) {
+  for (const uint32_t form : {0x00U, 0x02U, 0x17U, 0x1FU, 0x7FFFFFFFU}) {
     Reader direct(Bytes().u8(MARK));
     SkipForm(direct.image, form);
     EXPECT_READ(direct, 0, 0, 0, 1, form);
