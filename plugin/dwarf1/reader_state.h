@@ -12,13 +12,17 @@
 
 struct DescType;
 
-struct Dwarf1ReaderState {
-  ElfImage* image;                 // being read; set by every entry operation
-  const ElfSectionHeader* debug;   // its `.debug`; null when there is none
-  uint32_t position;               // offset of the next byte in the section being read; type keys come from it
-  uint32_t failed;                 // the latch, 0 or 1; cleared at the start of a scan, of a fill and of the indexes
-  DescType* basicTypes[FT_COUNT];  // shared records of the last scan, by FT_ code
-  DescType* undefinedType;         // the shared type of what has none
+// Shared records of the last scan.
+struct Dwarf1SharedTypes {
+  DescType* basicTypes[FT_COUNT];  // by FT_ code
+  DescType* undefinedType;         // of what has none
+};
+
+struct Dwarf1ReaderState : Dwarf1SharedTypes {
+  ElfImage* image;                // being read; set by every entry operation
+  const ElfSectionHeader* debug;  // its `.debug`; null when there is none
+  uint32_t position;              // offset of the next byte in the section being read; type keys come from it
+  uint32_t failed;                // the latch, 0 or 1; cleared at the start of a scan, of a fill and of the indexes
 
   HashIndex typesByKey;   // of the module being filled
   DescType* newestNoKey;  // newest record without a key on that module's `types`: what a look-up of NO_KEY finds

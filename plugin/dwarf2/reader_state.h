@@ -27,15 +27,19 @@ struct Dwarf2Sections {
   const ElfSectionHeader* aranges;
 };
 
-struct Dwarf2ReaderState {
-  uint32_t position;     // offset of the next byte in the section being read; every reader adds what it consumed
-  uint32_t failed;       // the latch, 0 or 1; cleared at the start of a scan and of a fill only
-  uint8_t addressSize;   // of the unit being read, in bytes
-  uint8_t opcodeBase;    // of the line program read last, whichever module or file it was of; 0 before the first
-  uint32_t unitBase;     // added to a unit-relative reference: the unit's offset in .debug_info, or 0
-  AbbrevTable* abbrevs;  // of the unit being read
-  DescType* voidType;    // the two shared records of the last scan
+// Shared records of the last scan.
+struct Dwarf2SharedTypes {
+  DescType* voidType;
   DescType* undefinedType;
+};
+
+struct Dwarf2ReaderState : Dwarf2SharedTypes {
+  uint32_t position;        // offset of the next byte in the section being read; every reader adds what it consumed
+  uint32_t failed;          // the latch, 0 or 1; cleared at the start of a scan and of a fill only
+  uint8_t addressSize;      // of the unit being read, in bytes
+  uint8_t opcodeBase;       // of the line program read last, whichever module or file it was of; 0 before the first
+  uint32_t unitBase;        // added to a unit-relative reference: the unit's offset in .debug_info, or 0
+  AbbrevTable* abbrevs;     // of the unit being read
   Dwarf2Sections sections;  // of the image being read
   WorkAllowance* work;      // of that image
   uint32_t nesting;         // levels of entries that the walk stands in

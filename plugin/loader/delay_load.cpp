@@ -5,6 +5,7 @@
 #include "loader/debug_records.h"
 #include "loader/elf_loader.h"
 #include "loader/line_info_procs.h"
+#include "loader/shared_types.h"
 #include "loader/type_size.h"
 
 namespace {
@@ -51,9 +52,10 @@ void SettleSizes(DescVar* variables) {
 }  // namespace
 
 int ElfLoader::FillModule(DescModule* module, L_list* ranges) {
-  if (image == nullptr || ranges == nullptr) {
+  if (image == nullptr || ranges == nullptr || sharedTypes_ == nullptr) {
     return 0;
   }
+  sharedTypes_->PutBack();
   switch (debugFormat) {
     case DEBUG_FORMAT_DWARF1:
       return FillDwarf1Module(image, module, ranges);

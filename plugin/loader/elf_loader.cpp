@@ -11,6 +11,7 @@
 #include "loader/debug_records.h"
 #include "loader/empty_string.h"
 #include "loader/processors.h"
+#include "loader/shared_types.h"
 #include "loader/unique_names.h"
 #include "tarnixcore/files.h"
 #include "tarnixcore/messages.h"
@@ -63,6 +64,7 @@ ElfLoader::~ElfLoader() {
     ELF_Close(image);
   }
   std::free(absFileName);
+  std::free(sharedTypes_);
 }
 
 int ElfLoader::Type() {
@@ -134,7 +136,10 @@ int ElfLoader::GetInfo(char* processorName, int size, unsigned long* entry) {
 }
 
 int ElfLoader::ReadModules(mem_desc* tableHeap, DescModule** modules) {
-  if (image == nullptr || tableHeap == nullptr) {
+  if (sharedTypes_ == nullptr) {
+    sharedTypes_ = static_cast<SharedTypes*>(std::malloc(sizeof(SharedTypes)));
+  }
+  if (image == nullptr || tableHeap == nullptr || sharedTypes_ == nullptr) {
     return 0;
   }
   switch (debugFormat) {
@@ -163,6 +168,7 @@ int ElfLoader::Build(SymbolTable* table) {
   if (ReadModules(tableHeap, &modules) == 0) {
     return FailBuild(modules);
   }
+  sharedTypes_->Keep();
   if (!SetObjectFile(modules) || !MakeUnique(modules)) {
     return FailBuild(modules);
   }

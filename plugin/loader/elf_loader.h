@@ -7,7 +7,8 @@
 //   loader->Extend(&table, &item, SYM_LOAD_ALL);
 //
 // Operations return 1 for success and 0 for failure, and throw nothing. All run on the host's one thread; the readers
-// keep their working state once per process, so two loaders must not scan or fill at the same moment.
+// keep their working state once per process, so two loaders must not scan or fill at the same moment. They may be used
+// in turns.
 #pragma once
 
 #include "tarnixcore/obj_file_loader.h"
@@ -16,6 +17,7 @@ struct DescModule;
 class LookupIndex;
 struct ElfImage;
 struct L_list;
+struct SharedTypes;
 
 enum DebugFormat : uint32_t { DEBUG_FORMAT_NONE = 0, DEBUG_FORMAT_DWARF1 = 1, DEBUG_FORMAT_DWARF2 = 2 };
 
@@ -91,4 +93,5 @@ class TARNIX_EXPORT ElfLoader : public ObjFileLoader {
 
   LookupIndex* lookupIndex_ = nullptr;  // of the modules of this build, made when look-ups repeat
   uint32_t lookups_ = 0;                // since the build
+  SharedTypes* sharedTypes_ = nullptr;  // of this build
 };
