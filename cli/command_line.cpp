@@ -176,6 +176,7 @@ bool ParseAddress(const std::string& text, uint32_t& address) {
 std::optional<LineResult> ParseCommandLine(int count, const char* const* arguments, Options& options) {
   CLI::App line("Shows the debug records of 32-bit ELF files, as the elfloader module hands them to a debugger.",
                 "elfload");
+  line.allow_windows_style_options(false);  // a name may begin with a slash everywhere
   line.require_subcommand(0, 1);
   line.footer(MainFooter());
   AddSharedOptions(line, options);

@@ -59,6 +59,7 @@ std::FILE* TakeStandardOutput() {
   const int saved = _dup(1);
   if (saved < 0 || _dup2(2, 1) < 0) return nullptr;
   std::setvbuf(stdout, nullptr, _IONBF, 0);
+  _setmode(saved, _O_BINARY);  // the descriptor has a mode of its own, and starts out as text
   return _fdopen(saved, "wb");
 }
 

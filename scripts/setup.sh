@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing of the Debian packages that a task needs. Asks for nothing; does nothing when all is there.
 #
-#   scripts/setup.sh [test|check|fuzz]    test (default): to build and to test; check: what .ci/run and scripts/lint.sh
-#                                         need as well; fuzz: what scripts/fuzz.sh needs
+#   scripts/setup.sh [test|check|fuzz|platforms]    test (default): to build and to test; check: what .ci/run and scripts/lint.sh
+#                                         need as well; fuzz, platforms: what those scripts need
 set -euo pipefail
 
 packages=(
@@ -24,7 +24,18 @@ case "${1:-test}" in
   test) ;;
   check) packages+=(clang-14 clang-format-14 clang-tidy-14) ;;
   fuzz) packages+=(clang-14 libclang-rt-14-dev) ;;
-  *) echo "usage: scripts/setup.sh [test|check|fuzz]" >&2; exit 2 ;;
+  platforms)
+    packages+=(
+      binutils-mingw-w64
+      g++-mingw-w64-i686-posix
+      g++-mingw-w64-x86-64-posix
+      g++-powerpc-linux-gnu
+      qemu-user
+      wine
+      wine64
+    )
+    ;;
+  *) echo "usage: scripts/setup.sh [test|check|fuzz|platforms]" >&2; exit 2 ;;
 esac
 
 missing=()

@@ -122,10 +122,11 @@ TEST(FileNames, FullNameKeepsToItsSize) {
 TEST(FileNames, FullPathFoldsDots) {
   const std::string here = std::filesystem::current_path().string();
   const std::string above = std::filesystem::current_path().parent_path().string();
+  const std::string slash = here.find('\\') == std::string::npos ? "/" : "\\";
   const std::string folds[][2] = {
-      {"main.elf", here + "/main.elf"},
-      {"./a/.//b/../main.elf", here + "/a/main.elf"},
-      {"../main.elf", above + "/main.elf"},
+      {"main.elf", here + slash + "main.elf"},
+      {"./a/.//b/../main.elf", here + slash + "a/main.elf"},
+      {"../main.elf", above + slash + "main.elf"},
       {"", here},
       {"/a/b/../../../../main.elf", "/main.elf"},
       {"/", "/"},

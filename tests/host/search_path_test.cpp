@@ -5,10 +5,17 @@
 #include <filesystem>
 #include <string>
 
+#include "support/environment.h"
 #include "support/temp_folder.h"
 #include "tarnixcore/files.h"
 
 namespace {
+
+#if defined(_WIN32)
+constexpr char PATH_SEPARATOR = ';';
+#else
+constexpr char PATH_SEPARATOR = ':';
+#endif
 
 class SearchPath : public testing::Test {
  protected:
@@ -20,7 +27,7 @@ class SearchPath : public testing::Test {
   }
   ~SearchPath() override {
     for (const auto& [pathClass, variable] : classes) {
-      unsetenv(variable);
+      SetEnvironment(variable, nullptr);
       FE_SetPathList(pathClass, nullptr);
     }
   }
@@ -45,11 +52,11 @@ class SearchPath : public testing::Test {
 };
 
 TEST_F(SearchPath, EachClassSearchesItsOwnList) {
-  const std::string both = folder.Path("first") + ":" + folder.Path("second");
+  const std::string both = folder.Path("first") + PATH_SEPARATOR + folder.Path("second");
   for (const auto& [pathClass, variable] : classes) {
     SCOPED_TRACE(variable);
     EXPECT_EQ(Find("one.elf", pathClass), "");
-    setenv(variable, both.c_str(), 1);
+    SetEnvironment(variable, both.c_str());
     EXPECT_EQ(Find("one.elf", pathClass), folder.Path("first/one.elf"));
     EXPECT_EQ(Find("two.elf", pathClass), folder.Path("second/two.elf"));
     EXPECT_EQ(Find("sub/three.elf", pathClass), folder.Path("second/sub/three.elf"));
@@ -62,9 +69,12 @@ TEST_F(SearchPath, EachClassSearchesItsOwnList) {
     EXPECT_EQ(Find("one.elf", pathClass), "");
     FE_SetPathList(pathClass, nullptr);
     EXPECT_EQ(Find("one.elf", pathClass), folder.Path("first/one.elf"));
-    unsetenv(variable);
+    SetEnvironment(variable, nullptr);
   }
-  setenv("ELFLOAD_PATH", (":" + folder.Path("none") + "::" + folder.Path("second") + "/:").c_str(), 1);
+  const std::string separator(1, PATH_SEPARATOR);
+  const std::string gaps =
+      separator + folder.Path("none") + separator + separator + folder.Path("second") + "/" + separator;
+  SetEnvironment("ELFLOAD_PATH", gaps.c_str());
   EXPECT_EQ(Find("one.elf", 7), folder.Path("second/one.elf"));
   EXPECT_EQ(Find("one.elf", 3), "");  // a class without a list
   FE_SetPathList(3, folder.Path("second").c_str());
@@ -81,8 +91,10 @@ TEST_F(SearchPath, NameAsItStandsComesFirst) {
 }
 
 TEST_F(SearchPath, OnlyRegularFilesThatFitCount) {
+#if !defined(_WIN32)
   ASSERT_EQ(mkfifo(folder.Path("pipe").c_str(), 0600), 0);
   EXPECT_EQ(Find(folder.Path("pipe"), 7), "");  // and the search does not wait for a writer
+#endif
   EXPECT_EQ(Find(folder.Path("first"), 7), "");
   EXPECT_EQ(Find("/dev/null", 7), "");
   EXPECT_EQ(Find("", 7), "");

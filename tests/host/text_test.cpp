@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <string>
 
+#include "support/environment.h"
+
 namespace {
 
 TEST(BoundedCopy, CutsTerminatesAndPadsNothing) {
@@ -38,11 +40,15 @@ TEST(WhichByKey, ComparesWithoutRegardToCase) {
        {Fact{"OFF", "OFF|ON", 0}, Fact{"on", "OFF|ON", 1}, Fact{"On", "off|on|ON", 1}, Fact{"ONE", "OFF|ON", 7},
         Fact{"O", "OFF|ON", 7}, Fact{"OFF|ON", "OFF|ON", 7}, Fact{nullptr, "OFF|ON", 7}, Fact{"", "OFF|ON", 7},
         Fact{"", "OFF||ON", 1}, Fact{"x", "", 7}, Fact{"on", nullptr, 7}}) {
-    fact.value != nullptr ? setenv("ELFLOAD_TEST_KEY", fact.value, 1) : unsetenv("ELFLOAD_TEST_KEY");
+    SetEnvironment("ELFLOAD_TEST_KEY", fact.value);
+    const bool isSet = std::getenv("ELFLOAD_TEST_KEY") != nullptr;
+    if (isSet != (fact.value != nullptr)) {
+      continue;  // a system without empty values
+    }
     EXPECT_EQ(TE_WhichByKey("ELFLOAD_TEST_KEY", fact.choices, 7), fact.index);
   }
   EXPECT_EQ(TE_WhichByKey(nullptr, "OFF|ON", 7), 7);
-  unsetenv("ELFLOAD_TEST_KEY");
+  SetEnvironment("ELFLOAD_TEST_KEY", nullptr);
 }
 
 }  // namespace

@@ -28,7 +28,7 @@ class TempFolder {
     return folder;
   }
 
-  std::string Path(const std::string& name) const { return (path_ / name).string(); }
+  std::string Path(const std::string& name) const { return (path_ / name).generic_string(); }
 
   std::string Write(const std::string& name, const std::vector<uint8_t>& bytes) const {
     std::filesystem::create_directories(std::filesystem::path(Path(name)).parent_path());

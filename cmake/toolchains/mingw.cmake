@@ -1,0 +1,21 @@
+# Windows, by the MinGW cross compilers of Debian; MINGW_TRIPLET is x86_64-w64-mingw32 or i686-w64-mingw32. Programs run
+# under wine where they are of 64 bits.
+set(CMAKE_SYSTEM_NAME Windows)
+set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES MINGW_TRIPLET)
+string(REGEX MATCH "^[^-]*" CMAKE_SYSTEM_PROCESSOR ${MINGW_TRIPLET})
+set(CMAKE_CXX_COMPILER ${MINGW_TRIPLET}-g++-posix)
+set(CMAKE_C_COMPILER ${MINGW_TRIPLET}-gcc-posix)
+set(CMAKE_RC_COMPILER ${MINGW_TRIPLET}-windres)
+set(CMAKE_FIND_ROOT_PATH /usr/${MINGW_TRIPLET})
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+# The compiler's own libraries go into the programs, so that they need no more than the system.
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-static")
+set(CMAKE_SHARED_LINKER_FLAGS_INIT "-static")
+set(CMAKE_MODULE_LINKER_FLAGS_INIT "-static")
+if(CMAKE_SYSTEM_PROCESSOR STREQUAL x86_64)
+  find_program(WINE wine)
+  if(WINE)
+    set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_COMMAND} -E env WINEDEBUG=-all ${WINE})
+  endif()
+endif()

@@ -1,0 +1,12 @@
+# PowerPC with Linux, big-endian and of 32 bits, by the cross compilers of Debian. Programs run under QEMU.
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR ppc)
+set(CMAKE_CXX_COMPILER powerpc-linux-gnu-g++)
+set(CMAKE_C_COMPILER powerpc-linux-gnu-gcc)
+set(CMAKE_FIND_ROOT_PATH /usr/powerpc-linux-gnu)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+find_program(QEMU_PPC qemu-ppc)
+if(QEMU_PPC)
+  set(CMAKE_CROSSCOMPILING_EMULATOR ${QEMU_PPC} -L /usr/powerpc-linux-gnu)
+endif()
