@@ -32,7 +32,8 @@ answers() {
     "$@" dump "$file" >"$name.txt" 2>/dev/null || true
     "$@" find "$file" main 0x100 0x2000 >"$name.found" 2>/dev/null || true
     for kind in hex srec bin; do
-      "$@" load --out "$name.$kind" "$file" >/dev/null 2>&1 || true
+      # S-records hold the name of their file, so both are written under one name.
+      "$@" load --out "$scratch/out.$kind" "$file" >/dev/null 2>&1 && mv "$scratch/out.$kind" "$name.$kind" || true
     done
   done
 }
