@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # Installs what is missing of the Debian packages that a task needs. Asks for nothing; does nothing when all is there.
 #
-#   scripts/setup.sh [test|check|fuzz|platforms]    test (default): to build and to test; check: what .ci/run and scripts/lint.sh
-#                                         need as well; fuzz, platforms: what those scripts need
+#   scripts/setup.sh [test|check|fuzz|platforms]
+#
+# test, the default: to build and to test; check: for scripts/lint.sh and .ci/run as well; fuzz and platforms: for the
+# scripts of that name as well.
 set -euo pipefail
 
 packages=(
