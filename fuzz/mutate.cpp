@@ -112,7 +112,7 @@ void CutOff(Campaign& campaign, const Original& original, size_t count) {
 // The ELF header and the two tables, which stand at the ends in files that linkers write.
 void FalsifyHeaders(Campaign& campaign, const Original& original, size_t count, Random& random) {
   constexpr size_t FRONT = 52 + 4 * 32;
-  constexpr size_t BACK = 20 * 40;
+  constexpr size_t BACK = size_t{20} * 40;
   std::vector<size_t> places;
   for (size_t i = 0; i < original.bytes.size(); ++i) {
     if (i < FRONT || i + BACK >= original.bytes.size()) {

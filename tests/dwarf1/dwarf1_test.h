@@ -35,9 +35,11 @@ class Dwarf1Test : public HostTest, public testing::WithParamInterface<ByteOrder
   L_list* ranges = nullptr;
 };
 
+// NOLINTBEGIN(bugprone-macro-parentheses): the name of a class takes none
 #define DWARF1_TESTS(Fixture)           \
   class Fixture : public Dwarf1Test {}; \
   INSTANTIATE_TEST_SUITE_P(BothOrders, Fixture, testing::ValuesIn(bothOrders), OrderName)
+// NOLINTEND(bugprone-macro-parentheses)
 
 inline std::string OrderName(const testing::TestParamInfo<ByteOrder>& info) {
   return info.param == ByteOrder::big ? "big" : "little";
