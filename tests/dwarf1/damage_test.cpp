@@ -14,7 +14,7 @@ TEST_F(HostTest, AnyByteOfADwarf1FileMayBeWrong) {
   const RawBytes whole((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
   const OpenedImage image(ELFLOAD_DWARF1_SAMPLE);
   ASSERT_EQ(ELF_SeekSection(image, 0, ".debug"), 1);
-  const size_t start = whole.size() - ELF_BytesLeft(image);
+  const size_t start = whole.size() - static_cast<size_t>(ELF_BytesLeft(image));
   Random random(1);
   for (uint32_t round = 0; round < 300; ++round) {
     RawBytes damaged = whole;
