@@ -8,3 +8,12 @@ if(NOT GTest_FOUND)
   target_compile_options(gtest PRIVATE -w)
 endif()
 include(GoogleTest)
+
+# A test for each one in the program; a single test where an emulator needs longer to start than they need to run.
+function(elfload_google_tests program)
+  if(CMAKE_CROSSCOMPILING)
+    add_test(NAME ${program} COMMAND ${program} --gtest_brief=1)
+  else()
+    gtest_discover_tests(${program} DISCOVERY_TIMEOUT 60)
+  endif()
+endfunction()

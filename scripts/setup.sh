@@ -24,7 +24,7 @@ packages=(
 )
 case "${1:-test}" in
   test) ;;
-  check) packages+=(clang-14 clang-format-14 clang-tidy-14) ;;
+  check) packages+=(clang-14 clang-format-14 clang-tidy-14 cppcheck) ;;
   fuzz) packages+=(clang-14 libclang-rt-14-dev) ;;
   platforms)
     packages+=(

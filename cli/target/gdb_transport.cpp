@@ -141,9 +141,10 @@ class SocketTransport : public GdbTransport {
       if (const Status status = WaitFor(handle_, POLLIN, deadline, error_); status != Status::ok) {
         return status;
       }
-      const auto count = recv(handle_, buffer_, sizeof(buffer_), 0);
+      char buffer[8192];
+      const auto count = recv(handle_, buffer, sizeof(buffer), 0);
       if (count > 0) {
-        bytes.assign(buffer_, static_cast<size_t>(count));
+        bytes.assign(buffer, static_cast<size_t>(count));
         return Status::ok;
       }
       if (count == 0) {
@@ -172,7 +173,6 @@ class SocketTransport : public GdbTransport {
 
   Socket handle_;
   int error_ = 0;
-  char buffer_[8192];
 };
 
 // Gives the connected socket, or NO_SOCKET with `error` set.

@@ -81,10 +81,9 @@ std::string WorkingDirectory() {
 void PrepareMemory([[maybe_unused]] void* memory, [[maybe_unused]] size_t size) {
 #if defined(MADV_POPULATE_WRITE)
   static const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-  const auto start = (reinterpret_cast<uintptr_t>(memory) + page - 1) / page * page;
-  const auto end = (reinterpret_cast<uintptr_t>(memory) + size) / page * page;
-  if (start < end) {
-    madvise(reinterpret_cast<void*>(start), end - start, MADV_POPULATE_WRITE);
+  const size_t skipped = (page - reinterpret_cast<uintptr_t>(memory) % page) % page;
+  if (size >= skipped + page) {
+    madvise(static_cast<char*>(memory) + skipped, (size - skipped) / page * page, MADV_POPULATE_WRITE);
   }
 #endif
 }

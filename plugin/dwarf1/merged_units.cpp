@@ -63,7 +63,10 @@ void ResolveMergedTypes(DescModule* survivor, DescModule* folded) {
 }  // namespace
 
 void MergeAdjacentUnits(DescModule* modules) {
-  for (DescModule* module = modules; module != nullptr && module->next != nullptr;) {
+  if (modules == nullptr) {
+    return;
+  }
+  for (DescModule* module = modules; module->next != nullptr;) {
     DescModule* successor = module->next;
     const bool isNamed = module->directory[0] != 0 || module->name[0] != 0;
     if (!isNamed || !IsSameSource(module, successor)) {

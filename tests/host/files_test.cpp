@@ -125,8 +125,8 @@ TEST(FileNames, FullPathFoldsDots) {
   const std::string slash = here.find('\\') == std::string::npos ? "/" : "\\";
   const std::string folds[][2] = {
       {"main.elf", here + slash + "main.elf"},
-      {"./a/.//b/../main.elf", here + slash + "a/main.elf"},
-      {"../main.elf", above + slash + "main.elf"},
+      {"a/.//b/../main.elf", here + slash + "a/main.elf"},
+      {"../main.elf", above + "/main.elf"},
       {"", here},
       {"/a/b/../../../../main.elf", "/main.elf"},
       {"/", "/"},

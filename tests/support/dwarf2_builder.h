@@ -71,8 +71,10 @@ struct Attr {
   Attr(uint32_t attribute_, uint32_t form_, Number number)
       : attribute(attribute_), form(form_), value(static_cast<int64_t>(number)) {}
   Attr(uint32_t attribute_, uint32_t form_, const char* text) : attribute(attribute_), form(form_), value(text) {}
-  Attr(uint32_t attribute_, uint32_t form_, std::string text) : attribute(attribute_), form(form_), value(text) {}
-  Attr(uint32_t attribute_, uint32_t form_, Bytes bytes) : attribute(attribute_), form(form_), value(bytes) {}
+  Attr(uint32_t attribute_, uint32_t form_, std::string text)
+      : attribute(attribute_), form(form_), value(std::move(text)) {}
+  Attr(uint32_t attribute_, uint32_t form_, Bytes bytes)
+      : attribute(attribute_), form(form_), value(std::move(bytes)) {}
   uint32_t attribute;
   uint32_t form;
   AttrValue value;
