@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 #include "heap_blocks.h"
 
@@ -34,11 +35,17 @@ constexpr size_t RoundDown(size_t size) {
 size_t ceilingOfNewHeaps = size_t{1} << 30;
 size_t liveHeaps = 0;
 size_t callsUntilFailure = 0;  // 0: no call fails on purpose
+size_t failuresLeft = 0;       // behind that call, this one counted
+size_t failures = 0;
 
 bool FailsOnPurpose() {
   if (callsUntilFailure > 1) {
     --callsUntilFailure;
     return false;
+  }
+  ++failures;
+  if (--failuresLeft == 0) {
+    callsUntilFailure = 0;
   }
   return true;
 }
@@ -204,6 +211,8 @@ size_t HEAP_LiveCount() {
   return liveHeaps;
 }
 
-void HEAP_FailFrom(size_t call) {
-  callsUntilFailure = call;
+size_t HEAP_FailFrom(size_t call, size_t count) {
+  callsUntilFailure = count > 0 ? call : 0;
+  failuresLeft = count;
+  return std::exchange(failures, 0);
 }

@@ -146,19 +146,17 @@ DescModule* ReadCompileUnit(ElfImage* image, mem_desc* tableHeap) {
 bool MakeSharedTypes(mem_desc* tableHeap) {
   DescType** const types[] = {&dwarf2State.voidType, &dwarf2State.undefinedType};
   const char* const typeNames[] = {"void", "undefined"};
-  bool made = true;
   for (int i = 0; i < 2; ++i) {
     auto* type = static_cast<DescType*>(HEAP_Get(tableHeap, sizeof(DescType)));
     if (type == nullptr) {
       Fail("no memory for a shared type");
-      made = false;
     } else {
       std::memset(static_cast<void*>(type), 0, sizeof(*type));
       type->name = DuplicateString(tableHeap, typeNames[i]);
     }
     *types[i] = type;
   }
-  return made;
+  return dwarf2State.failed == 0;
 }
 
 void ReleaseModuleHeaps(DescModule* modules) {
@@ -199,6 +197,7 @@ int ReadDwarf2Modules(ElfImage* image, mem_desc* tableHeap, DescModule** modules
   LoadDwarf2Sections(image);
   dwarf2State.work->Grant(image->file->Size());
   dwarf2State.addressSize = 0;
+  ClearFailure();
   if (!MakeSharedTypes(tableHeap)) {
     return 0;
   }
@@ -211,7 +210,6 @@ int ReadDwarf2Modules(ElfImage* image, mem_desc* tableHeap, DescModule** modules
     *modules = nullptr;
     return 1;
   }
-  ClearFailure();
   DescModule* scanned = nullptr;
   if (!ScanUnits(image, tableHeap, info->sh_size, &scanned)) {
     return 0;

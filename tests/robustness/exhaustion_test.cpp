@@ -18,7 +18,9 @@
 
 namespace {
 
-enum class Source { heaps, processOnce, processForGood };
+enum class Source { heapsOnce, heapsForGood, processOnce, processForGood };
+
+bool IsOfHeaps(Source source) { return source == Source::heapsOnce || source == Source::heapsForGood; }
 
 size_t callsUntilFailure = 0;  // of the process's memory; 0: none fails
 bool failsOnce = false;
@@ -36,8 +38,8 @@ bool Fails() {
 #endif
 
 void FailFrom(Source source, size_t call) {
-  if (source == Source::heaps) {
-    HEAP_FailFrom(call);
+  if (IsOfHeaps(source)) {
+    failed = HEAP_FailFrom(call, source == Source::heapsOnce ? 1 : SIZE_MAX) > 0;
   } else {
     callsUntilFailure = call;
     failsOnce = source == Source::processOnce;
@@ -86,7 +88,7 @@ Outcome Use(const std::string& path, Source source, size_t call) {
   outcome.whole = loader.LoadCode(&target, 0, LOAD_NO_PROGRESS) == 1 && outcome.whole;
   FailFrom(source, 0);
   EXPECT_LE(messages, 1u) << call;
-  EXPECT_TRUE(outcome.whole || messages == 1 || !opened || source != Source::heaps) << call;
+  EXPECT_TRUE(outcome.whole || messages == 1 || !opened || !IsOfHeaps(source)) << call;
   outcome.records = RecordText(loader, table);
   return outcome;
 }
@@ -107,7 +109,7 @@ class Exhaustion : public testing::TestWithParam<Source> {
 
 TEST_P(Exhaustion, AtAnyCall) {
 #ifndef FAILING_MALLOC
-  if (GetParam() != Source::heaps) {
+  if (!IsOfHeaps(GetParam())) {
     GTEST_SKIP() << "the process's memory cannot be made to fail here";
   }
 #endif
@@ -126,17 +128,18 @@ TEST_P(Exhaustion, AtAnyCall) {
       }
       ASSERT_EQ(HEAP_LiveCount(), heaps) << call;
       ExpectSound(number + 1);
-      if (GetParam() == Source::heaps ? outcome.whole : !failed) {
+      if (!failed) {
         break;  // the failure lies behind the last call
       }
       ++failures;
     }
-    EXPECT_GT(failures, GetParam() == Source::heaps ? 40u : 10u);
+    EXPECT_GT(failures, IsOfHeaps(GetParam()) ? 40u : 10u);
   }
 }
 
 INSTANTIATE_TEST_SUITE_P(OfAnySource, Exhaustion,
-                         testing::Values(Source::heaps, Source::processOnce, Source::processForGood));
+                         testing::Values(Source::heapsOnce, Source::heapsForGood, Source::processOnce,
+                                         Source::processForGood));
 
 }  // namespace
 

@@ -114,8 +114,8 @@ class Unit : public ByteChain<Unit> {
 
  private:
   Unit& Declared(uint32_t tag, uint8_t children, const Attrs& attrs) {
-    std::vector<uint32_t> shape = {tag, children};
-    for (const Attr& attr : attrs) shape.insert(shape.end(), {attr.attribute, attr.form});
+    std::u32string shape = {tag, children};
+    for (const Attr& attr : attrs) shape += {attr.attribute, attr.form};
     if (codes_.empty()) {
       static int tables = 0;
       const std::string table = "abbrevs " + std::to_string(++tables);
@@ -169,7 +169,7 @@ class Unit : public ByteChain<Unit> {
   static constexpr uint32_t ABBREV_OFFSET = 6;  // of debug_abbrev_offset in the unit header
   uint8_t addressSize_;
   Abbrevs abbrevs_;
-  std::map<std::vector<uint32_t>, uint32_t> codes_;  // by tag, children, attributes and forms
+  std::map<std::u32string, uint32_t> codes_;  // by tag, children, attributes and forms
 };
 
 template <class... Units>
