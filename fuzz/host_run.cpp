@@ -83,6 +83,9 @@ void WriteRecords(ElfLoader& loader, SymbolTable& table, elfload::Output& out) {
   for (DescModule* module = table.Modules(); module != nullptr; module = module->next) {
     ItemInfo item(module);
     records.WriteModule(module, loader.Extend(&table, &item, SYM_LOAD_ALL));
+    if (module->loadedKinds != SYM_LOAD_ALL) {
+      Fail("a filled unit does not say so");
+    }
   }
   records.WriteSharedTypes();
   json.EndArray();

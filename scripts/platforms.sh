@@ -31,6 +31,7 @@ answers() {
   for file in "${files[@]}"; do
     name=$scratch/$folder/$(basename "$file")
     "$@" dump --json "$file" >"$name.json" 2>"$name.messages" || true
+    sed -i 's/\r$//' "$name.messages" # Windows ends the lines of messages its own way
     "$@" dump "$file" >"$name.txt" 2>/dev/null || true
     "$@" find "$file" main 0x100 0x2000 >"$name.found" 2>/dev/null || true
     for kind in hex srec bin; do

@@ -1,34 +1,9 @@
-// Damaged files: everything ends, records can be read, heaps are released. Sanitizers see the rest.
-#include <fstream>
-
+// What the end of a file leaves of an entry.
 #include "dwarf1/dwarf1_test.h"
-#include "support/random.h"
 
 namespace {
 
 DWARF1_TESTS(Dwarf1Damage);
-
-// The sample's `.debug`; what the user is told is no matter.
-TEST_F(HostTest, AnyByteOfADwarf1FileMayBeWrong) {
-  std::ifstream file(ELFLOAD_DWARF1_SAMPLE, std::ios::binary);
-  const RawBytes whole((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  const OpenedImage image(ELFLOAD_DWARF1_SAMPLE);
-  ASSERT_EQ(ELF_SeekSection(image, 0, ".debug"), 1);
-  const size_t start = whole.size() - static_cast<size_t>(ELF_BytesLeft(image));
-  Random random(1);
-  for (uint32_t round = 0; round < 300; ++round) {
-    RawBytes damaged = whole;
-    for (uint32_t count = 1 + round % 9; count > 0; --count) {
-      damaged[start + random.below(ELF_SectionSize(image, ".debug"))] = static_cast<uint8_t>(random.below(256));
-    }
-    DescModule* module = LoadPath(TempFolder::OfProcess().Write("damaged.elf", damaged));
-    for (; module != nullptr; module = module->next) {
-      loader.Extend(module, SYM_LOAD_ALL);
-      EXPECT_LT(Names(module->types).size() + Names(module->procs).size() + Names(module->vars).size(), 5000U);
-    }
-    TakeMessages();
-  }
-}
 
 // Strings and blocks that the file ends latch; a length of 2^31 skips nothing.
 TEST_P(Dwarf1Damage, WhatTheFileCannotBack) {

@@ -32,6 +32,7 @@ TARNIX_API void HEAP_SetCeiling(std::size_t bytes);
 // Heaps that were created and not yet released; for tests and leak checks.
 TARNIX_API std::size_t HEAP_LiveCount();
 
-// Lets `count` calls of HEAP_Get or HEAP_Create give null, from the `call`-th from now on, counted from 1; a `call` of 0
-// ends that. Gives how many failed so since it was asked before. For tests of what a host survives when memory runs out.
+// Lets `count` calls of HEAP_Get or HEAP_Create give null, from the `call`-th from now on, counted from 1; a `call` of
+// 0 ends that. Gives how many failed so since it was asked before. For tests of what a host survives when memory runs
+// out.
 TARNIX_API std::size_t HEAP_FailFrom(std::size_t call, std::size_t count = SIZE_MAX);
