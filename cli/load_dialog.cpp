@@ -2,9 +2,11 @@
 
 #include <fmt/format.h>
 
+#include <charconv>
 #include <csignal>
-#include <cstdio>
 #include <string>
+#include <string_view>
+#include <system_error>
 
 #include "tarnixcore/messages.h"
 
@@ -56,9 +58,12 @@ void LoadDialog::OnMessage(void* context, const char* text) {
 // The loader's boxes have an OK button only: they are shown as lines, and nothing waits for the button.
 int LoadDialog::OnBox(void* context, const char* text, const char* caption, unsigned /*style*/) {
   auto* dialog = static_cast<LoadDialog*>(context);
-  unsigned address = 0;
-  if (std::sscanf(text, "Loading verification failed at address 0x%8X", &address) == 1) {
-    dialog->difference_ = address;
+  constexpr std::string_view difference = "Loading verification failed at address 0x";
+  if (const std::string_view all = text; all.starts_with(difference)) {
+    uint32_t address = 0;
+    if (std::from_chars(text + difference.size(), text + all.size(), address, 16).ec == std::errc()) {
+      dialog->difference_ = address;
+    }
   }
   OnMessage(context, fmt::format("{}: {}", caption, text).c_str());
   return IDOK;

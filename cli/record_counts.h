@@ -32,7 +32,7 @@ class RecordCounts {
  private:
   void AddProcs(const DescProc* procs, uint64_t& count);
   void AddVars(const DescVar* vars, uint64_t& count);
-  void AddTypes(const DescType* types);
+  void AddTypes(const DescType* list);
 };
 
 }  // namespace elfload

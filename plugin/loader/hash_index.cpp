@@ -8,7 +8,7 @@ constexpr uint32_t FIRST_SIZE = 256;
 constexpr uint32_t KEPT_SLOTS_A_RECORD = 16;
 
 // The finalizer of SplitMix64: every bit of the address decides over every bit of the key.
-uint64_t MakeKey() {
+uint64_t MakeKey() noexcept {
   uint64_t key = reinterpret_cast<uintptr_t>(&hashKey) + 0x9E3779B97F4A7C15U;
   key = (key ^ key >> 30) * 0xBF58476D1CE4E5B9U;
   key = (key ^ key >> 27) * 0x94D049BB133111EBU;

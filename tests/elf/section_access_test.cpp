@@ -76,7 +76,7 @@ TEST(SectionAccess, BytesBehindTheEndAreFF) {
 TEST(SectionAccess, BlocksOfTheStreamDoNotShow) {
   constexpr uint32_t BLOCKS = 2300;
   const std::string path = ElfFile(ByteOrder::big).section(".a").set(&ElfSectionHeader::sh_offset, 0).write();
-  std::filesystem::resize_file(path, BLOCKS * ElfStream::BLOCK_SIZE);
+  std::filesystem::resize_file(path, uintmax_t{BLOCKS} * ElfStream::BLOCK_SIZE);
   std::fstream file(path, std::ios::binary | std::ios::in | std::ios::out);
   for (uint32_t block = 1; block < BLOCKS; ++block) {
     const RawBytes number = Bytes().u32(block << 4).In(ByteOrder::big);

@@ -33,7 +33,7 @@ class SourceDate : public HostTest {
   }
   // A source file that is younger than the absolute file by some seconds.
   static std::string Source(const std::string& name, int seconds = 1) {
-    const std::string path = TempFolder::OfProcess().Write(name, {'x'});
+    std::string path = TempFolder::OfProcess().Write(name, {'x'});
     std::filesystem::last_write_time(path, Time(seconds));
     return path;
   }

@@ -81,8 +81,8 @@ TEST(List, SortedInsertionIsStableAndCostsNLogN) {
        {Key([](int, unsigned r) { return static_cast<int>(r % 100000); }),
         Key([](int, unsigned r) { return static_cast<int>(r % 3); }), Key([](int i, unsigned) { return i; }),
         Key([](int i, unsigned) { return -i; }), Key([](int, unsigned) { return 0; })}) {
-    std::vector<Item> items;
-    for (int i = 0; i < COUNT; ++i) items.push_back({key(i, static_cast<unsigned>(random())), i});
+    std::vector<Item> items(COUNT);
+    for (int i = 0; i < COUNT; ++i) items[static_cast<size_t>(i)] = {key(i, static_cast<unsigned>(random())), i};
     comparisons = 0;
     L_list* list = L_Create(nullptr);
     for (Item& item : items) ASSERT_EQ(L_InsertData(list, L_SORTED, MayStandBefore, &item), 1);

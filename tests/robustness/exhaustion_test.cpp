@@ -144,6 +144,7 @@ INSTANTIATE_TEST_SUITE_P(OfAnySource, Exhaustion,
 }  // namespace
 
 #ifdef FAILING_MALLOC
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl*,readability-inconsistent-*): glibc's own names
 extern "C" {
 void* __libc_malloc(size_t size);
 void* __libc_calloc(size_t count, size_t size);
@@ -153,4 +154,5 @@ void* malloc(size_t size) { return Fails() ? nullptr : __libc_malloc(size); }
 void* calloc(size_t count, size_t size) { return Fails() ? nullptr : __libc_calloc(count, size); }
 void* realloc(void* memory, size_t size) { return Fails() ? nullptr : __libc_realloc(memory, size); }
 }
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl*,readability-inconsistent-*)
 #endif

@@ -8,7 +8,6 @@
 #include "support/gdb_stub.h"
 #include "support/host_fixture.h"
 
-using elfload::AddressRange;
 using elfload::DownloadMonitor;
 using elfload::GdbTarget;
 
@@ -24,7 +23,8 @@ struct Loaded {
 class GdbDownload : public HostTest {
  protected:
   // Loads `file` through the plug-in into a stub; gives what a user is told.
-  Loaded Run(const StubOrders& orders, const ElfFile& file, unsigned long flags, GdbTarget::Settings settings = {}) {
+  Loaded Run(const StubOrders& orders, const ElfFile& file, unsigned long flags,
+             const GdbTarget::Settings& settings = {}) {
     state = {};
     GdbTarget target(std::make_unique<StubTransport>(orders, state), settings);
     Loaded loaded;
@@ -38,9 +38,9 @@ class GdbDownload : public HostTest {
     result.result = loader.LoadCode(&monitor, 0, flags | LOAD_NO_PROGRESS);
     result.linkLost = target.LinkLost();
     for (const std::string& text : TakeMessages()) {
-      unsigned address = 0;
-      if (std::sscanf(text.c_str(), "Elf Loader: Loading verification failed at address 0x%X", &address) == 1) {
-        result.difference = address;
+      const std::string difference = "Elf Loader: Loading verification failed at address 0x";
+      if (text.starts_with(difference)) {
+        result.difference = static_cast<uint32_t>(std::stoul(text.substr(difference.size()), nullptr, 16));
       }
     }
     elfload::LoadReport report;

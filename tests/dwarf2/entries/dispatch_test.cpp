@@ -15,7 +15,7 @@ TEST_F(Dispatch, SkipsForeignTagsWithTheirSubtree) {
                                     0x16, 0x17, 0x24, 0x26, 0x2E, 0x34, 0x35};
   Unit unit = Unit().parent(DW_TAG_compile_unit);
   for (uint32_t tag = 1; tag < 0x60; ++tag) {
-    if (known.count(tag) == 0) {
+    if (!known.contains(tag)) {
       // clang-format off
       unit.parent(tag, {{DW_AT_sibling, DW_FORM_ref4, 1}, Name("x")})
           .child(DW_TAG_base_type, {Name("lost")})
