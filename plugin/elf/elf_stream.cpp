@@ -20,7 +20,7 @@ namespace {
 
 // Blocks kept: few as long as the file is read front to back, for their memory is then used over and over; one more for
 // each block that has to be read again, up to what a section takes that readers jump about in.
-constexpr uint32_t FEW_BLOCKS = 0x400000 / ElfStream::BLOCK_SIZE;
+constexpr uint32_t FEW_BLOCKS = 0x80000 / ElfStream::BLOCK_SIZE;
 constexpr uint32_t MAX_BLOCKS = 0x2000000 / ElfStream::BLOCK_SIZE;
 constexpr uint32_t WAS_LOADED = 0x80000000;  // in the index of blocks: read once, and replaced since
 // A 32-bit section start plus a 32-bit offset.
