@@ -184,7 +184,7 @@ TEST(DownloadMonitor, MovesBlocksByTheirOrder) {
 }
 
 TEST(ProgressBar, ShowsPartSizeRateAndTimeLeft) {
-  EXPECT_EQ(DrawProgressBar({.done = 512 * 1024, .total = 2048 * 1024, .seconds = 2}),
+  EXPECT_EQ(DrawProgressBar({.done = 512 << 10, .total = 2 << 20, .seconds = 2}),
             "[#######                       ]  25%  512.0 KiB of 2.0 MiB  256.0 KiB/s  0:06 left");
   EXPECT_EQ(DrawProgressBar({}), "[##############################] 100%  0 B of 0 B  0 B/s");
   EXPECT_EQ(ProgressJson({.done = 5, .total = 10, .seconds = 0.5}),
