@@ -45,7 +45,7 @@ def load(elfload, *arguments):
 
 def gdb_load(target, file, folder):
     script = folder / "load.gdb"
-    script.write_text(GDB.format(target=target.removeprefix("gdb:")))
+    script.write_text(GDB.format(target=target.removeprefix("gdb:unix:")))
     text = subprocess.run(["gdb-multiarch", "-nx", "-batch", "-x", script, file], capture_output=True, check=True,
                           text=True).stdout
     if "matched" not in text or "MIS-MATCHED" in text:
@@ -58,7 +58,7 @@ def compare_with_gdb(options, folder):
     file = folder / "firmware.elf"
     file.write_bytes(elf_file(EM_PPC, [(ADDRESS, ADDRESS, data, len(data), 5)], ADDRESS + 4))
     rows = {"elfload": [], "gdb load": [], "elfload --verify full": [], "gdb load, compare-sections": []}
-    with qemu(*QEMU) as (target, connect):
+    with qemu(*QEMU, path=folder / "stub") as (target, connect):
         for _ in range(options.runs):
             rows["elfload"].append(load(options.elfload, "--target", target, "--verify", "none", file))
             one, both = gdb_load(target, file, folder)
