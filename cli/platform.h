@@ -40,4 +40,7 @@ ProcessTimes ReadProcessTimes();
 // The largest amount of memory that the process has held at a time, in bytes; 0 when the system does not tell.
 uint64_t ReadPeakMemory();
 
+// Has the system find the pages that lie wholly in this memory, whose contents stay. A wish: nothing depends on it.
+void PrepareMemory(void* memory, std::size_t size);
+
 }  // namespace elfload

@@ -8,6 +8,8 @@
 #include <new>
 #include <utility>
 
+#include "platform.h"
+
 namespace elfload {
 
 namespace {
@@ -57,6 +59,7 @@ MemoryTarget::Page* MemoryTarget::TakePage() {
     if (slab == nullptr) {
       return nullptr;
     }
+    PrepareMemory(slab, count * sizeof(Page));
     slabs_.emplace_back(slab);
     nextPage_ = slab;
     pagesLeft_ = count;
