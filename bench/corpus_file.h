@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "loader/debug_records.h"
 #include "loader/elf_loader.h"
+#include "records/debug_records.h"
 #include "tarnixcore/obj_file_loader.h"
 
 // Owns the records, as the host that reads them does.

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "expression.h"
-#include "loader/debug_records.h"
+#include "records/debug_records.h"
 
 namespace elfload {
 

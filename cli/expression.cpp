@@ -6,7 +6,7 @@
 #include <iterator>
 #include <string_view>
 
-#include "loader/debug_records.h"
+#include "records/debug_records.h"
 
 namespace elfload {
 

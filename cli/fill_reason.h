@@ -1,7 +1,7 @@
 // Why a look-up filled a unit, in words.
 #pragma once
 
-#include "loader/debug_records.h"
+#include "records/debug_records.h"
 #include "tarnixcore/obj_file_loader.h"
 
 namespace elfload {

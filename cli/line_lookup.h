@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "loader/debug_records.h"
+#include "records/debug_records.h"
 
 namespace elfload {
 

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "loader/debug_records.h"
+#include "records/debug_records.h"
 
 namespace elfload {
 

@@ -10,7 +10,7 @@
 
 #include "expression.h"
 #include "json_writer.h"
-#include "loader/debug_records.h"
+#include "records/debug_records.h"
 #include "type_index.h"
 
 namespace elfload {

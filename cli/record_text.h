@@ -6,9 +6,9 @@
 #include <string>
 
 #include "expression.h"
-#include "loader/debug_records.h"
 #include "output.h"
 #include "palette.h"
+#include "records/debug_records.h"
 
 namespace elfload {
 

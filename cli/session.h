@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "host_messages.h"
-#include "loader/debug_records.h"
 #include "options.h"
 #include "plugin_module.h"
+#include "records/debug_records.h"
 #include "tarnixcore/obj_file_loader.h"
 
 namespace elfload {

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "loader/debug_records.h"
+#include "records/debug_records.h"
 
 namespace elfload {
 

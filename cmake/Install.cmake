@@ -23,8 +23,10 @@ install(TARGETS tarnixcore elfloader_host EXPORT elfloaderTargets)
 install(TARGETS elfloader EXPORT elfloaderTargets LIBRARY DESTINATION ${ELFLOAD_MODULES})
 install(DIRECTORY host/include/tarnixcore DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(FILES
-  plugin/loader/debug_records.h
-  plugin/loader/debug_records_layout.h
+  plugin/records/debug_records.h
+  plugin/records/debug_records_layout.h
+  DESTINATION ${ELFLOAD_HEADERS}/records)
+install(FILES
   plugin/loader/elf_loader.h
   plugin/loader/exports.h
   DESTINATION ${ELFLOAD_HEADERS}/loader)

@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "expression.h"
-#include "loader/debug_records.h"
+#include "records/debug_records.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0) {

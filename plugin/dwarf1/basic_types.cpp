@@ -4,7 +4,7 @@
 #include <iterator>
 
 #include "dwarf1/memory.h"
-#include "loader/debug_records.h"
+#include "records/debug_records.h"
 
 namespace dwarf1 {
 namespace {

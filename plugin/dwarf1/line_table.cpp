@@ -6,7 +6,7 @@
 
 #include "dwarf1/memory.h"
 #include "elf/source_date.h"
-#include "loader/debug_records.h"
+#include "records/debug_records.h"
 #include "tarnixcore/files.h"
 
 namespace dwarf1 {

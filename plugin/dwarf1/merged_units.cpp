@@ -4,7 +4,7 @@
 
 #include "dwarf1/memory.h"
 #include "dwarf1/types.h"
-#include "loader/debug_records.h"
+#include "records/debug_records.h"
 
 namespace dwarf1 {
 namespace {

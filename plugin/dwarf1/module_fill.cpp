@@ -13,8 +13,8 @@
 #include "dwarf1/tags.h"
 #include "dwarf1/types.h"
 #include "dwarf1/variables.h"
-#include "loader/debug_records.h"
-#include "loader/desc_proc.h"
+#include "records/debug_records.h"
+#include "records/desc_proc.h"
 #include "tarnixcore/obj_file_loader.h"
 
 namespace dwarf1 {

@@ -5,7 +5,7 @@
 
 #include "dwarf1/memory.h"
 #include "dwarf1/text.h"
-#include "loader/debug_records.h"
+#include "records/debug_records.h"
 
 namespace dwarf1 {
 namespace {

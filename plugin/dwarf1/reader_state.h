@@ -8,7 +8,7 @@
 
 #include "dwarf1/dwarf1_constants.h"
 #include "elf/section_access.h"
-#include "loader/hash_index.h"
+#include "records/hash_index.h"
 
 struct DescType;
 

@@ -8,7 +8,7 @@
 #include "dwarf1/text.h"
 #include "dwarf1/types.h"
 #include "dwarf1/variables.h"
-#include "loader/desc_proc.h"
+#include "records/desc_proc.h"
 
 namespace dwarf1 {
 namespace {

@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "dwarf1/attributes.h"
-#include "loader/debug_records.h"
+#include "records/debug_records.h"
 
 namespace dwarf1 {
 

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "dwarf1/memory.h"
-#include "loader/empty_string.h"
+#include "records/empty_string.h"
 
 namespace dwarf1 {
 namespace {

@@ -3,7 +3,7 @@
 #include "dwarf1/basic_types.h"
 #include "dwarf1/memory.h"
 #include "dwarf1/text.h"
-#include "loader/empty_string.h"
+#include "records/empty_string.h"
 
 namespace dwarf1 {
 namespace {

@@ -9,8 +9,8 @@
 #include "dwarf1/merged_units.h"
 #include "dwarf1/name_index.h"
 #include "dwarf1/text.h"
-#include "loader/debug_records.h"
-#include "loader/desc_module.h"
+#include "records/debug_records.h"
+#include "records/desc_module.h"
 #include "tarnixcore/files.h"
 
 namespace dwarf1 {

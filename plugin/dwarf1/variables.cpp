@@ -5,7 +5,7 @@
 #include "dwarf1/memory.h"
 #include "dwarf1/text.h"
 #include "dwarf1/types.h"
-#include "loader/empty_string.h"
+#include "records/empty_string.h"
 
 namespace dwarf1 {
 namespace {

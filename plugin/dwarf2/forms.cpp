@@ -3,7 +3,7 @@
 #include <cstring>
 #include <iterator>
 
-#include "loader/empty_string.h"
+#include "records/empty_string.h"
 
 namespace {
 

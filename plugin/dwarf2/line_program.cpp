@@ -4,7 +4,7 @@
 
 #include "dwarf2/forms.h"
 #include "dwarf2/line_rows.h"
-#include "loader/debug_records.h"
+#include "records/debug_records.h"
 
 namespace {
 

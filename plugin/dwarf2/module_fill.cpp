@@ -3,7 +3,7 @@
 #include "dwarf2/entries/entries.h"
 #include "dwarf2/line_program.h"
 #include "elf/source_date.h"
-#include "loader/desc_proc.h"
+#include "records/desc_proc.h"
 #include "tarnixcore/obj_file_loader.h"
 #include "tarnixcore/text.h"
 

@@ -9,7 +9,7 @@
 #include "dwarf2/line_state.h"
 #include "dwarf2/recent_values.h"
 #include "elf/section_access.h"
-#include "loader/hash_index.h"
+#include "records/hash_index.h"
 
 struct AbbrevTable;
 struct DescModule;

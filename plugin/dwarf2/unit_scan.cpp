@@ -6,9 +6,9 @@
 #include "dwarf2/forms.h"
 #include "dwarf2/frames.h"
 #include "dwarf2/name_index.h"
-#include "loader/debug_records.h"
-#include "loader/desc_module.h"
-#include "loader/empty_string.h"
+#include "records/debug_records.h"
+#include "records/desc_module.h"
+#include "records/empty_string.h"
 #include "tarnixcore/files.h"
 #include "tarnixcore/text.h"
 

@@ -2,11 +2,11 @@
 #include "dwarf1/dwarf1_reader.h"
 #include "dwarf2/dwarf2_reader.h"
 #include "elf/elf_image.h"
-#include "loader/debug_records.h"
 #include "loader/elf_loader.h"
 #include "loader/line_info_procs.h"
 #include "loader/shared_types.h"
 #include "loader/type_size.h"
+#include "records/debug_records.h"
 
 namespace {
 

@@ -4,9 +4,9 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "loader/debug_records.h"
-#include "loader/desc_proc.h"
 #include "loader/span_tree.h"
+#include "records/debug_records.h"
+#include "records/desc_proc.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "elf/section_access.h"
-#include "loader/debug_records.h"
+#include "records/debug_records.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 
 #include <cstdint>
 
-#include "loader/hash_index.h"
 #include "loader/span_tree.h"
+#include "records/hash_index.h"
 #include "tarnixcore/obj_file_loader.h"
 
 struct DescModule;

@@ -3,9 +3,9 @@
 #include <cstring>
 #include <new>
 
-#include "loader/debug_records.h"
 #include "loader/elf_loader.h"
 #include "loader/lookup_index.h"
+#include "records/debug_records.h"
 
 namespace {
 

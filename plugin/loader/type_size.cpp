@@ -1,6 +1,6 @@
 #include "loader/type_size.h"
 
-#include "loader/debug_records.h"
+#include "records/debug_records.h"
 
 namespace {
 

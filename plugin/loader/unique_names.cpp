@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "loader/debug_records.h"
+#include "records/debug_records.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "loader/debug_records.h"
+#include "records/debug_records.h"
 
 namespace elfload {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "loader/empty_string.h"
+#include "records/empty_string.h"
 #include "support/dwarf2_builder.h"
 #include "support/host_fixture.h"
 

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <string>
 
-#include "loader/debug_records.h"
+#include "records/debug_records.h"
 #include "support/host_fixture.h"
 
 inline std::string Hex(uint32_t value) {

@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "dwarf2/reader_state.h"
-#include "loader/debug_records.h"
 #include "loader/elf_loader.h"
+#include "records/debug_records.h"
 #include "support/elf_file.h"
 #include "tarnixcore/host_program.h"
 #include "tarnixcore/obj_file_loader.h"

@@ -14,8 +14,8 @@
 
 #include "dwarf2/abbreviations.h"
 #include "dwarf2/forms.h"
-#include "loader/debug_records.h"
-#include "loader/empty_string.h"
+#include "records/debug_records.h"
+#include "records/empty_string.h"
 
 // dispatch.cpp. An entry's offset in .debug_info is its identity: types carry it as their key.
 void ReadDwarf2Entry(ElfImage* image, DescModule* module, const AbbrevEntry* abbrev, uint32_t entryOffset);

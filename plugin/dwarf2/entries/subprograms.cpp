@@ -1,6 +1,6 @@
 // Subprograms: one procedure record of an entry and its direct children. Scopes inside it are not modelled.
 #include "dwarf2/entries/entries.h"
-#include "loader/desc_proc.h"
+#include "records/desc_proc.h"
 
 namespace {
 

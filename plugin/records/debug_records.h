@@ -276,6 +276,6 @@ struct Dwarf2Fde {
   static_assert(sizeof(void*) != 4 || offsetof(record, field) == size_t{4} * (number), #record "." #field)
 #define ELFLOADER_BEHIND(record, earlier, later) \
   static_assert(offsetof(record, earlier) < offsetof(record, later), #record "." #later)
-#include "loader/debug_records_layout.h"
+#include "records/debug_records_layout.h"
 #undef ELFLOADER_WORD
 #undef ELFLOADER_BEHIND

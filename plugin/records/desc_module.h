@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "loader/debug_records.h"
+#include "records/debug_records.h"
 
 // A record in `tableHeap`, cleared, its strings the shared empty string, with its DescModuleExt. Null without memory.
 DescModule* NewDescModule(mem_desc* tableHeap);

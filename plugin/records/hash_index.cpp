@@ -1,4 +1,4 @@
-#include "loader/hash_index.h"
+#include "records/hash_index.h"
 
 #include <cstring>
 

@@ -1,11 +1,11 @@
-#include "loader/desc_proc.h"
+#include "records/desc_proc.h"
 
 #include <cstring>
 #include <iterator>
 #include <new>
 
-#include "loader/debug_records.h"
-#include "loader/empty_string.h"
+#include "records/debug_records.h"
+#include "records/empty_string.h"
 
 DescProc* NewDescProc(DescModule* module) {
   auto* proc = static_cast<DescProc*>(HEAP_Get(module->heap, sizeof(DescProc)));

@@ -1,8 +1,8 @@
-#include "loader/desc_module.h"
+#include "records/desc_module.h"
 
 #include <cstring>
 
-#include "loader/empty_string.h"
+#include "records/empty_string.h"
 
 namespace {
 
