@@ -1,117 +1,129 @@
-// Lists of data pointers: a skip list, so that a sorted insertion finds its place in log n comparisons and the order is
-// there at every moment. Level 0 is the list itself; a node takes part in each higher level with a chance of 1 in 4.
+// Lists of data pointers: singly linked nodes. Sorted insertions that do not belong at the tail wait on a chain of
+// their own, and are sorted and merged into the list when it is read or gets data of another kind. So the cost is
+// n log n comparisons in the worst case, whatever the order of insertion.
 #include "tarnixcore/list.h"
 
-#include <cstdint>
+#include <climits>
 #include <cstdlib>
 #include <new>
 
 namespace {
 
-constexpr int LEVELS = 12;  // 4^12 nodes before a search grows longer than logarithmic
-
 struct Node {
   void* data;
-  Node* next[1];  // as many as the node has levels
+  Node* next;
 };
 
 }  // namespace
 
 struct L_list {
-  mem_desc* heap;   // null: nodes come from the process's memory
-  Node* cursor;     // the node whose data L_First or L_Next gave last
-  uint32_t random;  // xorshift state: heights only, so a fixed seed keeps every run the same
-  int levels;       // levels in use
-  Node* first[LEVELS];
-  Node* last[LEVELS];
+  mem_desc* heap;             // null: nodes come from the process's memory
+  Node* cursor;               // the node whose data L_First or L_Next returned last
+  mutable Node* first;        // merging what waits is no change that a caller could see
+  mutable Node* last;         // null: the list is empty, and nothing waits
+  mutable Node* waiting;      // sorted insertions, the newest first; none of them may stand after `last`
+  mutable L_Compare compare;  // of those that wait
 };
 
 namespace {
-
-// Where a new node goes: behind behind[level] on each level, null for the front.
-struct Place {
-  Node* behind[LEVELS];
-};
 
 void* Allocate(mem_desc* heap, size_t size) {
   return heap != nullptr ? HEAP_Get(heap, size) : std::malloc(size);
 }
 
-int DrawHeight(L_list* list) {
-  uint32_t random = list->random;
-  random ^= random << 13;
-  random ^= random >> 17;
-  random ^= random << 5;
-  list->random = random;
-  int height = 1;
-  while (height < LEVELS && (random & 3) == 0) {
-    ++height;
-    random >>= 2;
+// Merges two chains that each begin with what comes last in the list. Data of `newer` go after all data of `older` that
+// may stand before them.
+Node* Merge(Node* newer, Node* older, L_Compare compare) {
+  Node* merged = nullptr;
+  Node** link = &merged;
+  while (newer != nullptr && older != nullptr) {
+    Node*& taken = compare(older->data, newer->data) == 1 ? newer : older;
+    *link = taken;
+    link = &taken->next;
+    taken = taken->next;
   }
-  return height;
+  *link = newer != nullptr ? newer : older;
+  return merged;
 }
 
-Node* Behind(const L_list* list, const Node* node, int level) {
-  return node != nullptr ? node->next[level] : list->first[level];
-}
-
-Place FindSortedPlace(const L_list* list, L_Compare compare, const void* data) {
-  Place place;
-  Node* node = nullptr;
-  const Node* after = nullptr;  // found to stand behind the place: a lower level meets it again
-  for (int level = list->levels - 1; level >= 0; --level) {
-    Node* next = Behind(list, node, level);
-    while (next != after && compare(next->data, data) == 1) {
-      node = next;
-      next = next->next[level];
+// Sorts a chain that begins with the newest data; the result begins with what comes last in the list.
+Node* Sort(Node* chain, L_Compare compare) {
+  constexpr int RUNS = sizeof(size_t) * CHAR_BIT;
+  Node* runs[RUNS] = {};  // runs[i] is empty or has 2^i nodes, newer than those of runs[i - 1]
+  while (chain != nullptr) {
+    Node* run = chain;
+    chain = chain->next;
+    run->next = nullptr;
+    int i = 0;
+    for (; runs[i] != nullptr; ++i) {
+      run = Merge(runs[i], run, compare);
+      runs[i] = nullptr;
     }
-    after = next;
-    place.behind[level] = node;
+    runs[i] = run;
   }
-  return place;
+  Node* sorted = nullptr;
+  for (Node* run : runs) {
+    sorted = Merge(run, sorted, compare);
+  }
+  return sorted;
 }
 
-Place FindPlace(const L_list* list, int mode, L_Compare compare, const void* data) {
-  Place place;
-  if (mode == L_AT_HEAD) {
-    for (Node*& node : place.behind) {
-      node = nullptr;
-    }
-    return place;
+Node* Reverse(Node* chain) {
+  Node* reversed = nullptr;
+  while (chain != nullptr) {
+    Node* next = chain->next;
+    chain->next = reversed;
+    reversed = chain;
+    chain = next;
   }
-  // Data that arrive in order, the common case of a sorted list, take one comparison.
-  const bool atTail =
-      mode != L_SORTED || compare == nullptr || list->last[0] == nullptr || compare(list->last[0]->data, data) == 1;
-  if (!atTail) {
-    return FindSortedPlace(list, compare, data);
-  }
-  for (int level = 0; level < LEVELS; ++level) {
-    place.behind[level] = list->last[level];
-  }
-  return place;
+  return reversed;
 }
 
-int InsertAt(L_list* list, Place* place, void* data) {
-  const int height = DrawHeight(list);
-  void* memory = Allocate(list->heap, sizeof(Node) + sizeof(void*) * static_cast<size_t>(height - 1));
-  if (memory == nullptr) {
-    return 0;
+// Merges what waits into the list.
+void Settle(const L_list* list) {
+  if (list->waiting == nullptr) {
+    return;
   }
-  auto* node = static_cast<Node*>(memory);
-  node->data = data;
-  for (; list->levels < height; ++list->levels) {
-    place->behind[list->levels] = nullptr;
+  Node* backwards = Merge(Sort(list->waiting, list->compare), Reverse(list->first), list->compare);
+  list->waiting = nullptr;
+  list->last = backwards;
+  list->first = Reverse(backwards);
+}
+
+void AppendNode(L_list* list, Node* node) {
+  node->next = nullptr;
+  (list->last != nullptr ? list->last->next : list->first) = node;
+  list->last = node;
+}
+
+void InsertSorted(L_list* list, L_Compare compare, Node* node) {
+  if (list->compare != compare) {
+    Settle(list);
+    list->compare = compare;
   }
-  for (int level = 0; level < height; ++level) {
-    Node* behind = place->behind[level];
-    Node*& link = behind != nullptr ? behind->next[level] : list->first[level];
-    node->next[level] = link;
-    link = node;
-    if (node->next[level] == nullptr) {
-      list->last[level] = node;
-    }
+  if (list->last == nullptr || compare(list->last->data, node->data) == 1) {
+    AppendNode(list, node);
+  } else {
+    node->next = list->waiting;
+    list->waiting = node;
   }
-  return 1;
+}
+
+void InsertAtHead(L_list* list, Node* node) {
+  Settle(list);
+  node->next = list->first;
+  list->first = node;
+  if (list->last == nullptr) {
+    list->last = node;
+  }
+}
+
+void FreeNodes(Node* node) {
+  while (node != nullptr) {
+    Node* next = node->next;
+    std::free(node);
+    node = next;
+  }
 }
 
 }  // namespace
@@ -127,23 +139,32 @@ L_list* L_Create(mem_desc* heap) {
   }
   auto* list = new (memory) L_list{};
   list->heap = heap;
-  list->random = 0x9E3779B9;
   return list;
 }
 
 int L_InsertData(L_list* list, int mode, L_Compare compare, void* data) {
-  if (list == nullptr) {
+  void* memory = list != nullptr ? Allocate(list->heap, sizeof(Node)) : nullptr;
+  if (memory == nullptr) {
     return 0;
   }
-  Place place = FindPlace(list, mode, compare, data);
-  return InsertAt(list, &place, data);
+  Node* node = new (memory) Node{data, nullptr};
+  if (mode == L_AT_HEAD) {
+    InsertAtHead(list, node);
+  } else if (mode == L_SORTED && compare != nullptr) {
+    InsertSorted(list, compare, node);
+  } else {
+    Settle(list);
+    AppendNode(list, node);
+  }
+  return 1;
 }
 
 void* L_First(L_list* list) {
   if (list == nullptr) {
     return nullptr;
   }
-  list->cursor = list->first[0];
+  Settle(list);
+  list->cursor = list->first;
   return list->cursor != nullptr ? list->cursor->data : nullptr;
 }
 
@@ -151,7 +172,8 @@ void* L_Next(L_list* list) {
   if (list == nullptr || list->cursor == nullptr) {
     return nullptr;
   }
-  list->cursor = list->cursor->next[0];
+  Settle(list);
+  list->cursor = list->cursor->next;
   return list->cursor != nullptr ? list->cursor->data : nullptr;
 }
 
@@ -159,13 +181,15 @@ int L_AddList(L_list* to, const L_list* from) {
   if (to == nullptr) {
     return 0;
   }
-  const Node* node = from != nullptr ? from->first[0] : nullptr;
-  const Node* last = from != nullptr ? from->last[0] : nullptr;  // noted now: a list may be added to itself
-  while (node != nullptr) {
+  if (from == nullptr) {
+    return 1;
+  }
+  Settle(from);
+  const Node* last = from->last;  // noted now: a list may be added to itself
+  for (const Node* node = from->first; node != nullptr; node = node != last ? node->next : nullptr) {
     if (L_InsertData(to, L_AT_TAIL, L_Nop, node->data) == 0) {
       return 0;
     }
-    node = node != last ? node->next[0] : nullptr;
   }
   return 1;
 }
@@ -175,11 +199,8 @@ void L_FreeList(L_list** list, L_Function /*function*/) {
     return;
   }
   if ((*list)->heap == nullptr) {
-    for (Node* node = (*list)->first[0]; node != nullptr;) {
-      Node* next = node->next[0];
-      std::free(node);
-      node = next;
-    }
+    FreeNodes((*list)->first);
+    FreeNodes((*list)->waiting);
     std::free(*list);
   }
   *list = nullptr;
