@@ -1,13 +1,16 @@
-// Heaps: a pointer moves through blocks that double in size, so that a thousand small heaps cost little and a big one
-// takes few blocks. Nothing is freed before the heap is.
+// Heaps: a pointer moves through blocks that grow with what is used, so that thousands of small heaps cost little and a
+// big one takes few blocks. Nothing is freed before the heap is.
 #include "tarnixcore/heap.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
+#include <mutex>
 #include <new>
 #include <utility>
 
 #include "heap_blocks.h"
+#include "heap_failure.h"
 
 #ifdef TARNIX_ASAN
 #include <sanitizer/asan_interface.h>
@@ -16,8 +19,10 @@
 namespace {
 
 constexpr size_t ALIGNMENT = HEAP_ALIGNMENT;
-constexpr size_t FIRST_BLOCK = 2048;        // bytes, the heap's own record included
-constexpr size_t LARGEST_BLOCK = 1U << 20;  // bytes; bigger requests get a block of their own
+constexpr size_t FIRST_BLOCK = 504;          // bytes, the heap's own record included: 512 as the process's memory goes
+constexpr size_t SMALLEST_BLOCK = 1U << 10;  // bytes of the blocks after it
+constexpr size_t LARGEST_BLOCK = 64U << 10;  // bytes; bigger pieces get a block of their own
+constexpr size_t LARGEST_CEILING = SIZE_MAX / 2;  // below it a size, aligned and with a header, does not wrap
 
 #ifdef TARNIX_ASAN
 constexpr size_t RED_ZONE = ALIGNMENT;  // between two pieces, so that the sanitizer sees a step from one to the next
@@ -32,13 +37,25 @@ constexpr size_t RoundDown(size_t size) {
   return size & ~(ALIGNMENT - 1);
 }
 
-size_t ceilingOfNewHeaps = size_t{1} << 30;
-size_t liveHeaps = 0;
-size_t callsUntilFailure = 0;  // 0: no call fails on purpose
-size_t failuresLeft = 0;       // behind that call, this one counted
+std::atomic<size_t> ceilingOfNewHeaps = size_t{1} << 30;
+
+std::mutex mutex;  // guards the list of heaps, and each change of what fails on purpose
+mem_desc* liveHeaps = nullptr;
+size_t liveCount = 0;
+
+std::atomic<size_t> callsUntilFailure = 0;  // 0: no call fails on purpose
+size_t failuresLeft = 0;                    // from that call on
 size_t failures = 0;
 
+bool IsFailureSet() {
+  return callsUntilFailure.load(std::memory_order_relaxed) != 0;
+}
+
 bool FailsOnPurpose() {
+  if (!IsFailureSet()) {
+    return false;
+  }
+  const std::lock_guard lock(mutex);
   if (callsUntilFailure > 1) {
     --callsUntilFailure;
     return false;
@@ -65,92 +82,85 @@ void Unpoison([[maybe_unused]] char* from, [[maybe_unused]] size_t size) {
 }  // namespace
 
 struct alignas(ALIGNMENT) mem_desc {
-  char* cursor;        // the next piece; aligned
-  char* end;           // of what may be given out without asking: the ready part's end or the ceiling; aligned
-  char* start;         // of the current block's pieces
-  char* readyEnd;      // of what is ready of the current block; aligned
-  char* blockEnd;      // aligned
-  HeapBlock* blocks;   // all but the first, which this record begins
-  HeapBlock* current;  // null: the first
-  size_t nextBlock;    // bytes of the next block, its header included
-  size_t usedBefore;   // bytes given out from other blocks than the current one
+  char* cursor;       // the next piece; aligned
+  char* end;          // of what HEAP_Get may give out without asking; aligned
+  char* start;        // of the current block's pieces
+  char* blockEnd;     // aligned
+  HeapBlock* blocks;  // all but the first, which begins with this record
+  size_t usedBefore;  // bytes given out from other blocks than the current one
   size_t ceiling;
+  mem_desc* next;  // of the live heaps
+  mem_desc* previous;
 
   size_t Used() const { return usedBefore + static_cast<size_t>(cursor - start); }
 
-  // Lets `end` be no further than the block is ready and the ceiling allows.
+  // Lets `end` be no further than the block and the ceiling allow. While calls are to fail each one asks.
   void BoundEnd() {
-    const size_t left = std::min(static_cast<size_t>(readyEnd - cursor), RoundDown(ceiling - Used()));
-    end = cursor + left;
+    const size_t left = std::min(static_cast<size_t>(blockEnd - cursor), RoundDown(ceiling - Used()));
+    end = IsFailureSet() ? cursor : cursor + left;
   }
 
-  // Room for pieces in a new block of `size` bytes.
-  char* AddBlock(size_t size) {
-    HeapBlock* block = TakeHeapBlock(size);
-    if (block == nullptr) {
-      return nullptr;
+  // Bytes to take for a new block that is to hold `piece`: an eighth of what is used, or for a large piece just that.
+  size_t BlockSize(size_t piece) const {
+    const size_t step = std::clamp(RoundDown(Used() / 8), SMALLEST_BLOCK, LARGEST_BLOCK);
+    if (piece > step / 4) {
+      return sizeof(HeapBlock) + piece;
     }
-    block->next = blocks;
-    blocks = block;
-    char* pieces = reinterpret_cast<char*>(block + 1);
-    Poison(pieces, size - sizeof(HeapBlock));
-    return pieces;
+    return step < HEAP_UNIT ? step : step / HEAP_UNIT * HEAP_UNIT;
   }
 
-  // A piece of the current block, which has room for it.
-  char* TakePiece(size_t piece) {
-    char* memory = cursor;
-    cursor += piece;
-    if (current != nullptr && cursor > readyEnd) {
-      char* block = reinterpret_cast<char*>(current);
-      readyEnd = block + PrepareHeapBlock(current, static_cast<size_t>(cursor - block));
-    }
-    BoundEnd();
-    return memory;
-  }
+  // A piece that the current block has no room for; null when there is no memory.
+  char* TakeFromNewBlock(size_t piece);
 
-  // Out of line, so that HEAP_Get itself needs no stack frame.
+  // Any piece that HEAP_Get cannot give at once. Out of line, so that HEAP_Get itself needs no stack frame.
   [[gnu::noinline]] void* GetSlowly(size_t size);
 };
 
-// `size` is not 0 and does not fit in what may be given out without asking.
+char* mem_desc::TakeFromNewBlock(size_t piece) {
+  HeapBlock* block = TakeHeapBlock(BlockSize(piece));
+  if (block == nullptr) {
+    return nullptr;
+  }
+  block->next = blocks;
+  blocks = block;
+  char* memory = reinterpret_cast<char*>(block + 1);
+  const size_t room = block->size - sizeof(HeapBlock);
+  Poison(memory, room);
+  if (room - piece > static_cast<size_t>(blockEnd - cursor)) {
+    usedBefore = Used();
+    start = memory;
+    cursor = memory + piece;
+    blockEnd = memory + room;
+  } else {  // the current block has more left, so it goes on
+    usedBefore += piece;
+  }
+  return memory;
+}
+
 void* mem_desc::GetSlowly(size_t size) {
+  if (FailsOnPurpose()) {
+    return nullptr;
+  }
   const size_t left = ceiling - Used();
-  if (size > left || RoundUp(size) + RED_ZONE > left) {
+  if (size > left || std::max(RoundUp(size), ALIGNMENT) + RED_ZONE > left) {
     return nullptr;
   }
-  const size_t piece = RoundUp(size) + RED_ZONE;
+  const size_t piece = std::max(RoundUp(size), ALIGNMENT) + RED_ZONE;
+  char* memory = cursor;
   if (piece <= static_cast<size_t>(blockEnd - cursor)) {
-    char* memory = TakePiece(piece);
+    cursor += piece;
+  } else {
+    memory = TakeFromNewBlock(piece);
+  }
+  if (memory != nullptr) {
+    BoundEnd();
     Unpoison(memory, size);
-    return memory;
   }
-  if (piece > nextBlock / 4) {  // a block of its own: the current block goes on
-    char* memory = AddBlock(sizeof(HeapBlock) + piece);
-    if (memory != nullptr) {
-      usedBefore += piece;
-      BoundEnd();
-      Unpoison(memory, size);
-    }
-    return memory;
-  }
-  char* memory = AddBlock(nextBlock);
-  if (memory == nullptr) {
-    return nullptr;
-  }
-  usedBefore = Used();
-  current = blocks;
-  start = cursor = memory;
-  blockEnd = memory + (nextBlock - sizeof(HeapBlock));
-  readyEnd = reinterpret_cast<char*>(current) + current->ready;
-  TakePiece(piece);
-  nextBlock = std::min(nextBlock * 2, LARGEST_BLOCK);
-  Unpoison(memory, size);
   return memory;
 }
 
 mem_desc* HEAP_Create(int /*reserved1*/, int /*reserved2*/, int /*reserved3*/) {
-  if (callsUntilFailure != 0 && FailsOnPurpose()) {
+  if (FailsOnPurpose()) {
     return nullptr;
   }
   void* memory = std::malloc(FIRST_BLOCK);
@@ -160,23 +170,25 @@ mem_desc* HEAP_Create(int /*reserved1*/, int /*reserved2*/, int /*reserved3*/) {
   auto* heap = new (memory) mem_desc{};
   heap->start = reinterpret_cast<char*>(heap + 1);
   heap->cursor = heap->start;
-  heap->readyEnd = heap->blockEnd = static_cast<char*>(memory) + FIRST_BLOCK;
-  heap->nextBlock = FIRST_BLOCK * 2;
+  heap->blockEnd = static_cast<char*>(memory) + FIRST_BLOCK;
   heap->ceiling = ceilingOfNewHeaps;
   heap->BoundEnd();
   Poison(heap->start, static_cast<size_t>(heap->blockEnd - heap->start));
-  ++liveHeaps;
+  const std::lock_guard lock(mutex);
+  heap->next = liveHeaps;
+  if (liveHeaps != nullptr) {
+    liveHeaps->previous = heap;
+  }
+  liveHeaps = heap;
+  ++liveCount;
   return heap;
 }
 
 void* HEAP_Get(mem_desc* heap, size_t size) {
-  if (callsUntilFailure != 0 && FailsOnPurpose()) {
-    return nullptr;
-  }
-  size += size == 0 ? 1 : 0;
   const auto left = static_cast<size_t>(heap->end - heap->cursor);
-  // What is left is aligned, so a size that fits fits rounded up as well, but for a red zone.
-  if (size > left || (RED_ZONE != 0 && RoundUp(size) + RED_ZONE > left)) {
+  // What is left is aligned, so a size that fits fits rounded up as well, but for a red zone. Size 0 wraps to the
+  // largest.
+  if (size - 1 >= left || (RED_ZONE != 0 && RoundUp(size) + RED_ZONE > left)) {
     return heap->GetSlowly(size);
   }
   char* piece = heap->cursor;
@@ -189,13 +201,16 @@ mem_desc* HEAP_Release(mem_desc* heap) {
   if (heap == nullptr) {
     return nullptr;
   }
-  for (HeapBlock* block = heap->blocks; block != nullptr;) {
-    HeapBlock* next = block->next;
-    GiveHeapBlock(block);
-    block = next;
+  GiveHeapBlocks(heap->blocks);
+  {
+    const std::lock_guard lock(mutex);
+    (heap->previous != nullptr ? heap->previous->next : liveHeaps) = heap->next;
+    if (heap->next != nullptr) {
+      heap->next->previous = heap->previous;
+    }
+    --liveCount;
   }
   std::free(heap);
-  --liveHeaps;
   return nullptr;
 }
 
@@ -204,15 +219,20 @@ size_t HEAP_BytesUsed(const mem_desc* heap) {
 }
 
 void HEAP_SetCeiling(size_t bytes) {
-  ceilingOfNewHeaps = bytes;
+  ceilingOfNewHeaps = std::min(bytes, LARGEST_CEILING);
 }
 
 size_t HEAP_LiveCount() {
-  return liveHeaps;
+  const std::lock_guard lock(mutex);
+  return liveCount;
 }
 
 size_t HEAP_FailFrom(size_t call, size_t count) {
+  const std::lock_guard lock(mutex);
   callsUntilFailure = count > 0 ? call : 0;
   failuresLeft = count;
+  for (mem_desc* heap = liveHeaps; heap != nullptr; heap = heap->next) {
+    heap->BoundEnd();  // HEAP_Get does not ask whether calls are to fail
+  }
   return std::exchange(failures, 0);
 }

@@ -1,77 +1,186 @@
 #include "heap_blocks.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
+#include <mutex>
 #include <new>
 
 #include "system.h"
 
 namespace {
 
-constexpr size_t SMALLEST_KEPT = 64U << 10;  // bytes
-constexpr size_t LARGEST_KEPT = 1U << 20;    // the largest block that is not for one piece alone
-constexpr size_t KEPT_AT_MOST = 16U << 20;   // bytes of all blocks kept
-constexpr size_t STRIDE = 64U << 10;         // bytes prepared at a time: what a block may take without using it
+constexpr size_t LARGEST_RUN = 1U << 20;    // bytes; larger blocks are from the process's memory
+constexpr size_t FIRST_REGION = 16U << 20;  // bytes, in small pages: no large page for a process that needs little
+constexpr size_t FIRST_STEP = 64U << 10;    // bytes of the first region that the system is asked for at a time
+constexpr size_t LATER_REGION = 32U << 20;  // bytes, in large pages
+constexpr size_t KEPT_OF_SPARE = 4U << 20;  // bytes that the spare region keeps of its pages
+constexpr size_t MOST_UNITS = LATER_REGION / HEAP_UNIT;
 
 #ifdef TARNIX_ASAN
-constexpr bool KEEPS_BLOCKS = false;  // the sanitizer shall see the use of what was released
+constexpr bool USES_REGIONS = false;  // the sanitizer sees the use of released memory only if it is really released
 #else
-constexpr bool KEEPS_BLOCKS = true;
+constexpr bool USES_REGIONS = CAN_MAP_MEMORY;
 #endif
 
-constexpr size_t ListCount() {
-  size_t count = 1;
-  for (size_t size = SMALLEST_KEPT; size < LARGEST_KEPT; size *= 2) {
-    ++count;
+struct Region {
+  Region* next;
+  char* memory;
+  size_t units;  // of HEAP_UNIT bytes
+  size_t freeUnits;
+  size_t firstFree;   // no unit before it is free
+  size_t refusedRun;  // no run of so many units is free; 0: not known
+  size_t ready;       // bytes from the start that the system has found pages for
+  size_t step;        // bytes that it finds pages for at a time
+  bool isTaken[MOST_UNITS];
+};
+
+std::mutex mutex;           // guards the regions
+Region* regions = nullptr;  // the oldest first; the first of them stays for good
+
+Region* AddRegion() {
+  Region** link = &regions;
+  while (*link != nullptr) {
+    link = &(*link)->next;
   }
-  return count;
+  void* memory = std::calloc(1, sizeof(Region));
+  if (memory == nullptr) {
+    return nullptr;
+  }
+  auto* region = static_cast<Region*>(memory);
+  const bool isFirst = regions == nullptr;
+  const size_t size = isFirst ? FIRST_REGION : LATER_REGION;
+  region->memory = static_cast<char*>(isFirst ? MapMemory(size) : MapLargePages(size));
+  if (region->memory == nullptr) {
+    std::free(region);
+    return nullptr;
+  }
+  region->units = region->freeUnits = size / HEAP_UNIT;
+  region->step = isFirst ? FIRST_STEP : LARGE_PAGE;
+  *link = region;
+  return region;
 }
 
-HeapBlock* keptBlocks[ListCount()] = {};  // by size, which doubles from one list to the next
-size_t keptBytes = 0;
-
-// The list for blocks of that size; null for a size that is not kept.
-HeapBlock** ListFor(size_t size) {
-  HeapBlock** list = keptBlocks;
-  for (size_t kept = SMALLEST_KEPT; KEEPS_BLOCKS && kept <= LARGEST_KEPT; kept *= 2, ++list) {
-    if (size == kept) {
-      return list;
+// The first unit of the first run of `count` free ones, or the number of units when there is none.
+size_t FindRun(const Region& region, size_t count) {
+  size_t begin = region.firstFree;
+  for (size_t unit = begin; unit < region.units; ++unit) {
+    if (region.isTaken[unit]) {
+      begin = unit + 1;
+    } else if (unit + 1 - begin == count) {
+      return begin;
     }
   }
-  return nullptr;
+  return region.units;
+}
+
+// Has the system find the pages up to `end`, and up to the next step, at once instead of one by one.
+void Prepare(Region* region, size_t end) {
+  if (end > region->ready) {
+    const size_t ready = (end + region->step - 1) / region->step * region->step;
+    PrepareMemory(region->memory + region->ready, ready - region->ready);
+    region->ready = ready;
+  }
+}
+
+HeapBlock* TakeRun(Region* region, size_t count) {
+  if (count > region->freeUnits || (region->refusedRun != 0 && count >= region->refusedRun)) {
+    return nullptr;
+  }
+  const size_t begin = FindRun(*region, count);
+  if (begin == region->units) {
+    region->refusedRun = count;
+    return nullptr;
+  }
+  std::fill_n(region->isTaken + begin, count, true);
+  region->freeUnits -= count;
+  if (begin == region->firstFree) {
+    region->firstFree = begin + count;
+  }
+  Prepare(region, (begin + count) * HEAP_UNIT);
+  return new (region->memory + begin * HEAP_UNIT) HeapBlock{nullptr, count * HEAP_UNIT};
+}
+
+HeapBlock* TakeFromRegions(size_t count) {
+  const std::lock_guard lock(mutex);
+  for (Region* region = regions; region != nullptr; region = region->next) {
+    HeapBlock* block = TakeRun(region, count);
+    if (block != nullptr) {
+      return block;
+    }
+  }
+  Region* region = AddRegion();
+  return region != nullptr ? TakeRun(region, count) : nullptr;
+}
+
+Region* FindRegion(const HeapBlock* block) {
+  const auto address = reinterpret_cast<uintptr_t>(block);
+  Region* region = regions;
+  while (region != nullptr && address - reinterpret_cast<uintptr_t>(region->memory) >= region->units * HEAP_UNIT) {
+    region = region->next;
+  }
+  return region;
+}
+
+void GiveRun(Region* region, HeapBlock* block) {
+  const size_t begin = static_cast<size_t>(reinterpret_cast<char*>(block) - region->memory) / HEAP_UNIT;
+  const size_t count = block->size / HEAP_UNIT;
+  std::fill_n(region->isTaken + begin, count, false);
+  region->freeUnits += count;
+  region->firstFree = std::min(region->firstFree, begin);
+  region->refusedRun = 0;
+}
+
+// Gives later regions that are empty back to the system. One of them stays as a spare, with some of its pages.
+void DropEmptyRegions() {
+  bool hasSpare = false;
+  for (Region** link = &regions; *link != nullptr;) {
+    Region* region = *link;
+    if (region == regions || region->freeUnits < region->units) {
+      link = &region->next;
+    } else if (hasSpare) {
+      *link = region->next;
+      UnmapMemory(region->memory, region->units * HEAP_UNIT);
+      std::free(region);
+    } else {
+      hasSpare = true;
+      if (region->ready > KEPT_OF_SPARE) {
+        DiscardPages(region->memory + KEPT_OF_SPARE, region->ready - KEPT_OF_SPARE);
+        region->ready = KEPT_OF_SPARE;
+      }
+      link = &region->next;
+    }
+  }
 }
 
 }  // namespace
 
 HeapBlock* TakeHeapBlock(size_t size) {
-  HeapBlock** list = ListFor(size);
-  if (list != nullptr && *list != nullptr) {
-    HeapBlock* block = *list;
-    *list = block->next;
-    keptBytes -= size;
-    return block;
+  const size_t count = (size - 1) / HEAP_UNIT + 1;
+  if (USES_REGIONS && size <= LARGEST_RUN && count * HEAP_UNIT - size <= size / 8) {
+    HeapBlock* block = TakeFromRegions(count);
+    if (block != nullptr) {
+      return block;
+    }
   }
   void* memory = std::malloc(size);
-  // Small blocks are not worth the call.
-  return memory != nullptr ? new (memory) HeapBlock{nullptr, size, list != nullptr ? 0 : size} : nullptr;
+  return memory != nullptr ? new (memory) HeapBlock{nullptr, size} : nullptr;
 }
 
-void GiveHeapBlock(HeapBlock* block) {
-  HeapBlock** list = ListFor(block->size);
-  if (list == nullptr || keptBytes + block->size > KEPT_AT_MOST) {
-    std::free(block);
+void GiveHeapBlocks(HeapBlock* blocks) {
+  if (blocks == nullptr) {
     return;
   }
-  block->next = *list;
-  *list = block;
-  keptBytes += block->size;
-}
-
-size_t PrepareHeapBlock(HeapBlock* block, size_t end) {
-  if (end > block->ready) {
-    const size_t ready = std::min((end + STRIDE - 1) / STRIDE * STRIDE, block->size);
-    PrepareMemory(reinterpret_cast<char*>(block) + block->ready, ready - block->ready);
-    block->ready = ready;
+  const std::lock_guard lock(mutex);
+  while (blocks != nullptr) {
+    HeapBlock* next = blocks->next;
+    Region* region = FindRegion(blocks);
+    if (region != nullptr) {
+      GiveRun(region, blocks);
+    } else {
+      std::free(blocks);
+    }
+    blocks = next;
   }
-  return block->ready;
+  DropEmptyRegions();
 }

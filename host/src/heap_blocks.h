@@ -1,5 +1,6 @@
-// Where heaps get their blocks from: the process's memory, and a few large blocks of released heaps. A debugger that
-// fills a module, looks at it and drops it has the same memory for the next one, which the system need not find again.
+// Where heaps get their blocks from: small and very large ones from the process's memory, the others from regions of
+// the library's own. Released heaps leave their part of the regions to later ones, so a debugger that fills a module,
+// looks at it and drops it fills the next one in memory that the system need not find again. Any thread may call.
 #pragma once
 
 #include <cstddef>
@@ -12,19 +13,17 @@
 #define TARNIX_ASAN 1
 #endif
 
-constexpr size_t HEAP_ALIGNMENT = 8;  // records hold pointers, words and bytes, nothing wider
+constexpr size_t HEAP_ALIGNMENT = 8;    // bytes; records hold pointers, words and bytes, nothing wider
+constexpr size_t HEAP_UNIT = 4U << 10;  // bytes; blocks of a region are multiples of it
 
-// What each block begins with.
+// The start of each block.
 struct alignas(HEAP_ALIGNMENT) HeapBlock {
-  HeapBlock* next;  // of the heap
-  size_t size;      // with this header
-  size_t ready;     // bytes from the block's start that need no more preparing
+  HeapBlock* next;  // for the owner of the block
+  size_t size;      // bytes, this header included
 };
 
-// A block of `size` bytes, this header included, or null.
+// A block of `size` bytes, this header included, or up to an eighth more. Null when there is no memory.
 HeapBlock* TakeHeapBlock(size_t size);
-void GiveHeapBlock(HeapBlock* block);
 
-// Lets the system find the memory of `block` up to `end` and some way further, at once instead of page by page. Gives
-// the offset up to which the block is ready.
-size_t PrepareHeapBlock(HeapBlock* block, size_t end);
+// Takes back a chain of blocks, which may be empty.
+void GiveHeapBlocks(HeapBlock* blocks);

@@ -87,3 +87,48 @@ void PrepareMemory([[maybe_unused]] void* memory, [[maybe_unused]] size_t size) 
   }
 #endif
 }
+
+#if defined(__linux__)
+
+void* MapMemory(size_t size) {
+  void* memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  return memory != MAP_FAILED ? memory : nullptr;
+}
+
+void* MapLargePages(size_t size) {
+  auto* mapped = static_cast<char*>(MapMemory(size + LARGE_PAGE));
+  if (mapped == nullptr) {
+    return nullptr;
+  }
+  const size_t before = LARGE_PAGE - reinterpret_cast<uintptr_t>(mapped) % LARGE_PAGE;
+  munmap(mapped, before);
+  if (before < LARGE_PAGE) {
+    munmap(mapped + before + size, LARGE_PAGE - before);
+  }
+  madvise(mapped + before, size, MADV_HUGEPAGE);
+  return mapped + before;
+}
+
+void UnmapMemory(void* memory, size_t size) {
+  munmap(memory, size);
+}
+
+void DiscardPages(void* memory, size_t size) {
+  madvise(memory, size, MADV_DONTNEED);
+}
+
+#else
+
+void* MapMemory(size_t /*size*/) {
+  return nullptr;
+}
+
+void* MapLargePages(size_t /*size*/) {
+  return nullptr;
+}
+
+void UnmapMemory(void* /*memory*/, size_t /*size*/) {}
+
+void DiscardPages(void* /*memory*/, size_t /*size*/) {}
+
+#endif

@@ -4,8 +4,12 @@
 
 #include <algorithm>
 #include <cstring>
+#include <fstream>
 #include <random>
+#include <thread>
 #include <vector>
+
+#include "support/heap_failure.h"
 
 namespace {
 
@@ -18,8 +22,8 @@ class Heap : public testing::Test {
 };
 
 // Two heaps grow at a time, in memory that those before them gave back.
-TEST_F(Heap, PiecesAreAlignedApartAndKeepTheirBytes) {
-  std::mt19937 random(1);
+void FillTwoHeaps(unsigned seed) {
+  std::mt19937 random(seed);
   for (int round = 0; round < 3; ++round) {
     mem_desc* heaps[] = {HEAP_Create(0, 0, 0), HEAP_Create(0, 0, 0)};
     size_t totals[] = {0, 0};
@@ -42,8 +46,62 @@ TEST_F(Heap, PiecesAreAlignedApartAndKeepTheirBytes) {
     EXPECT_EQ(HEAP_Release(heaps[0]), nullptr);
     EXPECT_EQ(HEAP_Release(heaps[1]), nullptr);
   }
+}
+
+TEST_F(Heap, PiecesAreAlignedApartAndKeepTheirBytes) {
+  FillTwoHeaps(1);
   EXPECT_EQ(HEAP_Release(nullptr), nullptr);
 }
+
+TEST_F(Heap, ThreadsHaveHeapsOfTheirOwn) {
+  const size_t live = HEAP_LiveCount();
+  std::thread other(FillTwoHeaps, 2);
+  FillTwoHeaps(3);
+  other.join();
+  EXPECT_EQ(HEAP_LiveCount(), live);
+}
+
+// Under an emulator or a sanitizer the process has memory of theirs too.
+#if defined(__linux__) && (defined(__x86_64__) || defined(__i386__)) && !defined(__SANITIZE_ADDRESS__) && \
+    !defined(__SANITIZE_THREAD__)
+size_t ResidentBytes() {
+  size_t total = 0;
+  size_t resident = 0;
+  std::ifstream("/proc/self/statm") >> total >> resident;
+  return resident * 4096;
+}
+
+TEST_F(Heap, SmallHeapsTakeHalfAKilobyteAndBigOnesAnEighthMoreThanIsUsed) {
+  std::vector<mem_desc*> heaps(20000);
+  const struct {
+    size_t heaps, pieces, mostBytes;  // `mostBytes` of a heap
+  } facts[] = {{20000, 0, 650}, {20000, 1, 650}, {2000, 100, 13500}, {40, 10000, 1130000}};
+  for (const auto& fact : facts) {
+    const size_t before = ResidentBytes();
+    for (size_t i = 0; i < fact.heaps; ++i) {
+      heaps[i] = HEAP_Create(0, 0, 0);
+      for (size_t piece = 0; piece < fact.pieces; ++piece) std::memset(HEAP_Get(heaps[i], 100), 1, 100);
+    }
+    EXPECT_LT(ResidentBytes() - before, fact.heaps * fact.mostBytes) << fact.pieces;
+    for (size_t i = 0; i < fact.heaps; ++i) HEAP_Release(heaps[i]);
+  }
+}
+
+TEST_F(Heap, ReleasedMemoryGoesBackOrToTheNextHeap) {
+  for (int round = 0; round < 3; ++round) {
+    mem_desc* heaps[3];
+    for (mem_desc*& heap : heaps) heap = HEAP_Create(0, 0, 0);
+    for (int i = 0; i < 900000; ++i) std::memset(HEAP_Get(heaps[i % 3], 100), 1, 100);
+    const size_t full = ResidentBytes();
+    HEAP_Release(heaps[1]);  // its memory is among that of the others
+    heaps[1] = HEAP_Create(0, 0, 0);
+    for (int i = 0; i < 280000; ++i) std::memset(HEAP_Get(heaps[1], 100), 1, 100);
+    EXPECT_LT(ResidentBytes(), full + 2000000);
+    for (mem_desc* heap : heaps) HEAP_Release(heap);
+    EXPECT_LT(ResidentBytes(), full - 60000000);
+  }
+}
+#endif
 
 TEST_F(Heap, CeilingBoundsWhatIsGivenOut) {
   for (const size_t ceiling : {0u, 16u, 1000u, 4096u, 100000u, 5000000u}) {
@@ -67,9 +125,16 @@ TEST_F(Heap, CeilingBoundsWhatIsGivenOut) {
 TEST_F(Heap, RefusalLeavesTheHeapUsable) {
   HEAP_SetCeiling(10000);
   mem_desc* heap = HEAP_Create(0, 0, 0);
-  for (const size_t size : {size_t{10001}, SIZE_MAX, SIZE_MAX - 1, SIZE_MAX - 15, SIZE_MAX - 100, SIZE_MAX / 2 + 1}) {
+  HEAP_SetCeiling(SIZE_MAX);
+  mem_desc* boundless = HEAP_Create(0, 0, 0);
+  for (const size_t size : {SIZE_MAX, SIZE_MAX - 1, SIZE_MAX - 7, SIZE_MAX - 15, SIZE_MAX - 100, SIZE_MAX / 2 + 1}) {
     EXPECT_EQ(HEAP_Get(heap, size), nullptr) << size;
+    EXPECT_EQ(HEAP_Get(boundless, size), nullptr) << size;
   }
+  EXPECT_EQ(HEAP_BytesUsed(boundless), 0u);
+  EXPECT_NE(HEAP_Get(boundless, 100000), nullptr);
+  HEAP_Release(boundless);
+  EXPECT_EQ(HEAP_Get(heap, 10001), nullptr);
   EXPECT_EQ(HEAP_BytesUsed(heap), 0u);
   EXPECT_NE(HEAP_Get(heap, 5000), nullptr);
   EXPECT_EQ(HEAP_Get(heap, 5001), nullptr);

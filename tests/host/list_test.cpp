@@ -6,6 +6,8 @@
 #include <random>
 #include <vector>
 
+#include "support/heap_failure.h"
+
 namespace {
 
 struct Item {

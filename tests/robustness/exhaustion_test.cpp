@@ -8,6 +8,7 @@
 #include "loader/code_download.h"
 #include "session.h"
 #include "sound_files.h"
+#include "support/heap_failure.h"
 #include "support/temp_folder.h"
 #include "tarnixcore/host_program.h"
 

@@ -14,6 +14,7 @@
 #include "loader/elf_loader.h"
 #include "records/debug_records.h"
 #include "support/elf_file.h"
+#include "support/heap_failure.h"
 #include "tarnixcore/host_program.h"
 #include "tarnixcore/obj_file_loader.h"
 
