@@ -2,14 +2,18 @@
 #include "tarnixcore/messages.h"
 
 #include <cstdio>
-#include <string>
+#include <mutex>
 
+#include "tarnixcore/files.h"
 #include "tarnixcore/host_program.h"
+#include "tarnixcore/text.h"
 
 namespace {
 
 HostHandlers handlers;
-std::string absFileDir;
+
+std::mutex directoryMutex;  // two components may open files at the same time
+char absFileDir[FE_NAME_SIZE] = "";
 
 const char* OrEmpty(const char* text) {
   return text != nullptr ? text : "";
@@ -24,15 +28,14 @@ HostHandlers HOST_SetHandlers(const HostHandlers& newHandlers) {
 }
 
 const char* HOST_AbsFileDir() {
-  return absFileDir.c_str();
+  thread_local char copy[FE_NAME_SIZE];
+  const std::lock_guard lock(directoryMutex);
+  return TU_strncpy(copy, absFileDir, FE_NAME_SIZE);
 }
 
 void SetAbsFileDir(const char* directory) {
-  try {
-    absFileDir = OrEmpty(directory);
-  } catch (...) {
-    absFileDir.clear();
-  }
+  const std::lock_guard lock(directoryMutex);
+  TU_strncpy(absFileDir, directory, FE_NAME_SIZE);
 }
 
 void DB_Message(const char* text) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tarnixcore/host_program.h"
@@ -104,6 +105,20 @@ TEST(Messages, GoToTheHandlersOrToStandardError) {
   testing::internal::CaptureStderr();
   EXPECT_EQ(SayAll(), std::pair(int{IDOK}, 1));
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "line\n\ncaption: text\nName 6.1.29 Build 3\n");
+}
+
+TEST(AbsFileDir, IsTheLastOneAndStaysReadableWhileAnotherThreadRecords) {
+  SetAbsFileDir("one");
+  const char* one = HOST_AbsFileDir();
+  std::thread other([] {
+    SetAbsFileDir("two");
+    EXPECT_STREQ(HOST_AbsFileDir(), "two");
+  });
+  other.join();
+  EXPECT_STREQ(one, "one");
+  EXPECT_STREQ(HOST_AbsFileDir(), "two");
+  SetAbsFileDir(nullptr);
+  EXPECT_STREQ(HOST_AbsFileDir(), "");
 }
 
 class Table : public SymbolTable {
