@@ -46,7 +46,6 @@ void DB_Message(const char* text) {
   }
 }
 
-#if !defined(_WIN32)
 int MessageBoxA(void* /*owner*/, const char* text, const char* caption, unsigned style) {
   if (handlers.messageBox != nullptr) {
     return handlers.messageBox(handlers.context, OrEmpty(text), OrEmpty(caption), style);
@@ -54,7 +53,6 @@ int MessageBoxA(void* /*owner*/, const char* text, const char* caption, unsigned
   std::fprintf(stderr, "%s: %s\n", OrEmpty(caption), OrEmpty(text));
   return IDOK;
 }
-#endif
 
 void DLG_CreateLoadProgressDlg(const char* title, unsigned long total) {
   if (handlers.progressCreate != nullptr) {
