@@ -19,9 +19,6 @@
 
 #include <ctime>
 #endif
-#if defined(__linux__)
-#include <sys/mman.h>
-#endif
 
 namespace elfload {
 
@@ -154,15 +151,5 @@ uint64_t ReadPeakMemory() {
 }
 
 #endif
-
-void PrepareMemory([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t size) {
-#if defined(MADV_POPULATE_WRITE)
-  static const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-  const std::size_t skipped = (page - reinterpret_cast<uintptr_t>(memory) % page) % page;
-  if (size >= skipped + page) {
-    madvise(static_cast<char*>(memory) + skipped, (size - skipped) / page * page, MADV_POPULATE_WRITE);
-  }
-#endif
-}
 
 }  // namespace elfload

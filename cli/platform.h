@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <string>
 
+#include "tarnixcore/memory.h"  // PrepareMemory
+
 namespace elfload {
 
 // The folder of the running program, with a separator at its end; empty when the system does not tell.
@@ -39,8 +41,5 @@ ProcessTimes ReadProcessTimes();
 
 // The largest amount of memory that the process has held at a time, in bytes; 0 when the system does not tell.
 uint64_t ReadPeakMemory();
-
-// Has the system find the pages that lie wholly in this memory, whose contents stay. A wish: nothing depends on it.
-void PrepareMemory(void* memory, std::size_t size);
 
 }  // namespace elfload

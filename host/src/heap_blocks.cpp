@@ -7,6 +7,7 @@
 #include <new>
 
 #include "system.h"
+#include "tarnixcore/memory.h"
 
 namespace {
 

@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <system_error>
 
+#include "tarnixcore/memory.h"
+
 #if defined(_WIN32)
 #include <io.h>
 #else

@@ -21,9 +21,6 @@ int CloseFile(int handle);
 // In seconds, as `st_mtime`; 0 when it cannot be told.
 uint32_t FileModificationTime(int handle);
 
-// Has the system find the pages that lie wholly in this memory, whose contents stay. A wish: nothing depends on it.
-void PrepareMemory(void* memory, size_t size);
-
 // Memory of whole pages, all 0, straight from the system; null where there is none or the system has no such call. The
 // pages are found when they are touched. MapLargePages asks for pages of LARGE_PAGE bytes, which the system may refuse;
 // its result is aligned to them.
