@@ -9,7 +9,7 @@ bool IsSeparator(char letter);
 // Begins with a separator or a drive.
 bool IsAbsolute(std::string_view path);
 
-// Directory, separator, name, extension, as FE_BuildFileName tells.
+// Directory, separator, name, extension, joined as FE_BuildFileName does.
 std::string JoinNames(std::string_view directory, std::string_view name, std::string_view extension);
 
 // Drops "." and double separators and lets ".." take the part before it, but no root. The other separators stay.

@@ -29,7 +29,7 @@ size_t DriveLength(std::string_view path) {
   return path.size() >= 2 && IsLetter(path[0]) && path[1] == ':' ? 2 : 0;
 }
 
-// Length of what "." and ".." cannot leave: the drive and the separator behind it, or the two of a share.
+// Length of what "." and ".." cannot leave: the drive and the separator after it, or the two of a share.
 size_t RootLength(std::string_view path) {
   const size_t drive = DriveLength(path);
   if (drive == 0 && path.substr(0, 2) == "\\\\") {

@@ -83,7 +83,7 @@ void Unpoison([[maybe_unused]] char* from, [[maybe_unused]] size_t size) {
 
 struct alignas(ALIGNMENT) mem_desc {
   char* cursor;       // the next piece; aligned
-  char* end;          // of what HEAP_Get may give out without asking; aligned
+  char* end;          // of what HEAP_Get gives out by itself; aligned
   char* start;        // of the current block's pieces
   char* blockEnd;     // aligned
   HeapBlock* blocks;  // all but the first, which begins with this record

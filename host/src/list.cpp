@@ -21,7 +21,7 @@ struct L_list {
   Node* cursor;               // the node whose data L_First or L_Next returned last
   mutable Node* first;        // merging what waits is no change that a caller could see
   mutable Node* last;         // null: the list is empty, and nothing waits
-  mutable Node* waiting;      // sorted insertions, the newest first; none of them may stand after `last`
+  mutable Node* waiting;      // sorted insertions, the newest first; none of them goes after `last`
   mutable L_Compare compare;  // of those that wait
 };
 
@@ -32,7 +32,7 @@ void* Allocate(mem_desc* heap, size_t size) {
 }
 
 // Merges two chains that each begin with what comes last in the list. Data of `newer` go after all data of `older` that
-// may stand before them.
+// may be before them.
 Node* Merge(Node* newer, Node* older, L_Compare compare) {
   Node* merged = nullptr;
   Node** link = &merged;

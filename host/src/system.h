@@ -18,7 +18,7 @@ int OpenRegularFile(const char* path);
 // 0 when closed.
 int CloseFile(int handle);
 
-// In seconds, as `st_mtime`; 0 when it cannot be told.
+// In seconds, as `st_mtime`; 0 when it is not known.
 uint32_t FileModificationTime(int handle);
 
 // Memory of whole pages, all 0, straight from the system; null where there is none or the system has no such call. The
@@ -39,5 +39,5 @@ void UnmapMemory(void* memory, size_t size);
 // Gives the pages of mapped memory back and leaves the memory usable, all 0.
 void DiscardPages(void* memory, size_t size);
 
-// Without a trailing separator unless it is a root; empty when it cannot be told.
+// Without a trailing separator unless it is a root; empty when it is not known.
 std::string WorkingDirectory();

@@ -64,7 +64,7 @@ TEST(CommandTable, FirstWordNamesTheRow) {
   EXPECT_EQ(ExecCommandTableH(&echo, line, nullptr), 0);
 }
 
-// Everything that a component can say; gives the answers to its questions.
+// Everything that a component can say; returns the answers to its questions.
 std::pair<int, int> SayAll() {
   DB_Message("line");
   DB_Message(nullptr);
@@ -128,7 +128,7 @@ class Table : public SymbolTable {
 
  protected:
   void ReleaseModules(DescModule* modules) override {
-    calls_->push_back(std::to_string(modules->number) + (Heap() != nullptr ? " heap stands" : " heap gone"));
+    calls_->push_back(std::to_string(modules->number) + (Heap() != nullptr ? " heap there" : " heap gone"));
   }
 
  private:
@@ -154,7 +154,7 @@ TEST(SymbolTable, ResetReleasesModulesThenHeap) {
     plain.Reset(HEAP_Create(0, 0, 0));
     plain.SetModules(&modules[0]);
   }
-  EXPECT_EQ(calls, (Calls{"1 heap stands", "2 heap stands"}));
+  EXPECT_EQ(calls, (Calls{"1 heap there", "2 heap there"}));
   EXPECT_EQ(HEAP_LiveCount(), live);
 }
 

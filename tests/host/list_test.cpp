@@ -17,7 +17,7 @@ struct Item {
 using Numbers = std::vector<int>;
 
 size_t comparisons = 0;
-int MayStandBefore(const void* a, const void* b) {
+int MayBeBefore(const void* a, const void* b) {
   ++comparisons;
   return static_cast<const Item*>(a)->key <= static_cast<const Item*>(b)->key ? 1 : -1;
 }
@@ -40,7 +40,7 @@ TEST(List, ModesPlaceHeadTailAndSorted) {
                                       {L_SORTED, {6, 1, 4, 3, 0, 2, 5}}}) {
       L_list* list = L_Create(owner);
       EXPECT_EQ(L_First(list), nullptr);
-      for (Item& item : items) EXPECT_EQ(L_InsertData(list, mode, mode == L_SORTED ? MayStandBefore : L_Nop, &item), 1);
+      for (Item& item : items) EXPECT_EQ(L_InsertData(list, mode, mode == L_SORTED ? MayBeBefore : L_Nop, &item), 1);
       EXPECT_EQ(NumbersOf(list), order);
       L_FreeList(&list, L_Nop);
       EXPECT_EQ(list, nullptr);
@@ -53,14 +53,14 @@ TEST(List, MixedModesReadsBetweenThemAndAppendedLists) {
   Item low{1, 0}, middle{5, 1}, high{9, 2}, other{5, 3}, between{7, 4};
   L_list* list = L_Create(nullptr);
   EXPECT_EQ(L_AddList(list, list), 1);
-  L_InsertData(list, L_SORTED, MayStandBefore, &middle);
+  L_InsertData(list, L_SORTED, MayBeBefore, &middle);
   L_InsertData(list, L_AT_HEAD, L_Nop, &low);
   L_InsertData(list, L_AT_TAIL, L_Nop, &high);
   EXPECT_EQ(NumbersOf(list), (Numbers{0, 1, 2}));
   EXPECT_EQ(L_First(list), &low);
   EXPECT_EQ(L_Next(list), &middle);
-  L_InsertData(list, L_SORTED, MayStandBefore, &other);  // the cursor stays on its data
-  L_InsertData(list, L_SORTED, MayStandBefore, &between);
+  L_InsertData(list, L_SORTED, MayBeBefore, &other);  // the cursor stays on its data
+  L_InsertData(list, L_SORTED, MayBeBefore, &between);
   EXPECT_EQ(L_Next(list), &other);
   EXPECT_EQ(NumbersOf(list), (Numbers{0, 1, 3, 4, 2}));
 
@@ -75,10 +75,10 @@ TEST(List, MixedModesReadsBetweenThemAndAppendedLists) {
   L_FreeList(&list, L_Nop);
 }
 
-// Against a list that does each insertion at once, as its words have it: after all data that may stand before it. Modes
-// and orders take turns, so the list is mostly not in order itself.
+// Compares with a list that does each insertion at once: after all data that may be before it. Modes and orders take
+// turns, so the list itself is mostly not in order.
 TEST(List, AnyMixOfModesOrdersAndReadsGivesTheSameAsOneInsertionAfterTheOther) {
-  const auto descending = [](const void* a, const void* b) { return MayStandBefore(b, a); };
+  const auto descending = [](const void* a, const void* b) { return MayBeBefore(b, a); };
   std::mt19937 random(11);
   for (int round = 0; round < 300; ++round) {
     Item items[60];
@@ -88,7 +88,7 @@ TEST(List, AnyMixOfModesOrdersAndReadsGivesTheSameAsOneInsertionAfterTheOther) {
     for (int i = 0; i < 60; ++i) {
       items[i] = {static_cast<int>(random() % 12), i};
       const int mode = random() % 8 < sortedShare ? L_SORTED : static_cast<int>(random() % 2);
-      const L_Compare compare = random() % 16 == 0 ? L_Compare(descending) : MayStandBefore;
+      const L_Compare compare = random() % 16 == 0 ? L_Compare(descending) : MayBeBefore;
       size_t place = mode == L_AT_HEAD ? 0 : expected.size();
       while (mode == L_SORTED && place > 0 && compare(expected[place - 1], &items[i]) != 1) --place;
       expected.insert(expected.begin() + static_cast<std::ptrdiff_t>(place), &items[i]);
@@ -117,7 +117,7 @@ TEST(List, SortedInsertionCostsNLogNComparisonsInAnyOrder) {
     for (int i = 0; i < COUNT; ++i) items[static_cast<size_t>(i)] = {key(i, static_cast<unsigned>(random())), i};
     comparisons = 0;
     L_list* list = L_Create(nullptr);
-    for (Item& item : items) ASSERT_EQ(L_InsertData(list, L_SORTED, MayStandBefore, &item), 1);
+    for (Item& item : items) ASSERT_EQ(L_InsertData(list, L_SORTED, MayBeBefore, &item), 1);
     int count = 0;
     for (const Item* before = nullptr; const void* data = count == 0 ? L_First(list) : L_Next(list); ++count) {
       const auto* item = static_cast<const Item*>(data);
@@ -134,11 +134,11 @@ TEST(List, WithoutMemoryOrListNothingChanges) {
   Item items[] = {{0, 0}, {1, 1}};
   mem_desc* heap = HEAP_Create(0, 0, 0);
   L_list* list = L_Create(heap);
-  L_InsertData(list, L_SORTED, MayStandBefore, &items[1]);
-  L_InsertData(list, L_SORTED, MayStandBefore, &items[0]);
+  L_InsertData(list, L_SORTED, MayBeBefore, &items[1]);
+  L_InsertData(list, L_SORTED, MayBeBefore, &items[0]);
   HEAP_FailFrom(1);
   for (const int mode : {L_AT_HEAD, L_AT_TAIL, L_SORTED}) {
-    EXPECT_EQ(L_InsertData(list, mode, MayStandBefore, &items[1]), 0);
+    EXPECT_EQ(L_InsertData(list, mode, MayBeBefore, &items[1]), 0);
   }
   EXPECT_EQ(L_AddList(list, list), 0);
   EXPECT_EQ(L_Create(heap), nullptr);

@@ -1,5 +1,5 @@
-// Which symbols the shared libraries show. `tarnixcore` is built with hidden visibility; what carries TARNIX_API is its
-// interface. A plug-in marks what it exports with TARNIX_EXPORT.
+// Which symbols the shared libraries export. `tarnixcore` is built with hidden visibility; its interface is marked with
+// TARNIX_API. A plug-in marks its exports with TARNIX_EXPORT.
 #pragma once
 
 #if defined(_WIN32)

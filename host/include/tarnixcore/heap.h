@@ -1,4 +1,4 @@
-// Heaps: regions of memory that grow block by block and are freed as a whole.
+// Heaps: memory that grows block by block and is freed as a whole.
 //
 //   mem_desc* heap = HEAP_Create(0, 0, 0);
 //   auto* record = static_cast<DescProc*>(HEAP_Get(heap, sizeof(DescProc)));  // null past the ceiling

@@ -1,38 +1,42 @@
-// The target that a download goes to. The host program derives from it and plugs its own in.
+// The target of a download. The host program derives its own from it and plugs that in (tarnixcore/host_program.h).
 #pragma once
 
 #include <cstdint>
 
 #include "tarnixcore/export.h"
 
-// A target address, passed by value. The first word is the 32-bit address; the target decides what the second means.
+// A target address, passed by value.
 struct Address {
   uint32_t offset = 0;
-  uint32_t space = 0;
+  uint32_t space = 0;  // its meaning is the target's own; 0 is the only value that loaders pass
 };
 
 enum TargetMemoryType { TARGET_WRITABLE = 0, TARGET_READ_ONLY = 1 };
 
-// Operations stand in slot order.
+// The order of the virtual operations is the order of their slots.
 class TARNIX_API Target {
  public:
   Target();
   Target(const Target&) = delete;
   Target& operator=(const Target&) = delete;
-  // Writes `count` bytes; 1 when written. `access` is 2.
+  // Writes `count` bytes at `address`. 1 when written, else 0. `access` is 2.
   virtual int WriteBlock(Address address, const void* buffer, uint32_t count, int access) = 0;
-  // Reads `count` bytes into `buffer`; 1 when read. `access` is 2.
+  // Reads `count` bytes at `address` into `buffer`. 1 when read, else 0. `access` is 2.
   virtual int ReadBlock(Address address, void* buffer, uint32_t count, int access) = 0;
-  // Not 0 when the start address was set.
+  // Sets where the program starts. Not 0 when set.
   virtual int SetStartAddress(uint32_t address) = 0;
-  // Code 29 hands over the note text of the absolute file, possibly null. The result is not looked at.
+  // Code 29 passes the note text of the absolute file, which may be null. Nothing depends on the result, which is 0
+  // here.
   virtual int TargetCapabilities(int code, const char* text);
-  // 1 before the memory checks of a download, 0 behind them. The result is not looked at.
+  // Request 1 comes before the memory checks of a download, request 0 after them. Nothing depends on the result, which
+  // is 0 here.
   virtual int Control(int request);
-  // 0 refuses the range from `first` to `last`, both included. `memoryType` is a TargetMemoryType.
+  // Whether the range from `first` to `last`, both included, may be written: 0 refuses it, and so the download. `name`
+  // is
+  // "", `memoryType` a TargetMemoryType. This one returns 1.
   virtual int CheckMemory(uint32_t first, uint32_t last, const char* name, int memoryType);
   virtual ~Target();
 };
 
-// The target of the host program, or null.
+// The target that the host program has set, or null.
 TARNIX_API Target* GetTheTarget();

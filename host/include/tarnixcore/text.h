@@ -3,10 +3,10 @@
 
 #include "tarnixcore/export.h"
 
-// Copies at most `size` - 1 characters and a terminator. A size below 1 writes nothing; a null text counts as empty.
-// Gives `out`.
+// Copies at most `size` - 1 characters of `text` and a terminator to `out`, and returns `out`. A size below 1 writes
+// nothing. A null text counts as "". The two may overlap.
 TARNIX_API char* TU_strncpy(char* out, const char* text, int size);
 
-// The index, from 0, of the value of the environment variable `key` among the `choices`, which '|' separates; letters
-// compare without regard to case. `fallback` when the variable is not set or is none of them.
+// The value of the environment variable `key` as an index, from 0, into `choices`, which '|' separates. Letters compare
+// without regard to case. `fallback` when the variable is not set or is none of the choices, or an argument is null.
 TARNIX_API int TE_WhichByKey(const char* key, const char* choices, int fallback);
