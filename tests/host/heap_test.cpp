@@ -71,31 +71,31 @@ size_t ResidentBytes() {
   return resident * 4096;
 }
 
+mem_desc* HeapOf(size_t pieces) {
+  mem_desc* heap = HEAP_Create(0, 0, 0);
+  for (size_t piece = 0; piece < pieces; ++piece) std::memset(HEAP_Get(heap, 100), 1, 100);
+  return heap;
+}
+
 TEST_F(Heap, SmallHeapsTakeHalfAKilobyteAndBigOnesAnEighthMoreThanIsUsed) {
-  std::vector<mem_desc*> heaps(20000);
+  std::vector<mem_desc*> heaps = {HeapOf(300000)};  // what earlier heaps have left goes to this one
   const struct {
     size_t heaps, pieces, mostBytes;  // `mostBytes` of a heap
-  } facts[] = {{20000, 0, 650}, {20000, 1, 650}, {2000, 100, 13500}, {40, 10000, 1130000}};
+  } facts[] = {{20000, 0, 650}, {20000, 1, 650}, {200, 1200, 162000}, {40, 10000, 1130000}};
   for (const auto& fact : facts) {
     const size_t before = ResidentBytes();
-    for (size_t i = 0; i < fact.heaps; ++i) {
-      heaps[i] = HEAP_Create(0, 0, 0);
-      for (size_t piece = 0; piece < fact.pieces; ++piece) std::memset(HEAP_Get(heaps[i], 100), 1, 100);
-    }
+    for (size_t i = 0; i < fact.heaps; ++i) heaps.push_back(HeapOf(fact.pieces));
     EXPECT_LT(ResidentBytes() - before, fact.heaps * fact.mostBytes) << fact.pieces;
-    for (size_t i = 0; i < fact.heaps; ++i) HEAP_Release(heaps[i]);
   }
+  for (mem_desc* heap : heaps) HEAP_Release(heap);
 }
 
 TEST_F(Heap, ReleasedMemoryGoesBackOrToTheNextHeap) {
   for (int round = 0; round < 3; ++round) {
-    mem_desc* heaps[3];
-    for (mem_desc*& heap : heaps) heap = HEAP_Create(0, 0, 0);
-    for (int i = 0; i < 900000; ++i) std::memset(HEAP_Get(heaps[i % 3], 100), 1, 100);
+    mem_desc* heaps[] = {HeapOf(300000), HeapOf(300000), HeapOf(300000)};
     const size_t full = ResidentBytes();
     HEAP_Release(heaps[1]);  // its memory is among that of the others
-    heaps[1] = HEAP_Create(0, 0, 0);
-    for (int i = 0; i < 280000; ++i) std::memset(HEAP_Get(heaps[1], 100), 1, 100);
+    heaps[1] = HeapOf(280000);
     EXPECT_LT(ResidentBytes(), full + 2000000);
     for (mem_desc* heap : heaps) HEAP_Release(heap);
     EXPECT_LT(ResidentBytes(), full - 60000000);
