@@ -3,8 +3,8 @@
 #include <cstring>
 #include <memory>
 
-#include "expression.h"
 #include "records/debug_records.h"
+#include "session/expression.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0) {

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "json/record_json.h"
 #include "loader/code_download.h"
 #include "loader/elf_loader.h"
-#include "record_json.h"
-#include "session.h"
+#include "session/session.h"
 #include "sound_files.h"
 #include "support/temp_folder.h"
 #include "target/memory_target.h"
@@ -77,7 +77,7 @@ void AskForSections(ElfLoader& loader) {
 
 void WriteRecords(ElfLoader& loader, SymbolTable& table, elfload::Output& out) {
   elfload::JsonWriter json(out);
-  const bool littleEndian = loader.image != nullptr && loader.image->littleEndian != 0;
+  const bool littleEndian = elfload::ReadState(loader).littleEndian;
   elfload::RecordJson records(json, loader.debugFormat == DEBUG_FORMAT_DWARF1, littleEndian);
   json.BeginArray();
   for (DescModule* module = table.Modules(); module != nullptr; module = module->next) {

@@ -8,28 +8,28 @@
 #include <algorithm>
 #include <utility>
 
-#include "loader/code_download.h"
+#include "target/load_code.h"
 #include "target/region_map.h"
 
 namespace elfload {
 
-std::vector<SegmentToLoad> SegmentsToLoad(const std::vector<ElfProgramHeader>& headers, Placement placement) {
-  const bool hasPhysical = std::any_of(headers.begin(), headers.end(), [](const ElfProgramHeader& header) {
-    return header.p_type == PT_LOAD && header.p_paddr != 0;
+std::vector<SegmentToLoad> SegmentsToLoad(const std::vector<ElfSegment>& headers, Placement placement) {
+  const bool hasPhysical = std::any_of(headers.begin(), headers.end(), [](const ElfSegment& header) {
+    return header.type == SEGMENT_LOAD && header.paddr != 0;
   });
   std::vector<SegmentToLoad> segments;
   for (size_t i = 0; i < headers.size(); i++) {
-    const ElfProgramHeader& header = headers[i];
-    if (header.p_type != PT_LOAD || header.p_memsz == 0) {
+    const ElfSegment& header = headers[i];
+    if (header.type != SEGMENT_LOAD || header.memsz == 0) {
       continue;
     }
     SegmentToLoad segment;
     segment.index = static_cast<uint32_t>(i);
-    segment.address = header.p_vaddr != 0 ? header.p_vaddr : header.p_paddr;
-    segment.placed = placement == Placement::physicalAddress && hasPhysical ? header.p_paddr : segment.address;
-    segment.fileSize = header.p_filesz;
-    segment.memorySize = header.p_memsz;
-    segment.writable = (header.p_flags & PF_W) != 0;
+    segment.address = header.vaddr != 0 ? header.vaddr : header.paddr;
+    segment.placed = placement == Placement::physicalAddress && hasPhysical ? header.paddr : segment.address;
+    segment.fileSize = header.filesz;
+    segment.memorySize = header.memsz;
+    segment.writable = (header.flags & SEGMENT_WRITABLE) != 0;
     segments.push_back(segment);
   }
   return segments;

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "elf/elf_image.h"
+#include "target/elf_segment.h"
 #include "target/load_target.h"
 
 namespace elfload {
@@ -29,7 +29,7 @@ struct SegmentToLoad {
 };
 
 // Physical addresses that are all 0 say nothing: the segments stay at their virtual ones.
-std::vector<SegmentToLoad> SegmentsToLoad(const std::vector<ElfProgramHeader>& headers, Placement placement);
+std::vector<SegmentToLoad> SegmentsToLoad(const std::vector<ElfSegment>& headers, Placement placement);
 
 enum class DownloadStep : uint8_t { none, check, write, read, start };
 

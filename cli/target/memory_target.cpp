@@ -8,7 +8,7 @@
 #include <new>
 #include <utility>
 
-#include "platform.h"
+#include "terminal/platform.h"
 
 namespace elfload {
 

@@ -1,4 +1,4 @@
-#include "call_frames.h"
+#include "text/call_frames.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "expression.h"
+#include "session/expression.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "json_writer.h"
+#include "json/json_writer.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "line_lookup.h"
+#include "session/line_lookup.h"
 
 #include <gtest/gtest.h>
 

@@ -259,8 +259,12 @@ class ProgramTest(unittest.TestCase):
     def test_output_that_cannot_be_written(self):
         with open("/dev/full", "wb") as full:
             result = subprocess.run([ELFLOAD, "dump", "--json", SAMPLE], stdout=full, stderr=subprocess.PIPE, check=False)
-        self.assertEqual(result.returncode, 1)
-        self.assertIn(b"cannot be written", result.stderr)
+            self.assertEqual(result.returncode, 1)
+            self.assertIn(b"cannot be written", result.stderr)
+            # Messages that nobody can read end nothing, and stay out of the document.
+            self.assertEqual(subprocess.run([ELFLOAD, "info", "none.elf"], stderr=full, check=False).returncode, 1)
+        closed = subprocess.run(["sh", "-c", '"$0" info --json none.elf 2>&-', ELFLOAD], capture_output=True, check=False)
+        self.assertEqual((closed.returncode, json.loads(closed.stdout)["open"]), (1, 0))
 
 
 if __name__ == "__main__":

@@ -1,4 +1,4 @@
-#include "type_text.h"
+#include "text/type_text.h"
 
 #include <gtest/gtest.h>
 

@@ -6,7 +6,7 @@
 
 #include "host_run.h"
 #include "loader/code_download.h"
-#include "session.h"
+#include "session/session.h"
 #include "sound_files.h"
 #include "support/heap_failure.h"
 #include "support/temp_folder.h"

@@ -3,10 +3,11 @@
 
 #include <fmt/format.h>
 
-#include "load_report.h"
 #include "loader/code_download.h"
+#include "session/loader_module.h"
 #include "support/gdb_stub.h"
 #include "support/host_fixture.h"
+#include "target/load_report.h"
 
 using elfload::DownloadMonitor;
 using elfload::GdbTarget;
@@ -30,10 +31,8 @@ class GdbDownload : public HostTest {
     Loaded loaded;
     if (!target.Connect()) return {0, target.LinkLost() ? "link-lost" : "no target", target.Reason(), state.requests};
     EXPECT_EQ(loader.Open(file.write().c_str()), 1);
-    const ElfProgramHeader* headers = loader.image->programHeaders;
     DownloadMonitor monitor(
-        target, elfload::SegmentsToLoad({headers, headers + loader.image->e_phnum}, elfload::Placement::virtualAddress),
-        false);
+        target, elfload::SegmentsToLoad(elfload::ReadSegments(loader), elfload::Placement::virtualAddress), false);
     elfload::LoadResult result;
     result.result = loader.LoadCode(&monitor, 0, flags | LOAD_NO_PROGRESS);
     result.linkLost = target.LinkLost();

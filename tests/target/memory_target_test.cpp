@@ -7,11 +7,11 @@
 #include <fstream>
 #include <sstream>
 
-#include "progress_bar.h"
 #include "support/bytes.h"
 #include "support/temp_folder.h"
 #include "target/download_monitor.h"
 #include "target/memory_output.h"
+#include "terminal/progress_bar.h"
 
 namespace elfload {
 namespace {
@@ -140,8 +140,7 @@ TEST(MemoryOutput, RefusesGapsAndNamesTheSizes) {
 }
 
 // Addresses (virtual, physical) and sizes (in the file, in memory).
-ElfProgramHeader Header(uint32_t type, uint32_t vaddr, uint32_t paddr, uint32_t filesz, uint32_t memsz,
-                        uint32_t flags) {
+ElfSegment Header(uint32_t type, uint32_t vaddr, uint32_t paddr, uint32_t filesz, uint32_t memsz, uint32_t flags) {
   return {type, 0, vaddr, paddr, filesz, memsz, flags, 1};
 }
 
@@ -151,12 +150,12 @@ TEST(DownloadMonitor, MovesBlocksByTheirOrder) {
   std::string error;
   flash.Add({.first = 0x8000, .last = 0x9FFF, .writable = false}, error);
   MemoryTarget memory(flash);
-  DownloadMonitor monitor(
-      memory,
-      SegmentsToLoad({Header(PT_LOAD, 0x100, 0x8000, 520, 0x4000, PF_W),
-                      Header(PT_LOAD, 0x900, 0xFFFFF000, 0, 64, PF_W), Header(PT_LOAD, 0x100, 0x9000, 2, 2, PF_W)},
-                     Placement::physicalAddress),
-      false);
+  DownloadMonitor monitor(memory,
+                          SegmentsToLoad({Header(SEGMENT_LOAD, 0x100, 0x8000, 520, 0x4000, SEGMENT_WRITABLE),
+                                          Header(SEGMENT_LOAD, 0x900, 0xFFFFF000, 0, 64, SEGMENT_WRITABLE),
+                                          Header(SEGMENT_LOAD, 0x100, 0x9000, 2, 2, SEGMENT_WRITABLE)},
+                                         Placement::physicalAddress),
+                          false);
   EXPECT_EQ(monitor.CheckMemory(0x100, 0x40FF, "", TARGET_WRITABLE), 1);
   EXPECT_EQ(monitor.CheckMemory(0x900, 0x93F, "", TARGET_WRITABLE), 1);
   EXPECT_EQ(monitor.CheckMemory(0x100, 0x101, "", TARGET_WRITABLE), 1);
@@ -178,7 +177,8 @@ TEST(DownloadMonitor, MovesBlocksByTheirOrder) {
 
   // More bytes in the file than in memory would go past what is checked.
   DownloadMonitor wrong(
-      memory, SegmentsToLoad({Header(PT_LOAD, 0x8000, 0x8000, 9, 8, PF_R)}, Placement::virtualAddress), false);
+      memory, SegmentsToLoad({Header(SEGMENT_LOAD, 0x8000, 0x8000, 9, 8, SEGMENT_READABLE)}, Placement::virtualAddress),
+      false);
   EXPECT_EQ(wrong.CheckMemory(0x8000, 0x8007, "", TARGET_READ_ONLY), 0);
   EXPECT_EQ(wrong.Failure().reason, "more bytes in the file than in memory");
 }

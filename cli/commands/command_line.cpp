@@ -1,0 +1,196 @@
+// The one file that includes CLI11, which compiles slowly.
+#include "commands/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <map>
+#include <sstream>
+
+namespace elfload {
+
+namespace {
+
+struct CommandRow {
+  Command command;
+  const char* name;
+  const char* description;
+  const char* example;
+};
+constexpr CommandRow commandRows[] = {
+    // by Command
+    {Command::info, "info", "Show processor, entry, debug format, segments, sections", "elfload info firmware.elf"},
+    {Command::modules, "modules", "List the compilation units, filling none", "elfload modules firmware.elf"},
+    {Command::dump, "dump", "Show the debug records of all units or of some",
+     "elfload dump --json --module 0 --module main.c firmware.elf"},
+    {Command::find, "find", "Find the units that hold names or addresses",
+     "elfload find --kind code firmware.elf main 0x2000"},
+    {Command::where, "where", "Show procedure and source line of addresses",
+     "elfload where firmware.elf 0x2014 0x2080"},
+    {Command::section, "section", "Write the bytes of a section",
+     "elfload section firmware.elf .debug_line -o line.bin"},
+    {Command::stats, "stats", "Count what the units hold, and measure what reading them costs",
+     "elfload stats firmware.elf"},
+    {Command::load, "load", "Load code and data into a target, verified",
+     "elfload load --target gdb:localhost:1234 firmware.elf"},
+    {Command::version, "version", "Show the versions of program and loader", "elfload version"},
+};
+
+std::string MainFooter() {
+  std::string text = "Examples:\n";
+  for (const CommandRow& row : commandRows) text += std::string("  ") + row.example + "\n";
+  return text +
+         "\nExit status: 0 done; 1 refused, partly corrupt or not found; 2 wrong command line.\n"
+         "`elfload COMMAND --help` shows the options of a command.";
+}
+
+// Lets an option take words for values.
+CLI::Validator Choice(const std::map<std::string, int>& values) {
+  return {[values](std::string& text) -> std::string {
+            const auto found = values.find(text);
+            if (found == values.end()) {
+              std::string words;
+              for (const auto& value : values) words += (words.empty() ? "" : ", ") + value.first;
+              return "'" + text + "' is none of " + words;
+            }
+            text = std::to_string(found->second);
+            return "";
+          },
+          ""};
+}
+
+// Gives a command its own words and lets it take the options that all commands share.
+CLI::App* AddCommand(CLI::App& line, Options& options, Command command) {
+  const CommandRow& row = commandRows[static_cast<size_t>(command)];
+  CLI::App* app = line.add_subcommand(row.name, row.description);
+  app->fallthrough();
+  app->footer(std::string("Example:\n  ") + row.example);
+  app->callback([&options, command] { options.command = command; });
+  return app;
+}
+
+CLI::App* AddFileCommand(CLI::App& line, Options& options, Command command) {
+  CLI::App* app = AddCommand(line, options, command);
+  if (command != Command::section) app->add_flag("--json", options.json, "write one JSON document");
+  app->add_option("FILE", options.file, "absolute ELF file")->required()->type_name("");
+  return app;
+}
+
+void AddSharedOptions(CLI::App& line, Options& options) {
+  line.add_option("--color", options.color, "colour: auto, always or never (NO_COLOR turns auto off)")
+      ->transform(Choice({{"auto", 0}, {"always", 1}, {"never", 2}}))
+      ->type_name("WHEN");
+  line.add_option("--plugin", options.plugin, "the loader module to use")->type_name("PATH");
+  line.add_option("--lines", options.lines, "rules for line programs: loader or dwarf2 (the default of where)")
+      ->transform(
+          Choice({{"loader", static_cast<int>(LineRules::loader)}, {"dwarf2", static_cast<int>(LineRules::dwarf2)}}))
+      ->type_name("RULES");
+  line.add_option("--answer", options.answerCancel, "answer to message boxes without a terminal: ok or cancel")
+      ->transform(Choice({{"ok", 0}, {"cancel", 1}}))
+      ->type_name("ANSWER");
+  line.add_flag("-v,--verbose", options.verbose, "say what decided, on standard error");
+}
+
+void AddLoad(CLI::App& line, Options& options) {
+  LoadOptions& load = options.load;
+  CLI::App* app = AddFileCommand(line, options, Command::load);
+  app->add_option("--target", load.target, "mem (the default), gdb:HOST:PORT, gdb:[IPV6]:PORT or gdb:unix:PATH")
+      ->type_name("TARGET");
+  app->add_option("--verify", load.verify,
+                  "read back: none, full, quick (4 bytes of each 512), or write nothing and compare: only, only-quick; "
+                  "full for gdb:, none for mem")
+      ->transform(Choice({{"none", 0}, {"full", 1}, {"quick", 2}, {"only", 3}, {"only-quick", 4}}))
+      ->type_name("HOW");
+  app->add_option("--region", load.regions, "memory that there is, as 0x8000-0xFFFF:rx; may be repeated")
+      ->type_name("RANGE")
+      ->allow_extra_args(false);
+  app->add_option("--addresses", load.physical, "where segments go: virtual or physical")
+      ->transform(Choice({{"virtual", 0}, {"physical", 1}}))
+      ->type_name("WHICH");
+  app->add_option("--out", load.outputFile, "write the memory to this file afterwards")->type_name("OUT");
+  app->add_option("--format", load.format, "of OUT: hex, srec or bin; by its extension otherwise")
+      ->transform(Choice({{"hex", 0}, {"srec", 1}, {"bin", 2}}))
+      ->type_name("FORMAT");
+  app->add_flag("--fill-gaps", load.fillGaps, "write a raw file above 64 MiB with its gaps");
+  app->add_option("--timeout", load.timeout, "seconds for every answer of a stub (5)")->type_name("SECONDS");
+  app->add_option("--leave", load.leaveRunning, "how a stub's target is left: halted (the default) or running")
+      ->transform(Choice({{"halted", 0}, {"running", 1}}))
+      ->type_name("STATE");
+  app->add_option("--progress", load.progress, "auto (a bar on a terminal), json or none")
+      ->transform(Choice({{"auto", 0}, {"json", 1}, {"none", 2}}))
+      ->type_name("HOW");
+  app->add_flag("-q,--quiet", load.quiet, "no progress, no way to cancel, no line at the end");
+  app->add_flag("--dry-run", load.dryRun, "make the range checks only");
+}
+
+void AddCommands(CLI::App& line, Options& options) {
+  AddFileCommand(line, options, Command::info);
+  AddFileCommand(line, options, Command::modules);
+
+  CLI::App* dump = AddFileCommand(line, options, Command::dump);
+  dump->add_option("-m,--module", options.modules, "only this unit, by index or name; may be repeated")
+      ->type_name("INDEX|NAME")
+      ->allow_extra_args(false);
+
+  CLI::App* find = AddFileCommand(line, options, Command::find);
+  find->add_option("--kind", options.kind, "look at all, code or data")
+      ->transform(Choice({{"all", FIND_ALL}, {"code", FIND_CODE}, {"data", FIND_DATA}}))
+      ->type_name("KIND");
+  find->add_option("WHAT", options.what, "names, or addresses when they start with a digit")->required()->type_name("");
+
+  CLI::App* where = AddFileCommand(line, options, Command::where);
+  where->add_option("ADDRESS", options.what, "decimal, or hexadecimal behind 0x")->required()->type_name("");
+
+  CLI::App* section = AddFileCommand(line, options, Command::section);
+  section->add_option("NAME", options.section, "name of the section")->required()->type_name("");
+  section->add_option("-o,--output", options.outputFile, "write to this file")->type_name("OUT");
+
+  CLI::App* stats = AddFileCommand(line, options, Command::stats);
+  stats->add_flag("--release", options.release, "release each unit's records before the next unit is filled");
+
+  AddLoad(line, options);
+  AddCommand(line, options, Command::version);
+}
+
+// What CLI11 cannot tell by itself. Empty when all is well.
+std::string CheckValues(Options& options) {
+  if (options.command == Command::load) return CheckLoadOptions(options.load);
+  if (options.command != Command::find && options.command != Command::where) return "";
+  for (const std::string& what : options.what) {
+    const bool isAddress = options.command == Command::where || (what[0] >= '0' && what[0] <= '9');
+    uint32_t address = 0;
+    if (what.empty() || (isAddress && !ParseAddress(what, address))) return "'" + what + "' is no 32-bit address";
+    if (options.command == Command::where) options.addresses.push_back(address);
+  }
+  return "";
+}
+
+}  // namespace
+
+bool ParseAddress(const std::string& text, uint32_t& address) {
+  const bool isHex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+  const char* end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data() + (isHex ? 2 : 0), end, address, isHex ? 16 : 10);
+  return error == std::errc() && stop == end;
+}
+
+std::optional<LineResult> ParseCommandLine(int count, const char* const* arguments, Options& options) {
+  CLI::App line("Shows the debug records of 32-bit ELF files, as the elfloader module hands them to a debugger.",
+                "elfload");
+  line.allow_windows_style_options(false);  // a name may begin with a slash everywhere
+  line.require_subcommand(0, 1);
+  line.footer(MainFooter());
+  AddSharedOptions(line, options);
+  AddCommands(line, options);
+  try {
+    line.parse(count, arguments);
+  } catch (const CLI::ParseError& error) {
+    std::ostringstream text;
+    const int code = line.exit(error, text, text);
+    return LineResult{code == 0 ? EXIT_DONE : EXIT_WRONG_LINE, text.str()};
+  }
+  const std::string wrong = line.get_subcommands().empty() ? "which command?" : CheckValues(options);
+  if (!wrong.empty()) return LineResult{EXIT_WRONG_LINE, wrong + "\nRun with --help for more information.\n"};
+  return std::nullopt;
+}
+
+}  // namespace elfload

@@ -1,0 +1,20 @@
+// The command line, parsed.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "session/options.h"
+
+namespace elfload {
+
+// What a command line that runs no command leads to.
+struct LineResult {
+  ExitStatus status;
+  std::string text;  // for standard output when the status is EXIT_DONE (help), else for standard error
+};
+
+// Fills `options`, or says what is wrong with the line, or gives the help that it asked for.
+std::optional<LineResult> ParseCommandLine(int count, const char* const* arguments, Options& options);
+
+}  // namespace elfload

@@ -1,0 +1,112 @@
+// elfload find: the unit that holds each name or address, and the units that the look-up filled.
+#include <fmt/format.h>
+
+#include "commands/commands.h"
+#include "json/session_json.h"
+#include "session/fill_reason.h"
+#include "session/fill_tracker.h"
+#include "terminal/standard_error.h"
+#include "terminal/utf8.h"
+
+namespace elfload {
+
+namespace {
+
+struct Result {
+  bool isAddress = false;
+  bool found = false;
+  size_t module = 0;
+  std::vector<size_t> filled;
+};
+
+class Finder {
+ public:
+  Finder(Session& session, FindKind kind) : session_(session), kind_(kind), tracker_(session.Modules()) {}
+
+  Result Find(const std::string& what) {
+    Result result;
+    if (session_.Modules().empty()) return result;
+    uint32_t address = 0;
+    DescModule* module = nullptr;
+    result.isAddress = what[0] >= '0' && what[0] <= '9' && ParseAddress(what, address);
+    result.found =
+        result.isAddress ? session_.FindAddress(address, kind_, module) : session_.FindName(what, kind_, module);
+    if (result.found) result.module = session_.IndexOf(module);
+    result.filled = tracker_.Take(result.found ? result.module : session_.Modules().size());
+    return result;
+  }
+
+ private:
+  Session& session_;
+  FindKind kind_;
+  FillTracker tracker_;
+};
+
+void WriteResult(JsonWriter& json, const std::string& what, const Result& result) {
+  json.BeginObject();
+  json.Key("what"), json.Text(std::string_view(what));
+  json.Key("found"), json.Number(uint32_t{result.found});
+  json.Key("module");
+  if (result.found) {
+    json.Number(static_cast<uint32_t>(result.module));
+  } else {
+    json.Null();
+  }
+  json.Key("filled"), json.BeginArray();
+  for (const size_t index : result.filled) json.Number(static_cast<uint32_t>(index));
+  json.EndArray();
+  json.EndObject();
+  json.NewLine();
+}
+
+void WriteResult(Output& out, const Session& session, const std::string& what, const Result& result) {
+  if (result.found) {
+    out.Print("{:<32}  unit {:>4}  {}\n", Printable(what), result.module,
+              Printable(session.Modules()[result.module]->name));
+  } else {
+    out.Print("{:<32}  not found\n", Printable(what));
+  }
+}
+
+void TellFilled(const Session& session, FindKind kind, const std::string& what, const Result& result) {
+  for (const size_t index : result.filled) {
+    const DescModule* module = session.Modules()[index];
+    PrintError("{}: filled unit {} {}: {}", Printable(what), index, Printable(module->name),
+               result.isAddress ? WhyAddressFills(module, kind) : WhyNameFills(module));
+  }
+  if (result.filled.empty()) PrintError("{}: filled nothing", Printable(what));
+}
+
+}  // namespace
+
+ExitStatus RunFind(Session& session, const Options& options, Output& out) {
+  const int built = session.Open() != 0 ? session.Build() : 0;
+  JsonWriter json(out);
+  if (options.json) {
+    json.BeginObject();
+    json.Key("file"), json.Text(std::string_view(options.file));
+    json.Key("build"), json.Number(int32_t{built});
+    json.Key("results"), json.BeginArray();
+  }
+  bool allFound = true;
+  Finder finder(session, options.kind);
+  for (const std::string& what : options.what) {
+    const Result result = finder.Find(what);
+    allFound = allFound && result.found;
+    if (options.verbose) TellFilled(session, options.kind, what, result);
+    if (options.json) {
+      WriteResult(json, what, result);
+    } else {
+      WriteResult(out, session, what, result);
+    }
+  }
+  if (options.json) {
+    json.EndArray();
+    WriteMessages(json, session);
+    json.EndObject();
+    json.NewLine();
+  }
+  return allFound && built != 0 && !session.State().errorReported ? EXIT_DONE : EXIT_REFUSED;
+}
+
+}  // namespace elfload

@@ -1,0 +1,51 @@
+// Debug records as JSON, field by field under their own names. docs/dump-format.md describes the result.
+//
+//   RecordJson records(json, isDwarf1, littleEndian);
+//   records.WriteModule(module, extendResult);   // a unit of the module list, with those merged into it
+//   records.WriteSharedTypes();                  // those that the units written so far refer to
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "json/json_writer.h"
+#include "json/type_index.h"
+#include "records/debug_records.h"
+#include "session/expression.h"
+
+namespace elfload {
+
+class RecordJson {
+ public:
+  RecordJson(JsonWriter& json, bool dwarf1, bool littleEndian) : json_(json) {
+    format_.dwarf1 = dwarf1;
+    format_.littleEndian = littleEndian;
+  }
+
+  void WriteModule(const DescModule* module, int extendResult);
+  void WriteSharedTypes();
+
+ private:
+  void WriteModuleRecord(const DescModule* module, std::optional<int> extendResult);
+  void WriteExt(const DescModuleExt* ext);
+  void WriteFrames(const Dwarf2Fde* frames);
+  void WriteProcs(const DescProc* procs);
+  void WriteProc(const DescProc* proc);
+  void WriteVars(const DescVar* vars);
+  void WriteVar(const DescVar* var);
+  void WriteLocations(const DescLocation* locations);
+  void WriteFiles(const DescFile* files);
+  void WriteLineBlocks(const DescLineBlock* blocks);
+  void WriteWords(const uint32_t* words, int32_t count);
+  void WriteTypes(const DescType* types);
+  void WriteType(const DescType* type);
+  void WriteDerived(const DescType* type);
+  void WriteReference(const DescType* type);
+
+  JsonWriter& json_;
+  ExpressionFormat format_;
+  TypeIndex types_;
+  std::vector<const DescType*> sharedTypes_;  // each once, in the order met; a handful
+};
+
+}  // namespace elfload

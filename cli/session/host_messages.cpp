@@ -1,0 +1,71 @@
+#include "session/host_messages.h"
+
+#include <fmt/format.h>
+
+#include <cctype>
+#include <cstdio>
+
+#include "tarnixcore/messages.h"
+#include "terminal/output.h"
+#include "terminal/platform.h"
+#include "terminal/standard_error.h"
+#include "terminal/utf8.h"
+
+namespace elfload {
+
+namespace {
+
+// Texts of boxes have several lines.
+void PrintLines(std::string_view text) {
+  for (size_t end = 0; end != std::string_view::npos;) {
+    end = text.find('\n');
+    PrintError("{}", Printable(text.substr(0, end)));
+    text.remove_prefix(end != std::string_view::npos ? end + 1 : text.size());
+  }
+}
+
+}  // namespace
+
+HostMessages::HostMessages(Output& out, bool answerCancel) : out_(out), answerCancel_(answerCancel) {
+  HostHandlers handlers;
+  handlers.context = this;
+  handlers.message = OnMessage;
+  handlers.messageBox = OnBox;
+  handlers.versionInfo = OnVersion;
+  former_ = HOST_SetHandlers(handlers);
+}
+
+HostMessages::~HostMessages() {
+  HOST_SetHandlers(former_);
+}
+
+void HostMessages::OnMessage(void* context, const char* text) {
+  static_cast<HostMessages*>(context)->texts_.emplace_back(text);
+  PrintLines(text);
+}
+
+int HostMessages::OnBox(void* context, const char* text, const char* caption, unsigned style) {
+  constexpr unsigned buttons = 0xF;
+  auto* messages = static_cast<HostMessages*>(context);
+  messages->texts_.push_back(fmt::format("{}: {}", caption, text));
+  return messages->Answer(messages->texts_.back(), (style & buttons) == MB_OKCANCEL);
+}
+
+void HostMessages::OnVersion(void* context, const char* name, unsigned long version, const char* text) {
+  static_cast<HostMessages*>(context)->versionLine_ =
+      fmt::format("{} {}.{}.{}{}", name, (version >> 24) & 0xFF, (version >> 16) & 0xFF, version & 0xFFFF, text);
+}
+
+int HostMessages::Answer(const std::string& text, bool hasCancel) {
+  PrintLines(text);
+  if (!IsTerminal(stdin) || !IsTerminal(stderr)) return hasCancel && answerCancel_ ? IDCANCEL : IDOK;
+  out_.Flush();
+  std::fputs(hasCancel ? "[O]K or [c]ancel? " : "Press Enter. ", stderr);
+  const int first = std::getchar();
+  for (int c = first; c != '\n' && c != EOF;) c = std::getchar();
+  if (!hasCancel) return IDOK;
+  if (first == EOF) return answerCancel_ ? IDCANCEL : IDOK;
+  return std::tolower(first) == 'c' ? IDCANCEL : IDOK;
+}
+
+}  // namespace elfload

@@ -1,0 +1,51 @@
+// The host's side of a download while it runs: the progress dialog, its cancel button (Ctrl-C), and the boxes.
+//
+//   LoadDialog dialog(ProgressBar::Style::bar, monitor.TotalBytes());
+//   const int result = loader->LoadCode(...);
+//   if (dialog.Cancelled()) ...
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+#include "tarnixcore/host_program.h"
+#include "terminal/progress_bar.h"
+
+namespace elfload {
+
+// Plugs itself into the host library, in front of the handlers that hold, for as long as it lives.
+class LoadDialog {
+ public:
+  LoadDialog(ProgressBar::Style style, uint64_t total);
+  LoadDialog(const LoadDialog&) = delete;
+  LoadDialog& operator=(const LoadDialog&) = delete;
+  ~LoadDialog();
+
+  // Whether the loader was told of a Ctrl-C.
+  bool Cancelled() const { return cancelled_; }
+
+  // The address that the loader named as different, from its box.
+  std::optional<uint32_t> DifferenceAddress() const { return difference_; }
+
+ private:
+  using Handler = void (*)(int);
+  static void OnMessage(void* context, const char* text);
+  static int OnBox(void* context, const char* text, const char* caption, unsigned style);
+  static void OnCreate(void* context, const char* title, unsigned long total);
+  static int OnSet(void* context, unsigned long count);
+  static void OnClose(void* context);
+  static void OnVersion(void* context, const char* name, unsigned long version, const char* text);
+  void RestoreInterrupt();
+
+  ProgressBar::Style style_;
+  uint64_t total_;
+  std::unique_ptr<ProgressBar> bar_;
+  bool cancelled_ = false;
+  std::optional<uint32_t> difference_;
+  Handler formerInterrupt_ = nullptr;
+  bool listens_ = false;
+  HostHandlers former_;
+};
+
+}  // namespace elfload

@@ -1,0 +1,97 @@
+#include "session/loader_module.h"
+
+#include <fmt/format.h>
+
+#include <vector>
+
+#include "elf/elf_image.h"
+#include "loader/elf_loader.h"
+#include "loader/exports.h"
+#include "terminal/platform.h"
+
+// The class of the component lives in the module, so its type information is not there to be checked against.
+#if defined(__GNUC__)
+#define ELFLOAD_NO_TYPE_CHECK __attribute__((no_sanitize("vptr")))
+#else
+#define ELFLOAD_NO_TYPE_CHECK
+#endif
+
+namespace elfload {
+
+namespace {
+
+// Where the module stands when the user does not say: beside the program, then in the library folder of the package.
+std::vector<std::string> ModulePaths(const std::string& path) {
+  if (!path.empty()) return {path};
+  const std::string folder = ProgramFolder();
+  const std::string name = ModuleFileName("elfloader");
+  return {folder + name, folder + ELFLOAD_MODULE_FOLDER + name};
+}
+
+void* OpenFirstModule(const std::string& path, std::string& error) {
+  for (const std::string& candidate : ModulePaths(path)) {
+    std::string reason;
+    // A name without a folder would be looked for among the system's libraries.
+    void* module =
+        OpenModule(candidate.find_first_of("/\\") == std::string::npos ? "./" + candidate : candidate, reason);
+    if (module != nullptr) return module;
+    error += fmt::format("{}cannot load {}: {}", error.empty() ? "" : "\n", candidate, reason);
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+std::unique_ptr<ObjFileLoader> LoadComponent(const std::string& path, std::string& error) {
+  void* module = OpenFirstModule(path, error);
+  if (module == nullptr) return nullptr;
+  error.clear();
+
+  const auto getVersions = reinterpret_cast<decltype(&GetCompVersions)>(ModuleSymbol(module, "GetCompVersions"));
+  const auto getComponent = reinterpret_cast<decltype(&GetComponent)>(ModuleSymbol(module, "GetComponent"));
+  if (getVersions == nullptr || getComponent == nullptr) {
+    error = "the module exports no component";
+    return nullptr;
+  }
+  uint32_t version = 0;
+  const unsigned long interfaceVersion = getVersions(&version);
+  if (interfaceVersion != COMPONENT_INTERFACE_VERSION) {
+    error = fmt::format("the module was built for interface 0x{:X}, not 0x{:X}", interfaceVersion,
+                        COMPONENT_INTERFACE_VERSION);
+    return nullptr;
+  }
+  std::unique_ptr<Component> component(getComponent());
+  if (component == nullptr || component->Type() != ELF_LOADER_TYPE) {
+    error = "the module has no loader of object files";
+    return nullptr;
+  }
+  return std::unique_ptr<ObjFileLoader>(static_cast<ObjFileLoader*>(component.release()));
+}
+
+ELFLOAD_NO_TYPE_CHECK LoaderState ReadState(const ObjFileLoader& loader) {
+  const auto& elfLoader = static_cast<const ElfLoader&>(loader);
+  LoaderState state;
+  state.debugFormat = elfLoader.debugFormat;
+  state.errorReported = elfLoader.errorReported != 0;
+  const ElfImage* image = elfLoader.image;
+  if (image == nullptr) return state;
+  state.hasImage = true;
+  state.littleEndian = image->littleEndian != 0;
+  state.machine = image->e_machine;
+  state.noteValue = image->noteValue;
+  state.noteText = image->noteText;
+  return state;
+}
+
+ELFLOAD_NO_TYPE_CHECK std::vector<ElfSegment> ReadSegments(const ObjFileLoader& loader) {
+  const ElfImage* image = static_cast<const ElfLoader&>(loader).image;
+  std::vector<ElfSegment> segments;
+  for (uint32_t i = 0; image != nullptr && image->programHeaders != nullptr && i < image->e_phnum; i++) {
+    const ElfProgramHeader& header = image->programHeaders[i];
+    segments.push_back({header.p_type, header.p_offset, header.p_vaddr, header.p_paddr, header.p_filesz, header.p_memsz,
+                        header.p_flags, header.p_align});
+  }
+  return segments;
+}
+
+}  // namespace elfload

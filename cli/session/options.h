@@ -1,0 +1,47 @@
+// What the command line asked for.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "session/load_options.h"
+#include "tarnixcore/obj_file_loader.h"
+#include "terminal/palette.h"
+
+namespace elfload {
+
+enum class Command : uint8_t { info, modules, dump, find, where, section, stats, load, version };
+// By which rules line programs are read; automatic: as the environment says, else as suits the command.
+enum class LineRules : uint8_t { automatic, loader, dwarf2 };
+
+// Exit status of the program.
+enum ExitStatus : int {
+  EXIT_DONE = 0,        // the operation did what was asked
+  EXIT_REFUSED = 1,     // the loader refused, or the file is partly corrupt, or something was not found
+  EXIT_WRONG_LINE = 2,  // the command line is wrong
+};
+
+struct Options {
+  Command command = Command::info;
+  std::string file;
+  bool json = false;
+  bool verbose = false;
+  ColorChoice color = ColorChoice::automatic;
+  std::string plugin;  // path of the module; empty: where it is installed
+  LineRules lines = LineRules::automatic;
+  bool answerCancel = false;         // how message boxes are answered where nobody can be asked
+  std::vector<std::string> modules;  // dump: index or name of each
+  FindKind kind = FIND_ALL;          // find
+  std::vector<std::string> what;     // find: names and addresses
+  std::vector<uint32_t> addresses;   // where
+  std::string section;               // section
+  std::string outputFile;            // section; empty: standard output
+  bool release = false;              // stats: release each unit once it is counted
+  LoadOptions load;
+};
+
+// An address as the user writes it: decimal, or hexadecimal behind "0x". False for all else and above 32 bits.
+bool ParseAddress(const std::string& text, uint32_t& address);
+
+}  // namespace elfload

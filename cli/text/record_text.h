@@ -1,0 +1,62 @@
+// Debug records as text for people: a unit after the other, each with its procedures, variables, types, files and
+// lines.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+#include "records/debug_records.h"
+#include "session/expression.h"
+#include "terminal/output.h"
+#include "terminal/palette.h"
+
+namespace elfload {
+
+class RecordText {
+ public:
+  RecordText(Output& out, Palette paint, bool dwarf1, bool littleEndian) : out_(out), paint_(paint) {
+    format_.dwarf1 = dwarf1;
+    format_.littleEndian = littleEndian;
+  }
+
+  void WriteModule(size_t index, const DescModule* module, int extendResult);
+
+ private:
+  void WriteHead(const std::string& title, const DescModule* module);
+  void WriteContents(const DescModule* module);
+  void WriteExt(const DescModuleExt* ext);
+  void WriteFrames(const Dwarf2Fde* frames);
+  void WriteInstructions(const uint8_t* instructions, uint32_t length, const Dwarf2Cie* cie, uint32_t address);
+  void WriteProcs(const DescProc* procs);
+  void WriteProc(const DescProc* proc);
+  void WriteProcVars(const char* what, const DescVar* vars);
+  void WriteVars(const DescVar* vars);
+  void WriteFiles(const DescFile* files);
+  void WriteLines(const DescLineBlock* blocks);
+  void WriteTypes(const DescType* types);
+  void WriteMembers(const DescType* type);
+  void WriteEnumerators(const DescEnumerator* enumerators);
+  std::string LocationsText(const DescLocation* locations) const;
+  std::string MemberOffset(const DescVar* member) const;
+  void WriteTitle(const char* title, size_t count);
+
+  Output& out_;
+  Palette paint_;
+  ExpressionFormat format_;
+};
+
+// "0x00002000..0x00002044"
+std::string RangeText(uint32_t low, uint32_t high);
+
+// The length of a list of records.
+template <typename Record>
+size_t CountRecords(const Record* list) {
+  size_t count = 0;
+  for (; list != nullptr; list = list->next) count++;
+  return count;
+}
+
+// The name of a DescLanguage; "" for an unknown one.
+const char* LanguageName(uint32_t language);
+
+}  // namespace elfload

@@ -1,0 +1,166 @@
+#include "text/type_text.h"
+
+#include <fmt/format.h>
+
+#include <cstring>
+
+#include "session/proc_kind.h"
+#include "terminal/utf8.h"
+
+namespace elfload {
+
+namespace {
+
+// Limits on the text of one type. Real declarations stay far below both.
+constexpr int deepestNesting = 64;
+constexpr int mostTypes = 256;
+
+bool Is(const char* text, const char* word) {
+  return text != nullptr && std::strcmp(text, word) == 0;
+}
+
+// A type's name, or nothing where it has the fixed word that stands for none.
+std::string OwnName(const DescType* type) {
+  const char* name = type->name;
+  if (name == nullptr) return "";
+  switch (type->kind) {
+    case KIND_TYPEDEF:
+      return Is(name, "typedef") ? "" : Printable(name);
+    case KIND_ENUM:
+      return Is(name, "enum") || std::strncmp(name, "unknown", 7) == 0 ? "" : Printable(name);
+    case KIND_STRUCT:
+      return Is(name, "struct") ? "" : Printable(name);
+    case KIND_UNION:
+      return Is(name, "union") ? "" : Printable(name);
+    case KIND_CLASS:
+      return Is(name, "class") ? "" : Printable(name);
+    default:
+      return Printable(name);
+  }
+}
+
+std::string TagText(const char* keyword, const DescType* type) {
+  const std::string name = OwnName(type);
+  return fmt::format("{} {}", keyword, name.empty() ? "{...}" : name);
+}
+
+class Declarator {
+ public:
+  // `inner` is what stands to the right of the type: the name with what binds to it already.
+  std::string Declare(const DescType* type, std::string inner, std::string qualifiers = "") {
+    if (++types_ > mostTypes || depth_ >= deepestNesting) return Join(qualifiers + "...", inner);
+    depth_++;
+    std::string text = DeclareKind(type, std::move(inner), std::move(qualifiers));
+    depth_--;
+    return text;
+  }
+
+  std::string Parameters(const DescVar* params, bool isPrototyped) {
+    if (params == nullptr) return isPrototyped ? "(void)" : "()";
+    std::string text;
+    for (const DescVar* param = params; param != nullptr; param = param->next) {
+      if (!text.empty()) text += ", ";
+      if (types_ > mostTypes) {
+        text += "...";
+        break;
+      }
+      // The DWARF 1 reader makes a parameter of this name for unspecified ones.
+      text += Is(param->name, "...") ? "..." : Declare(param->type, Printable(param->name ? param->name : ""));
+    }
+    return "(" + text + ")";
+  }
+
+ private:
+  static std::string Join(const std::string& left, const std::string& inner) {
+    if (inner.empty()) return left;
+    return inner[0] == '[' ? left + inner : left + " " + inner;
+  }
+
+  // A pointer binds weaker than the brackets behind it.
+  static std::string PointerTo(const DescType* target, const std::string& inner) {
+    const bool isGrouped = target != nullptr && (target->kind == KIND_ARRAY || target->kind == KIND_FUNCTION);
+    return isGrouped ? "(" + inner + ")" : inner;
+  }
+
+  static std::string Dimensions(const DescDimension* dimensions) {
+    if (dimensions == nullptr) return "[]";
+    std::string text;
+    for (const DescDimension* item = dimensions; item != nullptr; item = item->next) {
+      const int64_t count = int64_t{item->high} - item->low + 1;
+      text += count > 0 ? fmt::format("[{}]", count) : "[]";
+      if (text.size() > 1024) return text + "...";
+    }
+    return text;
+  }
+
+  std::string DeclareKind(const DescType* type, std::string inner, std::string qualifiers) {
+    if (type == nullptr) return Join(qualifiers + "void", inner);
+    switch (type->kind) {
+      case KIND_TYPEDEF:
+        if (OwnName(type).empty()) return Declare(type->target.type, std::move(inner), std::move(qualifiers));
+        return Join(qualifiers + OwnName(type), inner);
+      case KIND_POINTER:
+      case KIND_REFERENCE:
+        inner.insert(0, (type->kind == KIND_POINTER ? "*" : "&") + qualifiers);
+        return Declare(type->target.type, PointerTo(type->target.type, inner));
+      case KIND_CONST:
+        return Declare(type->target.type, std::move(inner), qualifiers + "const ");
+      case KIND_VOLATILE:
+        return Declare(type->target.type, std::move(inner), qualifiers + "volatile ");
+      case KIND_ARRAY:
+        return Declare(type->element.type, inner + Dimensions(type->items.dimensions), std::move(qualifiers));
+      case KIND_FUNCTION:
+        inner += Parameters(type->items.params, type->element.prototyped != 0);
+        return Declare(type->target.type, std::move(inner));
+      case KIND_ENUM:
+        return Join(qualifiers + TagText("enum", type), inner);
+      case KIND_STRUCT:
+        return Join(qualifiers + TagText("struct", type), inner);
+      case KIND_UNION:
+        return Join(qualifiers + TagText("union", type), inner);
+      case KIND_CLASS:
+        return Join(qualifiers + TagText("class", type), inner);
+      default:
+        return Join(qualifiers + OwnName(type), inner);
+    }
+  }
+
+  int types_ = 0;
+  int depth_ = 0;
+};
+
+// "*const p" has a blank that "const int" needs and "*const" before brackets does not.
+std::string Trimmed(std::string text) {
+  for (size_t at; (at = text.find(" )")) != std::string::npos;) text.erase(at, 1);
+  while (!text.empty() && text.back() == ' ') text.pop_back();
+  return text;
+}
+
+}  // namespace
+
+std::string Declaration(const DescType* type, std::string_view name) {
+  return Trimmed(Declarator().Declare(type, std::string(name)));
+}
+
+std::string Prototype(const DescProc* proc) {
+  Declarator declarator;
+  std::string name = Printable(proc->name != nullptr ? proc->name : "");
+  if (KindOf(proc) == ProcKind::lineInfo) return name;
+  if (KindOf(proc) == ProcKind::label) return name + ":";
+  const std::string head = (name.empty() ? "?" : name) + declarator.Parameters(proc->params, proc->prototyped != 0);
+  return Trimmed(Declarator().Declare(proc->returnType, head));
+}
+
+std::string Definition(const DescType* type) {
+  const std::string name = OwnName(type);
+  switch (type->kind) {
+    case KIND_TYPEDEF:
+      return "typedef " + Declaration(type->target.type, name);
+    case KIND_BASIC:
+      return name.empty() ? "?" : name;
+    default:
+      return Declaration(type, "");
+  }
+}
+
+}  // namespace elfload
