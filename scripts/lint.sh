@@ -1,9 +1,12 @@
 #!/usr/bin/env bash
-# A build with Clang, its tests, cppcheck over the program's sources and clang-tidy over every source file.
+# The order of includes, a build with Clang, its tests, cppcheck over the program's sources and clang-tidy over every
+# source file.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 scripts/setup.sh check
+printf '\n== Includes\n'
+scripts/check_includes.py
 printf '\n== Clang\n'
 scripts/test.sh clang
 printf '\n== cppcheck\n'
