@@ -13,7 +13,6 @@ packages=(
   g++-12-multilib # not g++-multilib: that one does not go together with Debian's cross compilers
   googletest
   libcli11-dev
-  libelf-dev
   libfmt-dev
   libgtest-dev
   ninja-build

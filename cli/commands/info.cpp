@@ -6,6 +6,7 @@
 #include "session/elf_tables.h"
 #include "session/open_failure.h"
 #include "terminal/palette.h"
+#include "terminal/standard_error.h"
 #include "terminal/utf8.h"
 
 namespace elfload {
@@ -20,6 +21,27 @@ struct FileInfo {
   ElfTables tables;
 };
 
+struct TypeRow {
+  uint32_t type;
+  const char* name;
+};
+constexpr TypeRow segmentTypes[] = {
+    {0, "NULL"}, {1, "LOAD"}, {2, "DYNAMIC"}, {3, "INTERP"}, {4, "NOTE"}, {5, "SHLIB"}, {6, "PHDR"}, {7, "TLS"},
+};
+constexpr TypeRow sectionTypes[] = {
+    {0, "NULL"},    {1, "PROGBITS"}, {2, "SYMTAB"}, {3, "STRTAB"}, {4, "RELA"},   {5, "HASH"},
+    {6, "DYNAMIC"}, {7, "NOTE"},     {8, "NOBITS"}, {9, "REL"},    {10, "SHLIB"}, {11, "DYNSYM"},
+};
+
+// "0x70000001" for a type without a name here.
+template <size_t size>
+std::string TypeName(const TypeRow (&rows)[size], uint32_t type) {
+  for (const TypeRow& row : rows) {
+    if (row.type == type) return row.name;
+  }
+  return fmt::format("0x{:X}", type);
+}
+
 const char* FormatName(uint32_t debugFormat) {
   constexpr const char* names[] = {"none", "DWARF 1", "DWARF 2"};
   return debugFormat < std::size(names) ? names[debugFormat] : "?";
@@ -29,6 +51,26 @@ std::string FlagLetters(uint32_t flags, const char* letters) {
   std::string text;
   for (uint32_t bit = 0; letters[bit] != '\0'; bit++) text += (flags & (1u << bit)) != 0 ? letters[bit] : '-';
   return text;
+}
+
+void WriteTables(const ElfTables& tables, const Palette& paint, Output& out) {
+  out.Print("\n{}\n", paint(Paint::heading, "segments  type      virtual     physical    in file   in memory  flags"));
+  size_t number = 0;
+  for (const ElfSegment& segment : tables.segments) {
+    out.Print("{:>8}  {:<8}  0x{:08X}  0x{:08X}  {:>8}  {:>9}  {}{}{}\n", number++,
+              TypeName(segmentTypes, segment.type), segment.vaddr, segment.paddr, segment.filesz, segment.memsz,
+              (segment.flags & 4) != 0 ? 'r' : '-', (segment.flags & 2) != 0 ? 'w' : '-',
+              (segment.flags & 1) != 0 ? 'x' : '-');
+  }
+  out.Print("\n{}\n", paint(Paint::heading, "sections  type        address     offset        size  flags  name"));
+  number = 1;
+  for (const ElfSection& section : tables.sections) {
+    out.Print("{:>8}  {:<10}  0x{:08X}  {:>8}  {:>8}  {:<5}  {}{}\n", number++, TypeName(sectionTypes, section.type),
+              section.addr, section.offset, section.size, FlagLetters(section.flags, "wax"), Printable(section.name),
+              section.nameIsCut ? "..." : "");
+  }
+  if (!tables.damage.empty()) out.Put('\n');
+  for (const std::string& what : tables.damage) out.Print("damaged: {}\n", what);
 }
 
 void WriteText(const FileInfo& info, const Options& options, Output& out) {
@@ -45,23 +87,7 @@ void WriteText(const FileInfo& info, const Options& options, Output& out) {
   line("debug format", FormatName(info.state.debugFormat));
   line("note value", fmt::format("{}", info.state.noteValue));
   line("note text", info.state.noteText != nullptr ? Printable(info.state.noteText) : "none");
-  if (!info.tables.missing.empty()) {
-    out.Print("No tables of segments and sections: {}.\n", info.tables.missing);
-    return;
-  }
-  out.Print("\n{}\n", paint(Paint::heading, "segments  type      virtual     physical    in file   in memory  flags"));
-  size_t number = 0;
-  for (const ElfSegment& segment : info.tables.segments) {
-    out.Print("{:>8}  {:<8}  0x{:08X}  0x{:08X}  {:>8}  {:>9}  {}{}{}\n", number++, SegmentTypeName(segment.type),
-              segment.vaddr, segment.paddr, segment.filesz, segment.memsz, (segment.flags & 4) != 0 ? 'r' : '-',
-              (segment.flags & 2) != 0 ? 'w' : '-', (segment.flags & 1) != 0 ? 'x' : '-');
-  }
-  out.Print("\n{}\n", paint(Paint::heading, "sections  type        address     offset        size  flags  name"));
-  number = 1;
-  for (const ElfSection& section : info.tables.sections) {
-    out.Print("{:>8}  {:<10}  0x{:08X}  {:>8}  {:>8}  {:<5}  {}\n", number++, SectionTypeName(section.type),
-              section.addr, section.offset, section.size, FlagLetters(section.flags, "wax"), Printable(section.name));
-  }
+  if (info.tables.missing.empty()) WriteTables(info.tables, paint, out);
 }
 
 void WriteTables(const ElfTables& tables, JsonWriter& json) {
@@ -97,6 +123,10 @@ void WriteTables(const ElfTables& tables, JsonWriter& json) {
     json.EndObject();
   }
   json.EndArray();
+  if (tables.damage.empty()) return;
+  json.Key("damage"), json.BeginArray();
+  for (const std::string& what : tables.damage) json.Text(std::string_view(what));
+  json.EndArray();
 }
 
 void WriteJson(const FileInfo& info, JsonWriter& json) {
@@ -125,6 +155,9 @@ ExitStatus RunInfo(Session& session, const Options& options, Output& out) {
     info.known = session.GetInfo(info.processor, info.entry);
     info.state = session.State();
     info.tables = ReadElfTables(FoundPath(options.file));
+    if (!info.tables.missing.empty()) {
+      Complain("{}: no tables of segments and sections: {}", Printable(options.file), info.tables.missing);
+    }
   }
   if (options.json) {
     JsonWriter json(out);
@@ -138,7 +171,8 @@ ExitStatus RunInfo(Session& session, const Options& options, Output& out) {
   } else if (opened != 0) {
     WriteText(info, options, out);
   }
-  return opened != 0 ? EXIT_DONE : EXIT_REFUSED;
+  const bool isWhole = opened != 0 && info.tables.missing.empty() && info.tables.damage.empty();
+  return isWhole ? EXIT_DONE : EXIT_REFUSED;
 }
 
 }  // namespace elfload

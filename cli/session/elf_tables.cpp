@@ -2,107 +2,155 @@
 
 #include <fmt/format.h>
 
-#if defined(ELFLOAD_HAVE_LIBELF)
-#include <fcntl.h>
-#include <gelf.h>
-#include <libelf.h>
-#include <unistd.h>
-#endif
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <exception>
+#include <fstream>
 
 namespace elfload {
 
 namespace {
 
-struct TypeRow {
-  uint32_t type;
-  const char* name;
-};
+constexpr uint32_t HEADER_SIZE = 52;  // Elf32_Ehdr
+constexpr size_t BYTE_ORDER_AT = 5;   // EI_DATA
+constexpr uint8_t LITTLE_ENDIAN_DATA = 1;
+constexpr size_t SEGMENTS_OFFSET_AT = 28;  // e_phoff
+constexpr size_t SECTIONS_OFFSET_AT = 32;  // e_shoff
+constexpr size_t SEGMENT_COUNT_AT = 44;    // e_phnum
+constexpr size_t SECTION_COUNT_AT = 48;    // e_shnum
+constexpr size_t NAMES_INDEX_AT = 50;      // e_shstrndx
+constexpr uint32_t SEGMENT_WORDS = 8;      // of Elf32_Phdr
+constexpr uint32_t SECTION_WORDS = 10;     // of Elf32_Shdr
+constexpr size_t CUT_NAME_LENGTH = 100;    // bytes of each name once all together are longer than the file
 
-constexpr TypeRow segmentTypes[] = {
-    {0, "NULL"}, {1, "LOAD"}, {2, "DYNAMIC"}, {3, "INTERP"}, {4, "NOTE"}, {5, "SHLIB"}, {6, "PHDR"}, {7, "TLS"},
-};
-
-constexpr TypeRow sectionTypes[] = {
-    {0, "NULL"},    {1, "PROGBITS"}, {2, "SYMTAB"}, {3, "STRTAB"}, {4, "RELA"},   {5, "HASH"},
-    {6, "DYNAMIC"}, {7, "NOTE"},     {8, "NOBITS"}, {9, "REL"},    {10, "SHLIB"}, {11, "DYNSYM"},
-};
-
-template <size_t size>
-std::string FindName(const TypeRow (&rows)[size], uint32_t type) {
-  for (const TypeRow& row : rows) {
-    if (row.type == type) return row.name;
+class TableReader {
+ public:
+  explicit TableReader(const std::string& path) : file_(path, std::ios::binary) {
+    file_.seekg(0, std::ios::end);
+    const auto end = file_.tellg();
+    fileSize_ = file_ && end > 0 ? static_cast<uint64_t>(end) : 0;
   }
-  return fmt::format("0x{:X}", type);
-}
 
-#if defined(ELFLOAD_HAVE_LIBELF)
-
-void ReadSegments(Elf* elf, ElfTables& tables) {
-  size_t count = 0;
-  if (elf_getphdrnum(elf, &count) != 0) return;
-  const Elf32_Phdr* headers = elf32_getphdr(elf);
-  for (size_t i = 0; headers != nullptr && i < count; i++) {
-    const Elf32_Phdr& header = headers[i];
-    tables.segments.push_back({header.p_type, header.p_offset, header.p_vaddr, header.p_paddr, header.p_filesz,
-                               header.p_memsz, header.p_flags, header.p_align});
+  ElfTables Read() {
+    header_ = ReadBytes(0, HEADER_SIZE);
+    if (header_.size() < HEADER_SIZE) {
+      tables_.missing = "the file cannot be read again";
+      return std::move(tables_);
+    }
+    littleEndian_ = header_[BYTE_ORDER_AT] == LITTLE_ENDIAN_DATA;
+    ReadSegments();
+    ReadSections();
+    return std::move(tables_);
   }
-}
 
-void ReadSections(Elf* elf, ElfTables& tables) {
-  size_t names = 0;
-  if (elf_getshdrstrndx(elf, &names) != 0) return;
-  for (Elf_Scn* section = elf_nextscn(elf, nullptr); section != nullptr; section = elf_nextscn(elf, section)) {
-    const Elf32_Shdr* header = elf32_getshdr(section);
-    if (header == nullptr) continue;
-    const char* name = elf_strptr(elf, names, header->sh_name);
-    tables.sections.push_back({name != nullptr ? name : "", header->sh_type, header->sh_flags, header->sh_addr,
-                               header->sh_offset, header->sh_size});
+ private:
+  // Fewer bytes than asked for where the file ends.
+  std::vector<uint8_t> ReadBytes(uint32_t offset, uint32_t size) {
+    const uint64_t left = offset < fileSize_ ? fileSize_ - offset : 0;
+    std::vector<uint8_t> bytes(static_cast<size_t>(std::min<uint64_t>(size, left)));
+    file_.clear();
+    file_.seekg(static_cast<std::streamoff>(offset));
+    file_.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    bytes.resize(static_cast<size_t>(std::max<std::streamsize>(file_.gcount(), 0)));
+    return bytes;
   }
-}
 
-#endif
+  uint32_t Half(const uint8_t* at) const {
+    return static_cast<uint32_t>(littleEndian_ ? at[0] | at[1] << 8 : at[0] << 8 | at[1]);
+  }
+  uint32_t Word(const uint8_t* at) const {
+    return littleEndian_ ? Half(at) | Half(at + 2) << 16 : Half(at) << 16 | Half(at + 2);
+  }
+
+  // The entries of a table, each of so many words, as far as they are in the file.
+  template <size_t words>
+  std::vector<std::array<uint32_t, words>> ReadTable(const char* what, size_t offsetAt, size_t countAt) {
+    constexpr uint32_t entrySize = 4 * words;
+    const uint32_t offset = Word(&header_[offsetAt]);
+    const uint32_t count = offset != 0 ? Half(&header_[countAt]) : 0;
+    const std::vector<uint8_t> bytes = ReadBytes(offset, count * entrySize);
+    std::vector<std::array<uint32_t, words>> entries(bytes.size() / entrySize);
+    for (size_t i = 0; i < entries.size(); i++) {
+      for (size_t word = 0; word < words; word++) entries[i][word] = Word(&bytes[i * entrySize + 4 * word]);
+    }
+    if (entries.size() < count) {
+      tables_.damage.push_back(
+          fmt::format("the table of {} runs past the end of the file: {} of its {} entries are shown", what,
+                      entries.size(), count));
+    }
+    return entries;
+  }
+
+  void ReadSegments() {
+    for (const auto& e : ReadTable<SEGMENT_WORDS>("segments", SEGMENTS_OFFSET_AT, SEGMENT_COUNT_AT)) {
+      tables_.segments.push_back({e[0], e[1], e[2], e[3], e[4], e[5], e[6], e[7]});
+    }
+  }
+
+  // The words of an entry: sh_name, sh_type, sh_flags, sh_addr, sh_offset, sh_size and four that are not shown.
+  void ReadSections() {
+    const auto entries = ReadTable<SECTION_WORDS>("sections", SECTIONS_OFFSET_AT, SECTION_COUNT_AT);
+    const uint32_t namesIndex = Half(&header_[NAMES_INDEX_AT]);
+    if (namesIndex < entries.size()) {
+      const std::vector<uint8_t> bytes = ReadBytes(entries[namesIndex][4], entries[namesIndex][5]);
+      tables_.names.assign(bytes.begin(), bytes.end());
+    }
+    nameBytesLeft_ = fileSize_;
+    for (size_t i = 1; i < entries.size(); i++) {
+      const auto& e = entries[i];
+      ElfSection section{{}, false, e[1], e[2], e[3], e[4], e[5]};
+      SetName(e[0], section);
+      tables_.sections.push_back(section);
+    }
+    NoteNames(outside_, "names outside the section of names, left out");
+    NoteNames(endless_, "names without an end in the section of names");
+    NoteNames(cut_, "names cut, since all together are longer than the file");
+  }
+
+  void SetName(uint32_t offset, ElfSection& section) {
+    if (offset >= tables_.names.size()) {
+      outside_ += offset != 0 || !tables_.names.empty() ? 1 : 0;
+      return;
+    }
+    const char* name = tables_.names.data() + offset;
+    const size_t room = tables_.names.size() - offset;
+    const auto limit =
+        static_cast<size_t>(std::min<uint64_t>(room, std::max<uint64_t>(nameBytesLeft_, CUT_NAME_LENGTH)));
+    const void* end = std::memchr(name, '\0', limit);
+    const size_t length = end != nullptr ? static_cast<size_t>(static_cast<const char*>(end) - name) : limit;
+    section.nameIsCut = end == nullptr && limit < room;
+    section.name = {name, section.nameIsCut ? std::min(length, CUT_NAME_LENGTH) : length};
+    endless_ += end == nullptr && limit == room ? 1 : 0;
+    cut_ += section.nameIsCut ? 1 : 0;
+    nameBytesLeft_ -= std::min<uint64_t>(nameBytesLeft_, length);
+  }
+
+  void NoteNames(size_t count, const char* what) {
+    if (count != 0) tables_.damage.push_back(fmt::format("{}: {} of {}", what, count, tables_.sections.size()));
+  }
+
+  std::ifstream file_;
+  uint64_t fileSize_ = 0;
+  bool littleEndian_ = false;
+  std::vector<uint8_t> header_;
+  uint64_t nameBytesLeft_ = 0;  // that names may be looked through for their ends
+  size_t outside_ = 0;          // names without a place in the section of names
+  size_t endless_ = 0;          // names without a terminator
+  size_t cut_ = 0;
+  ElfTables tables_;
+};
 
 }  // namespace
 
-std::string SegmentTypeName(uint32_t type) {
-  return FindName(segmentTypes, type);
-}
-
-std::string SectionTypeName(uint32_t type) {
-  return FindName(sectionTypes, type);
-}
-
-#if defined(ELFLOAD_HAVE_LIBELF)
-
 ElfTables ReadElfTables(const std::string& path) {
-  ElfTables tables;
-  elf_version(EV_CURRENT);
-  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (file < 0) {
-    tables.missing = "the file cannot be read again";
-    return tables;
+  try {
+    return TableReader(path).Read();
+  } catch (const std::exception&) {  // bad_alloc, or the length_error of a size that no memory has
+    ElfTables none;
+    none.missing = "there is no memory for them";
+    return none;
   }
-  Elf* elf = elf_begin(file, ELF_C_READ, nullptr);
-  if (elf != nullptr && elf_kind(elf) == ELF_K_ELF && gelf_getclass(elf) == ELFCLASS32) {
-    ReadSegments(elf, tables);
-    ReadSections(elf, tables);
-  } else {
-    const char* reason = elf_errmsg(-1);
-    tables.missing = fmt::format("libelf does not read this file{}{}", reason ? ": " : "", reason ? reason : "");
-  }
-  elf_end(elf);
-  close(file);
-  return tables;
 }
-
-#else
-
-ElfTables ReadElfTables(const std::string&) {
-  ElfTables tables;
-  tables.missing = "this build has no libelf";
-  return tables;
-}
-
-#endif
 
 }  // namespace elfload

@@ -8,6 +8,7 @@ import os
 import pathlib
 import re
 import shutil
+import struct
 import subprocess
 import sys
 import tempfile
@@ -141,9 +142,8 @@ class ProgramTest(unittest.TestCase):
         info = self.document("info", "--json", SAMPLE)
         self.assertEqual(info["entry"], 0x100)
         self.assertEqual((info["noteValue"], info["noteText"]), (16, None))
-        if info["sections"] is not None:
-            self.assertIn(".debug_info", [section["name"] for section in info["sections"]])
-            self.assertEqual(info["segments"][0]["vaddr"], 0x100)
+        self.assertIn(".debug_info", [section["name"] for section in info["sections"]])
+        self.assertEqual((info["segments"][0]["vaddr"], "damage" in info), (0x100, False))
         self.assertIn(b"big-endian", run("info", SAMPLE).stdout)
         modules = self.document("modules", "--json", SAMPLE)
         self.assertEqual([module["name"] for module in modules["modules"]], ["start.c", "main.c", "led.c", "log.c"])
@@ -151,6 +151,44 @@ class ProgramTest(unittest.TestCase):
         self.assertEqual(modules["modules"][2]["globalNames"], 12)
         self.assertEqual(run("modules", SAMPLE).stdout.splitlines()[3].split(),
                          [b"2", b"led.c", b"0x000002C8..0x000003F8", b"C", b"12", b"2", b"/blinky"])
+
+    def test_info_shows_what_is_sound_of_damaged_tables(self):
+        sound = self.document("info", "--json", SAMPLE)
+        table = int.from_bytes(SAMPLE.read_bytes()[32:36], "big")
+        count = len(sound["sections"]) + 1
+        last = table + 40 * (count - 1)  # the names' own header
+
+        def damage(data):
+            data[49] += 2  # e_shnum
+            data[table + 80:table + 84] = b"\x7f\xff\xff\xff"  # the second section's name
+            data[last + 20:last + 24] = (int.from_bytes(data[last + 20:last + 24], "big") - 1).to_bytes(4, "big")
+
+        path = self.damaged("tables.elf", damage)
+        self.assertEqual(len(path.read_bytes()), last + 40)
+        info = self.document("info", "--json", path, status=1)
+        self.assertEqual(info["sections"][:1] + info["sections"][2:-1], sound["sections"][:1] + sound["sections"][2:-1])
+        self.assertEqual(info["sections"][1]["name"], "")
+        reasons = [f"the table of sections runs past the end of the file: {count} of its {count + 2} entries are shown",
+                   f"names outside the section of names, left out: 1 of {count - 1}"]
+        self.assertEqual(info["damage"][:2], reasons)
+        text = run("info", path)
+        self.assertEqual(text.returncode, 1)
+        self.assertIn(f"damaged: {reasons[0]}\n", text.stdout.decode())
+
+    def test_info_is_bounded_where_names_overlap(self):
+        names, count = b"\0" + b"x" * 100000 + b"\0", 2000
+        header = b"\x7fELF\x01\x01\x01" + bytes(9) + struct.pack("<HHIIIIIHHHHHH", 2, 20, 1, 0, 52, 84, 0, 52, 32, 1, 40,
+                                                                 count, 1)
+        sections = bytes(40) + struct.pack("<10I", 1, 3, 0, 0, 84 + 40 * count, len(names), 0, 0, 1, 0)
+        sections += b"".join(struct.pack("<10I", i, 1, 0, 0, 0, 0, 0, 0, 1, 0) for i in range(2, count))
+        path = self.folder / "names.elf"
+        path.write_bytes(header + bytes(32) + sections + names)
+        info = self.document("info", "--json", path, status=1)
+        lengths = [len(section["name"]) for section in info["sections"]]
+        self.assertEqual((lengths[0], lengths[-1], len(lengths)), (100000, 100, count - 1))
+        self.assertIn("names cut, since all together are longer than the file: 1998 of 1999", info["damage"])
+        self.assertLess(len(run("info", path).stdout), 4 * path.stat().st_size)
+        self.assertIn(b"x" * 100 + b"...\n", run("info", path).stdout)
 
     def test_stats_count_what_the_dump_holds(self):
         modules = self.document("dump", "--json", SAMPLE)["modules"]
