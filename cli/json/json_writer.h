@@ -13,7 +13,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <new>
 #include <string_view>
 
 #include "terminal/output.h"
@@ -29,15 +31,34 @@ constexpr std::array<bool, 256> MakePlainCharacters() {
 }
 inline constexpr std::array<bool, 256> plainCharacters = MakePlainCharacters();
 
-class JsonWriter : private rapidjson::Writer<Output> {
+// Memory of RapidJSON's stack of levels. Its own allocator returns null, and the writer then writes there.
+struct JsonStackMemory {
+  static constexpr bool kNeedFree = true;
+
+  void* Malloc(size_t size) { return Realloc(nullptr, 0, size); }
+  void* Realloc(void* memory, size_t /*oldSize*/, size_t size) {
+    if (size == 0) {
+      Free(memory);
+      return nullptr;
+    }
+    void* moved = std::realloc(memory, size);
+    if (moved == nullptr) throw std::bad_alloc();
+    return moved;
+  }
+  static void Free(void* memory) { std::free(memory); }
+};
+
+using JsonBase = rapidjson::Writer<Output, rapidjson::UTF8<>, rapidjson::UTF8<>, JsonStackMemory>;
+
+class JsonWriter : private JsonBase {
  public:
-  explicit JsonWriter(Output& out) : Writer(out) {}
+  explicit JsonWriter(Output& out) : JsonBase(out) {}
 
   void BeginObject() { StartObject(); }
-  void EndObject() { Writer::EndObject(); }
+  void EndObject() { JsonBase::EndObject(); }
   void BeginArray() { StartArray(); }
-  void EndArray() { Writer::EndArray(); }
-  void Null() { Writer::Null(); }
+  void EndArray() { JsonBase::EndArray(); }
+  void Null() { JsonBase::Null(); }
 
   // A member's name, a literal of plain characters.
   template <size_t size>

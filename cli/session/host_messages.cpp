@@ -4,6 +4,7 @@
 
 #include <cctype>
 #include <cstdio>
+#include <new>
 
 #include "tarnixcore/messages.h"
 #include "terminal/output.h"
@@ -39,21 +40,41 @@ HostMessages::~HostMessages() {
   HOST_SetHandlers(former_);
 }
 
+// Called out of the loader, which is not made for exceptions.
+template <typename Operation>
+void HostMessages::Keep(Operation operation) {
+  try {
+    operation();
+  } catch (const std::bad_alloc&) {
+    isLost_ = true;
+  }
+}
+
 void HostMessages::OnMessage(void* context, const char* text) {
-  static_cast<HostMessages*>(context)->texts_.emplace_back(text);
-  PrintLines(text);
+  auto* messages = static_cast<HostMessages*>(context);
+  messages->Keep([&] {
+    messages->texts_.emplace_back(text);
+    PrintLines(text);
+  });
 }
 
 int HostMessages::OnBox(void* context, const char* text, const char* caption, unsigned style) {
   constexpr unsigned buttons = 0xF;
   auto* messages = static_cast<HostMessages*>(context);
-  messages->texts_.push_back(fmt::format("{}: {}", caption, text));
-  return messages->Answer(messages->texts_.back(), (style & buttons) == MB_OKCANCEL);
+  int answer = IDOK;
+  messages->Keep([&] {
+    messages->texts_.push_back(fmt::format("{}: {}", caption, text));
+    answer = messages->Answer(messages->texts_.back(), (style & buttons) == MB_OKCANCEL);
+  });
+  return answer;
 }
 
 void HostMessages::OnVersion(void* context, const char* name, unsigned long version, const char* text) {
-  static_cast<HostMessages*>(context)->versionLine_ =
-      fmt::format("{} {}.{}.{}{}", name, (version >> 24) & 0xFF, (version >> 16) & 0xFF, version & 0xFFFF, text);
+  auto* messages = static_cast<HostMessages*>(context);
+  messages->Keep([&] {
+    messages->versionLine_ =
+        fmt::format("{} {}.{}.{}{}", name, (version >> 24) & 0xFF, (version >> 16) & 0xFF, version & 0xFFFF, text);
+  });
 }
 
 int HostMessages::Answer(const std::string& text, bool hasCancel) {

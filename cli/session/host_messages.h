@@ -26,7 +26,12 @@ class HostMessages {
   // Name, version and text that the loader gave on the command VER, as one line; empty before that.
   const std::string& VersionLine() const { return versionLine_; }
 
+  // Whether there was no memory to keep a text.
+  bool IsLost() const { return isLost_; }
+
  private:
+  template <typename Operation>
+  void Keep(Operation operation);
   static void OnMessage(void* context, const char* text);
   static int OnBox(void* context, const char* text, const char* caption, unsigned style);
   static void OnVersion(void* context, const char* name, unsigned long version, const char* text);
@@ -36,6 +41,7 @@ class HostMessages {
   bool answerCancel_;
   std::vector<std::string> texts_;
   std::string versionLine_;
+  bool isLost_ = false;
   HostHandlers former_;
 };
 

@@ -65,14 +65,16 @@ int LoadDialog::OnBox(void* context, const char* text, const char* caption, unsi
       dialog->difference_ = address;
     }
   }
-  OnMessage(context, fmt::format("{}: {}", caption, text).c_str());
+  char line[256];  // on the stack: the loader that calls is not made for exceptions
+  *fmt::format_to_n(line, sizeof(line) - 1, "{}: {}", caption, text).out = '\0';
+  OnMessage(context, line);
   return IDOK;
 }
 
 void LoadDialog::OnCreate(void* context, const char* /*title*/, unsigned long /*total*/) {
   auto* dialog = static_cast<LoadDialog*>(context);
   // The loader's total counts memory that it does not write; the bar shows the bytes of the file and ends full.
-  dialog->bar_ = std::make_unique<ProgressBar>(stderr, dialog->style_, dialog->total_);
+  dialog->bar_.emplace(stderr, dialog->style_, dialog->total_);
   interrupted = 0;
   dialog->formerInterrupt_ = std::signal(SIGINT, OnInterrupt);
   dialog->listens_ = dialog->formerInterrupt_ != SIG_ERR;
@@ -83,7 +85,7 @@ void LoadDialog::OnCreate(void* context, const char* /*title*/, unsigned long /*
 
 int LoadDialog::OnSet(void* context, unsigned long count) {
   auto* dialog = static_cast<LoadDialog*>(context);
-  if (dialog->bar_ != nullptr) {
+  if (dialog->bar_) {
     dialog->bar_->Set(count);
   }
   dialog->cancelled_ = dialog->cancelled_ || interrupted != 0;
@@ -93,7 +95,7 @@ int LoadDialog::OnSet(void* context, unsigned long count) {
 void LoadDialog::OnClose(void* context) {
   auto* dialog = static_cast<LoadDialog*>(context);
   dialog->RestoreInterrupt();
-  if (dialog->bar_ != nullptr) {
+  if (dialog->bar_) {
     dialog->bar_->Close();
   }
 }

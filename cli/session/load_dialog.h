@@ -6,7 +6,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <optional>
 
 #include "tarnixcore/host_program.h"
@@ -40,7 +39,7 @@ class LoadDialog {
 
   ProgressBar::Style style_;
   uint64_t total_;
-  std::unique_ptr<ProgressBar> bar_;
+  std::optional<ProgressBar> bar_;
   bool cancelled_ = false;
   std::optional<uint32_t> difference_;
   Handler formerInterrupt_ = nullptr;

@@ -1,5 +1,7 @@
 #include "session/session.h"
 
+#include <new>
+
 #include "session/open_failure.h"
 #include "terminal/output.h"
 #include "terminal/standard_error.h"
@@ -20,9 +22,14 @@ Session::Session(const Options& options, Output& out) : options_(options), messa
   if (loader_ == nullptr) Complain("{}", error);
 }
 
+int Session::Answer(int result) const {
+  if (messages_.IsLost()) throw std::bad_alloc();
+  return result;
+}
+
 int Session::Open() {
   if (loader_ == nullptr) return 0;
-  const int opened = loader_->Open(options_.file.c_str());
+  const int opened = Answer(loader_->Open(options_.file.c_str()));
   if (opened == 0) {
     Complain("cannot open {}: {}", Printable(options_.file), OpenFailure(options_.file));
   }
@@ -35,7 +42,7 @@ int Session::GetInfo(std::string& processor, uint32_t& entry) {
   if (!State().hasImage) return 0;
   char name[64] = {};
   unsigned long address = 0;
-  const int known = loader_->GetInfo(name, sizeof(name), &address);
+  const int known = Answer(loader_->GetInfo(name, sizeof(name), &address));
   processor = name;
   entry = static_cast<uint32_t>(address);
   return known;
@@ -45,7 +52,7 @@ int Session::Build() {
   modules_.clear();
   indexes_.clear();
   if (!State().hasImage) return 0;
-  const int built = loader_->Build(&table_);
+  const int built = Answer(loader_->Build(&table_));
   if (built == 0) return built;
   for (DescModule* module = table_.Modules(); module != nullptr; module = module->next) {
     indexes_.emplace(module, modules_.size());
@@ -56,15 +63,15 @@ int Session::Build() {
 
 int Session::Extend(DescModule* module) {
   ItemInfo item(module);
-  return loader_->Extend(&table_, &item, SYM_LOAD_ALL);
+  return Answer(loader_->Extend(&table_, &item, SYM_LOAD_ALL));
 }
 
 bool Session::FindName(const std::string& name, FindKind kind, DescModule*& found) {
-  return loader_->FindModuleFromName(table_.Modules(), name.c_str(), &found, kind) != 0;
+  return Answer(loader_->FindModuleFromName(table_.Modules(), name.c_str(), &found, kind)) != 0;
 }
 
 bool Session::FindAddress(uint32_t address, FindKind kind, DescModule*& found) {
-  return loader_->FindModuleFromAdr(table_.Modules(), Address{address, 0}, &found, kind) != 0;
+  return Answer(loader_->FindModuleFromAdr(table_.Modules(), Address{address, 0}, &found, kind)) != 0;
 }
 
 }  // namespace elfload

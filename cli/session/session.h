@@ -61,6 +61,9 @@ class Session {
   size_t IndexOf(const DescModule* module) const { return indexes_.at(module); }
 
  private:
+  // The result of an operation of the loader. Throws when a message of the loader could not be kept.
+  int Answer(int result) const;
+
   const Options& options_;
   HostMessages messages_;
   ModuleTable table_;

@@ -25,6 +25,7 @@ std::vector<SegmentToLoad> SegmentsToLoad(const std::vector<ElfSegment>& headers
     }
     SegmentToLoad segment;
     segment.index = static_cast<uint32_t>(i);
+    segment.offset = header.offset;
     segment.address = header.vaddr != 0 ? header.vaddr : header.paddr;
     segment.placed = placement == Placement::physicalAddress && hasPhysical ? header.paddr : segment.address;
     segment.fileSize = header.filesz;
@@ -41,9 +42,11 @@ DownloadMonitor::DownloadMonitor(LoadTarget& target, std::vector<SegmentToLoad> 
   for (const SegmentToLoad& segment : segments_) {
     if (segment.fileSize != 0) {
       ranges.push_back({segment.placed, segment.placed + segment.fileSize - 1});
+      fileEnd_ = std::max(fileEnd_, uint64_t{segment.offset} + segment.fileSize);
     }
   }
   target_.PlanWrites(ranges);
+  lastRead_.reserve(LOAD_BLOCK_SIZE);
 }
 
 DownloadMonitor::~DownloadMonitor() = default;
@@ -68,7 +71,7 @@ int DownloadMonitor::Fail(DownloadStep step, const SegmentToLoad* segment, Addre
 
 // A segment that is stored away from where it will run only stores its bytes there: it needs no room for more, and it
 // is not written to at that place by the program.
-int DownloadMonitor::CheckMemory(uint32_t first, uint32_t last, const char* name, int memoryType) {
+int DownloadMonitor::Check(uint32_t first, uint32_t last, const char* name, int memoryType) {
   if (checked_ >= segments_.size() || segments_[checked_].address != first) {
     return Fail(DownloadStep::check, nullptr, {first, last},
                 "the loader asks for a segment that the file does not have");
@@ -76,6 +79,13 @@ int DownloadMonitor::CheckMemory(uint32_t first, uint32_t last, const char* name
   const SegmentToLoad& segment = segments_[checked_++];
   if (segment.fileSize > segment.memorySize) {
     return Fail(DownloadStep::check, &segment, {first, last}, "more bytes in the file than in memory");
+  }
+  checkedBytes_ += segment.fileSize;
+  if (checkedBytes_ > MAXIMUM_SHARING * fileEnd_) {
+    return Fail(DownloadStep::check, &segment, {first, last},
+                fmt::format("the segments up to this one take {} bytes out of {} in the file, more than {} times as "
+                            "many: link it so that they do not share their bytes",
+                            checkedBytes_, fileEnd_, MAXIMUM_SHARING));
   }
   if (segment.placed != segment.address) {
     if (segment.fileSize == 0) {
@@ -118,7 +128,7 @@ bool DownloadMonitor::NextBlock(uint32_t address, uint32_t count) {
   return true;
 }
 
-int DownloadMonitor::WriteBlock(Address address, const void* buffer, uint32_t count, int access) {
+int DownloadMonitor::Write(Address address, const void* buffer, uint32_t count, int access) {
   if (!NextBlock(address.offset, count)) {
     return Fail(DownloadStep::write, nullptr, {address.offset, address.offset + count - 1},
                 "the loader writes a block that the file does not have");
@@ -138,7 +148,7 @@ int DownloadMonitor::WriteBlock(Address address, const void* buffer, uint32_t co
   return result;
 }
 
-int DownloadMonitor::ReadBlock(Address address, void* buffer, uint32_t count, int access) {
+int DownloadMonitor::Read(Address address, void* buffer, uint32_t count, int access) {
   if (!blockIsWritten_ && !NextBlock(address.offset, count)) {
     return Fail(DownloadStep::read, nullptr, {address.offset, address.offset + count - 1},
                 "the loader reads a block that the file does not have");
@@ -171,7 +181,7 @@ std::optional<DownloadMonitor::Difference> DownloadMonitor::FindDifference(uint3
   return Difference{PlacedAddress() + inBlock, lastRead_[inBlock], segment.index};
 }
 
-int DownloadMonitor::SetStartAddress(uint32_t address) {
+int DownloadMonitor::Start(uint32_t address) {
   const int result = dryRun_ ? 1 : target_.SetStartAddress(address);
   if (result == 0) {
     return Fail(DownloadStep::start, nullptr, {address, address}, target_.Reason());

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <new>
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,6 +22,7 @@ enum class Placement : uint8_t { virtualAddress, physicalAddress };
 // A program header that takes room in the target, in the order in which the loader takes them.
 struct SegmentToLoad {
   uint32_t index = 0;    // of the program header
+  uint32_t offset = 0;   // of its bytes in the file
   uint32_t address = 0;  // where the loader puts it
   uint32_t placed = 0;   // where it goes
   uint32_t fileSize = 0;
@@ -30,6 +32,10 @@ struct SegmentToLoad {
 
 // Physical addresses that are all 0 say nothing: the segments stay at their virtual ones.
 std::vector<SegmentToLoad> SegmentsToLoad(const std::vector<ElfSegment>& headers, Placement placement);
+
+// How often the bytes of a file may be loaded, over all segments. Linkers give each segment bytes of its own; a file
+// whose segments share theirs would make a download of any length out of a few bytes.
+constexpr uint64_t MAXIMUM_SHARING = 16;
 
 enum class DownloadStep : uint8_t { none, check, write, read, start };
 
@@ -47,12 +53,21 @@ class DownloadMonitor : public Target {
   DownloadMonitor(LoadTarget& target, std::vector<SegmentToLoad> segments, bool dryRun);
   ~DownloadMonitor() override;
 
-  int WriteBlock(Address address, const void* buffer, uint32_t count, int access) override;
-  int ReadBlock(Address address, void* buffer, uint32_t count, int access) override;
-  int SetStartAddress(uint32_t address) override;
+  // The loader is not made for exceptions: without memory an operation fails as any other.
+  int WriteBlock(Address address, const void* buffer, uint32_t count, int access) override {
+    return Guard(DownloadStep::write, [&] { return Write(address, buffer, count, access); });
+  }
+  int ReadBlock(Address address, void* buffer, uint32_t count, int access) override {
+    return Guard(DownloadStep::read, [&] { return Read(address, buffer, count, access); });
+  }
+  int SetStartAddress(uint32_t address) override {
+    return Guard(DownloadStep::start, [&] { return Start(address); });
+  }
   int TargetCapabilities(int code, const char* text) override { return target_.TargetCapabilities(code, text); }
   int Control(int request) override { return target_.Control(request); }
-  int CheckMemory(uint32_t first, uint32_t last, const char* name, int memoryType) override;
+  int CheckMemory(uint32_t first, uint32_t last, const char* name, int memoryType) override {
+    return Guard(DownloadStep::check, [&] { return Check(first, last, name, memoryType); });
+  }
 
   const std::vector<SegmentToLoad>& Segments() const { return segments_; }
   uint64_t TotalBytes() const;               // of all segments in the file
@@ -74,6 +89,18 @@ class DownloadMonitor : public Target {
   std::optional<Difference> FindDifference(uint32_t loaderAddress);
 
  private:
+  template <typename Operation>
+  int Guard(DownloadStep step, Operation operation) {
+    try {
+      return operation();
+    } catch (const std::bad_alloc&) {
+      return Fail(step, nullptr, {}, "out of memory");
+    }
+  }
+  int Check(uint32_t first, uint32_t last, const char* name, int memoryType);
+  int Write(Address address, const void* buffer, uint32_t count, int access);
+  int Read(Address address, void* buffer, uint32_t count, int access);
+  int Start(uint32_t address);
   bool NextBlock(uint32_t address, uint32_t count);
   void SkipSegmentsWithoutBytes();
   uint32_t PlacedAddress() const { return segments_[current_].placed + offset_; }
@@ -83,8 +110,10 @@ class DownloadMonitor : public Target {
   std::vector<SegmentToLoad> segments_;
   bool dryRun_;
 
-  size_t checked_ = 0;  // segments that CheckMemory was asked about
-  size_t current_ = 0;  // segment of the current block
+  uint64_t fileEnd_ = 0;       // where the last byte of all segments ends in the file
+  size_t checked_ = 0;         // segments that CheckMemory was asked about
+  uint64_t checkedBytes_ = 0;  // of these in the file
+  size_t current_ = 0;         // segment of the current block
   uint32_t offset_ = 0;
   uint32_t length_ = 0;  // of the current block; 0 before the first
   bool blockIsWritten_ = false;

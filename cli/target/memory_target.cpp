@@ -1,73 +1,15 @@
-// A sparse memory of the whole 32-bit space, in pages that exist once they are written to.
 #include "target/memory_target.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstring>
-#include <new>
 #include <utility>
 
-#include "terminal/platform.h"
-
 namespace elfload {
-
-namespace {
-
-constexpr uint32_t TABLE_SHIFT = 22;
-constexpr uint32_t PAGE_SHIFT = 12;
-constexpr uint32_t TABLE_MASK = 0x3FF;
-constexpr uint32_t SMALLEST_SLAB = 64;  // pages: large enough for the system to map it by itself
-constexpr uint32_t LARGEST_SLAB = 0x2000;
-
-uint32_t BytesInPage(uint32_t address, uint32_t count) {
-  return std::min(count, MemoryTarget::PAGE_BYTES - address % MemoryTarget::PAGE_BYTES);
-}
-
-}  // namespace
 
 MemoryTarget::MemoryTarget(RegionMap regions) : regions_(std::move(regions)) {}
 
 MemoryTarget::~MemoryTarget() = default;
-
-const MemoryTarget::Page* MemoryTarget::FindPage(uint32_t address) const {
-  const Table* table = tables_[address >> TABLE_SHIFT].get();
-  return table != nullptr ? (*table)[address >> PAGE_SHIFT & TABLE_MASK] : nullptr;
-}
-
-// Null when no more pages may be made. A new page is zero.
-MemoryTarget::Page* MemoryTarget::MakePage(uint32_t address) {
-  std::unique_ptr<Table>& table = tables_[address >> TABLE_SHIFT];
-  if (table == nullptr) {
-    table.reset(new (std::nothrow) Table{});
-    if (table == nullptr) {
-      return nullptr;
-    }
-  }
-  Page*& page = (*table)[address >> PAGE_SHIFT & TABLE_MASK];
-  if (page == nullptr) {
-    page = TakePage();
-  }
-  return page;
-}
-
-// Large slabs come from the system zeroed, so that nothing has to be cleared here.
-MemoryTarget::Page* MemoryTarget::TakePage() {
-  if (pagesLeft_ == 0) {
-    const uint32_t count = std::min(std::clamp(pages_, SMALLEST_SLAB, LARGEST_SLAB), MAXIMUM_PAGES - pages_);
-    auto* slab = count != 0 ? static_cast<Page*>(std::calloc(count, sizeof(Page))) : nullptr;
-    if (slab == nullptr) {
-      return nullptr;
-    }
-    PrepareMemory(slab, count * sizeof(Page));
-    slabs_.emplace_back(slab);
-    nextPage_ = slab;
-    pagesLeft_ = count;
-  }
-  pagesLeft_--;
-  pages_++;
-  return nextPage_++;
-}
 
 int MemoryTarget::WriteBlock(Address address, const void* buffer, uint32_t count, int /*access*/) {
   if (count == 0) {
@@ -77,17 +19,11 @@ int MemoryTarget::WriteBlock(Address address, const void* buffer, uint32_t count
   if (!regions_.Check(address.offset, last, false, reason_)) {
     return 0;
   }
-  const auto* bytes = static_cast<const uint8_t*>(buffer);
-  for (uint32_t done = 0; done < count;) {
-    const uint32_t at = address.offset + done;
-    Page* page = MakePage(at);
-    if (page == nullptr) {
-      reason_ = fmt::format("the memory is full at 0x{:08X}: it holds {} MiB", at, pages_ / (0x100000 / PAGE_BYTES));
-      return 0;
-    }
-    const uint32_t size = BytesInPage(at, count - done);
-    memcpy(page->bytes + at % PAGE_BYTES, bytes + done, size);
-    done += size;
+  if (!memory_.Write(address.offset, static_cast<const uint8_t*>(buffer), count)) {
+    reason_ = memory_.IsFull() ? fmt::format("the memory is full at 0x{:08X}: it holds {} MiB", address.offset,
+                                             SparseMemory::MAXIMUM_BYTES / 0x100000)
+                               : fmt::format("out of memory at 0x{:08X}", address.offset);
+    return 0;
   }
   AddWritten(address.offset, last);
   return 1;
@@ -119,20 +55,6 @@ const std::vector<AddressRange>& MemoryTarget::Written() {
     sorted_ = true;
   }
   return written_;
-}
-
-void MemoryTarget::Copy(uint32_t address, uint8_t* buffer, uint32_t count) const {
-  for (uint32_t done = 0; done < count;) {
-    const uint32_t at = address + done;
-    const uint32_t size = BytesInPage(at, count - done);
-    const Page* page = FindPage(at);
-    if (page != nullptr) {
-      memcpy(buffer + done, page->bytes + at % PAGE_BYTES, size);
-    } else {
-      memset(buffer + done, 0, size);
-    }
-    done += size;
-  }
 }
 
 int MemoryTarget::ReadBlock(Address address, void* buffer, uint32_t count, int /*access*/) {

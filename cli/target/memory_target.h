@@ -5,28 +5,23 @@
 //   for (const AddressRange& range : target.Written()) Use(range, target);
 #pragma once
 
-#include <array>
 #include <cstdint>
-#include <cstdlib>
-#include <memory>
 #include <optional>
 #include <vector>
 
 #include "target/load_target.h"
 #include "target/region_map.h"
+#include "target/sparse_memory.h"
 
 namespace elfload {
 
 class MemoryTarget : public LoadTarget {
  public:
-  static constexpr uint32_t PAGE_BYTES = 0x1000;
-  static constexpr uint32_t MAXIMUM_PAGES = 0x40000;  // 1 GiB: what a file of that size fills
-
   // Without regions there is memory everywhere.
   explicit MemoryTarget(RegionMap regions = {});
   ~MemoryTarget() override;
 
-  // Refused outside the regions, past the end of the address space, and when the pages are used up.
+  // Refused outside the regions, past the end of the address space, and when the memory is full.
   int WriteBlock(Address address, const void* buffer, uint32_t count, int access) override;
 
   // Refused where nothing was written.
@@ -39,30 +34,14 @@ class MemoryTarget : public LoadTarget {
   std::optional<uint32_t> StartAddress() const { return startAddress_; }
 
   // Copies bytes that were written; zero where nothing was.
-  void Copy(uint32_t address, uint8_t* buffer, uint32_t count) const;
+  void Copy(uint32_t address, uint8_t* buffer, uint32_t count) const { memory_.Copy(address, buffer, count); }
 
  private:
-  struct Page {
-    uint8_t bytes[PAGE_BYTES];
-  };
-  static constexpr uint32_t TABLE_SIZE = 1024;
-  using Table = std::array<Page*, TABLE_SIZE>;
-  struct Free {
-    void operator()(Page* pages) const { std::free(pages); }
-  };
-
-  const Page* FindPage(uint32_t address) const;
-  Page* MakePage(uint32_t address);
-  Page* TakePage();
   void AddWritten(uint32_t first, uint32_t last);
   bool IsWritten(uint32_t first, uint32_t last);
 
   RegionMap regions_;
-  std::array<std::unique_ptr<Table>, TABLE_SIZE> tables_;
-  std::vector<std::unique_ptr<Page, Free>> slabs_;  // of pages, each larger than the one before
-  Page* nextPage_ = nullptr;                        // of the last slab
-  uint32_t pagesLeft_ = 0;
-  uint32_t pages_ = 0;
+  SparseMemory memory_;
   std::vector<AddressRange> written_;
   bool sorted_ = true;
   std::optional<uint32_t> startAddress_;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <new>
 
 namespace elfload {
 
@@ -69,19 +70,19 @@ void ProgressBar::Close() {
   }
 }
 
+// Progress that cannot be shown is nothing to stop for.
 void ProgressBar::Show() {
   shown_ = Clock::now();
   const ProgressState state{done_, total_, std::chrono::duration<double>(*shown_ - start_).count()};
-  if (style_ == Style::json) {
-    Write(ProgressJson(state) + "\n");
-  } else {
-    // Padded, so that a shorter line covers the one before it.
-    Write(fmt::format("\r{:<78}", DrawProgressBar(state)));
+  try {
+    // A bar is padded, so that a shorter line covers the one before it.
+    Write(style_ == Style::json ? ProgressJson(state) + "\n" : fmt::format("\r{:<78}", DrawProgressBar(state)));
+  } catch (const std::bad_alloc&) {
+    Write("");
   }
 }
 
-// Progress that cannot be shown is nothing to stop for.
-void ProgressBar::Write(const std::string& text) {
+void ProgressBar::Write(std::string_view text) {
   std::fwrite(text.data(), 1, text.size(), file_);
   std::fflush(file_);
 }

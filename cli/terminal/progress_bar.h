@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace elfload {
 
@@ -38,7 +39,7 @@ class ProgressBar {
  private:
   using Clock = std::chrono::steady_clock;
   void Show();
-  void Write(const std::string& text);
+  void Write(std::string_view text);
 
   std::FILE* file_;
   Style style_;
