@@ -2,6 +2,8 @@
 # The long runs: fuzzing, a quarter of a million variants of files, the other platforms.
 #
 #   scripts/nightly.sh [SECONDS [VARIANTS]]    of fuzzing for each target, 1800 by default; of files, 250000 by default
+#
+# The environment variable ELFLOAD_CORPUS names a folder of ELF files to go through besides the samples.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -10,7 +12,7 @@ scripts/platforms.sh
 printf '\n== Variants\n'
 if [ -d /dev/shm ]; then export TMPDIR=/dev/shm; fi # every variant is a file for a moment
 files=(samples/*/*.elf)
-[ ! -d ../shared/corpus/small ] || files+=(../shared/corpus/small)
+[ -z "${ELFLOAD_CORPUS:-}" ] || files+=("$ELFLOAD_CORPUS")
 cmake --preset release >/dev/null
 cmake --build --preset release -j "$(nproc)" --target fuzz_mutate
 build/release/fuzz_mutate "${2:-250000}" "${files[@]}" >/dev/null

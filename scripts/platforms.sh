@@ -3,6 +3,8 @@
 # tests under wine and QEMU, and compares what the programs write with what the native one does, byte for byte.
 #
 #   scripts/platforms.sh [PRESET...]    mingw64, mingw32 and powerpc by default; nothing runs the 32-bit Windows programs
+#
+# The files are the samples, and those of the folder that the environment variable ELFLOAD_CORPUS names.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -20,8 +22,7 @@ trap 'wineserver -k >/dev/null 2>&1 || true; rm -rf "$scratch"' EXIT
 cmake --preset release >/dev/null
 cmake --build --preset release -j "$jobs" --target elfload elfloader
 files=(samples/*/*.elf)
-corpus=../shared/corpus/small
-[ ! -d "$corpus" ] || files+=("$corpus"/*.elf)
+[ -z "${ELFLOAD_CORPUS:-}" ] || files+=("$ELFLOAD_CORPUS"/*.elf)
 
 # Writes what the program that stands behind the folder's name says of every file.
 answers() {
