@@ -1,6 +1,8 @@
 // elfload modules: a line a unit, from the scan alone; no unit is filled.
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "commands/commands.h"
 #include "json/session_json.h"
 #include "terminal/palette.h"
@@ -11,10 +13,13 @@ namespace elfload {
 
 namespace {
 
+constexpr size_t widestName = 1024;  // characters that every line is padded to; a name may be longer
+
 void WriteText(const Session& session, const Options& options, Output& out) {
   const Palette paint(options.color, out);
   size_t nameWidth = 4;
   for (const DescModule* module : session.Modules()) nameWidth = std::max(nameWidth, Printable(module->name).size());
+  nameWidth = std::min(nameWidth, widestName);
   out.Write(paint(Paint::heading, fmt::format("{:>5}  {:<{}}  {:<22}  {:<8}  {:>6}  {:>6}  {}", "unit", "name",
                                               nameWidth, "range", "language", "names", "ranges", "directory")));
   out.Put('\n');

@@ -33,7 +33,7 @@ struct Stats {
   uint64_t moduleHeapBytes = 0;
 };
 
-// Adds what the work takes to the phase.
+// Adds what the work takes to the phase. The peak is read once the phase is over.
 template <typename Work>
 void Measure(Phase& phase, Work work) {
   const ProcessTimes start = ReadProcessTimes();
@@ -42,14 +42,15 @@ void Measure(Phase& phase, Work work) {
   const auto toMicroseconds = [](double seconds) { return std::round(seconds * 1e6) / 1e6; };
   phase.spent = {toMicroseconds(phase.spent.cpuSeconds + end.cpuSeconds - start.cpuSeconds),
                  toMicroseconds(phase.spent.wallSeconds + end.wallSeconds - start.wallSeconds)};
-  phase.peakBytes = ReadPeakMemory();
 }
 
 Stats Collect(Session& session, const Options& options) {
   Stats stats;
   Measure(stats.phases[0], [&] { stats.opened = session.Open(); });
+  stats.phases[0].peakBytes = ReadPeakMemory();
   if (stats.opened == 0) return stats;
   Measure(stats.phases[1], [&] { stats.built = session.Build(); });
+  stats.phases[1].peakBytes = ReadPeakMemory();
   const auto fill = [&](DescModule* module) { stats.failedFills += session.Extend(module) != 0 ? 0 : 1; };
   const auto count = [&](const DescModule* module) {
     stats.counts.Add(module);
@@ -61,8 +62,10 @@ Stats Collect(Session& session, const Options& options) {
       count(module);
       Measure(stats.phases[2], [&] { module->heap = HEAP_Release(module->heap); });
     }
+    stats.phases[2].peakBytes = ReadPeakMemory();
   } else {
     Measure(stats.phases[2], [&] { std::for_each(session.Modules().begin(), session.Modules().end(), fill); });
+    stats.phases[2].peakBytes = ReadPeakMemory();  // in front of the counting
     std::for_each(session.Modules().begin(), session.Modules().end(), count);
   }
   if (session.TableHeap() != nullptr) stats.tableHeapBytes = HEAP_BytesUsed(session.TableHeap());

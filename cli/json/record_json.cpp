@@ -275,13 +275,13 @@ void RecordJson::WriteReference(const DescType* type) {
     });
     return;
   }
-  if (std::find(sharedTypes_.begin(), sharedTypes_.end(), type) == sharedTypes_.end()) sharedTypes_.push_back(type);
+  if (isShared_.insert(type).second) sharedTypes_.push_back(type);
   json_.Text(std::string("shared:") + (type->name != nullptr ? type->name : ""));
 }
 
 void RecordJson::WriteSharedTypes() {
-  std::sort(sharedTypes_.begin(), sharedTypes_.end(),
-            [](const DescType* a, const DescType* b) { return std::strcmp(a->name, b->name) < 0; });
+  std::stable_sort(sharedTypes_.begin(), sharedTypes_.end(),
+                   [](const DescType* a, const DescType* b) { return std::strcmp(a->name, b->name) < 0; });
   json_.BeginArray();
   for (const DescType* type : sharedTypes_) {
     json_.BeginObject();

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <optional>
+#include <unordered_set>
 #include <vector>
 
 #include "json/json_writer.h"
@@ -45,7 +46,8 @@ class RecordJson {
   JsonWriter& json_;
   ExpressionFormat format_;
   TypeIndex types_;
-  std::vector<const DescType*> sharedTypes_;  // each once, in the order met; a handful
+  std::vector<const DescType*> sharedTypes_;  // each once, in the order met
+  std::unordered_set<const DescType*> isShared_;
 };
 
 }  // namespace elfload

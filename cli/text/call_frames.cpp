@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <string_view>
-#include <utility>
 
 namespace elfload {
 
@@ -89,14 +88,17 @@ const InstructionRow* FindInstruction(uint8_t code) {
   return nullptr;
 }
 
-class Decoder {
+}  // namespace
+
+class CallFrameDecoder {
  public:
-  Decoder(const uint8_t* bytes, uint32_t length, const Dwarf2Cie& cie, uint32_t address, const ExpressionFormat& format)
-      : at_(bytes), end_(bytes + length), padding_(end_), cie_(cie), address_(address), format_(format) {
+  CallFrameDecoder(const uint8_t* bytes, uint32_t length, const Dwarf2Cie& cie, const ExpressionFormat& format,
+                   CallFrames& result)
+      : at_(bytes), end_(bytes + length), padding_(end_), cie_(cie), format_(format), result_(result) {
     while (padding_ > bytes && padding_[-1] == 0) padding_--;
   }
 
-  std::vector<std::string> Run() {
+  void Run() {
     while (at_ < padding_) {
       const uint8_t code = *at_++;
       const InstructionRow* row = FindInstruction(code);
@@ -112,17 +114,17 @@ class Decoder {
       }
       Append(operands.empty() ? std::string(row->name) : fmt::format("{}: {}", row->name, operands));
     }
-    return std::move(lines_);
   }
 
  private:
   // A line begins where the address moves.
   void Append(const std::string& text) {
-    if (lines_.empty() || hasMoved_) {
-      lines_.push_back(hasMoved_ ? fmt::format("0x{:08X}  {}", address_, text) : text);
+    if (result_.lines_.empty() || hasMoved_) {
+      result_.lines_.push_back({result_.text_.size(), address_, hasMoved_ ? base_ : CallFrames::Base::none});
     } else {
-      lines_.back() += "; " + text;
+      result_.text_ += "; ";
     }
+    result_.text_ += text;
     hasMoved_ = false;
   }
 
@@ -142,6 +144,7 @@ class Decoder {
         return Advance(Fixed(8));
       case Form::target:
         address_ = static_cast<uint32_t>(Fixed(format_.addressSize));
+        base_ = CallFrames::Base::absolute;
         hasMoved_ = true;
         return fmt::format("0x{:08X}", address_);
       case Form::lowRegister:
@@ -241,19 +244,22 @@ class Decoder {
   const uint8_t* end_;
   const uint8_t* padding_;  // zeros from here on: where an instruction is due they are DW_CFA_nop
   const Dwarf2Cie& cie_;
-  uint32_t address_;
+  uint32_t address_ = 0;
+  CallFrames::Base base_ = CallFrames::Base::start;
   const ExpressionFormat& format_;
-  std::vector<std::string> lines_;
+  CallFrames& result_;
   bool hasMoved_ = false;
   bool isCut_ = false;
 };
 
-}  // namespace
+CallFrames::CallFrames(const uint8_t* instructions, uint32_t length, const Dwarf2Cie& cie,
+                       const ExpressionFormat& format) {
+  if (instructions != nullptr) CallFrameDecoder(instructions, length, cie, format, *this).Run();
+}
 
-std::vector<std::string> CallFrameText(const uint8_t* instructions, uint32_t length, const Dwarf2Cie& cie,
-                                       uint32_t address, const ExpressionFormat& format) {
-  if (instructions == nullptr) return {};
-  return Decoder(instructions, length, cie, address, format).Run();
+std::string CallFrames::Prefix(const Line& line, uint32_t start) {
+  if (line.base == Base::none) return "";
+  return fmt::format("0x{:08X}  ", line.base == Base::start ? start + line.address : line.address);
 }
 
 }  // namespace elfload

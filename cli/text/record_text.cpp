@@ -1,7 +1,6 @@
 #include "text/record_text.h"
 
 #include "terminal/utf8.h"
-#include "text/call_frames.h"
 #include "text/type_text.h"
 
 namespace elfload {
@@ -202,17 +201,19 @@ void RecordText::WriteFrames(const Dwarf2Fde* frames) {
       out_.Print("  code x{}, data x{}, return in r{}", cie->codeAlignment, cie->dataAlignment, cie->returnRegister);
     }
     out_.Put('\n');
-    if (cie != nullptr) WriteInstructions(cie->instructions, cie->instructionLength, cie, frame->lowPc);
-    WriteInstructions(frame->instructions, frame->instructionLength, cie, frame->lowPc);
+    if (cie == nullptr) continue;
+    auto found = cieFrames_.find(cie);
+    if (found == cieFrames_.end()) {
+      found = cieFrames_.emplace(cie, CallFrames(cie->instructions, cie->instructionLength, *cie, format_)).first;
+    }
+    WriteCallFrames(found->second, frame->lowPc);
+    WriteCallFrames(CallFrames(frame->instructions, frame->instructionLength, *cie, format_), frame->lowPc);
   }
 }
 
-void RecordText::WriteInstructions(const uint8_t* instructions, uint32_t length, const Dwarf2Cie* cie,
-                                   uint32_t address) {
-  if (cie == nullptr) return;
-  for (const std::string& line : CallFrameText(instructions, length, *cie, address, format_)) {
-    out_.Print("      {}\n", line);
-  }
+void RecordText::WriteCallFrames(const CallFrames& frames, uint32_t start) {
+  frames.ForEachLine(
+      start, [this](const std::string& address, std::string_view text) { out_.Print("      {}{}\n", address, text); });
 }
 
 }  // namespace elfload

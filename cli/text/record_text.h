@@ -4,11 +4,13 @@
 
 #include <cstddef>
 #include <string>
+#include <unordered_map>
 
 #include "records/debug_records.h"
 #include "session/expression.h"
 #include "terminal/output.h"
 #include "terminal/palette.h"
+#include "text/call_frames.h"
 
 namespace elfload {
 
@@ -26,7 +28,7 @@ class RecordText {
   void WriteContents(const DescModule* module);
   void WriteExt(const DescModuleExt* ext);
   void WriteFrames(const Dwarf2Fde* frames);
-  void WriteInstructions(const uint8_t* instructions, uint32_t length, const Dwarf2Cie* cie, uint32_t address);
+  void WriteCallFrames(const CallFrames& frames, uint32_t start);
   void WriteProcs(const DescProc* procs);
   void WriteProc(const DescProc* proc);
   void WriteProcVars(const char* what, const DescVar* vars);
@@ -43,6 +45,7 @@ class RecordText {
   Output& out_;
   Palette paint_;
   ExpressionFormat format_;
+  std::unordered_map<const Dwarf2Cie*, CallFrames> cieFrames_;  // decoded once, written for each frame that shares it
 };
 
 // "0x00002000..0x00002044"

@@ -11,44 +11,45 @@ namespace elfload {
 
 namespace {
 
-// Limits on the text of one type. Real declarations stay far below both.
+// Limits on the text of one type. Real declarations stay far below them.
 constexpr int deepestNesting = 64;
 constexpr int mostTypes = 256;
+constexpr size_t mostText =
+    size_t{1} << 20;  // bytes of names, past which no type is begun: records may share long ones
 
 bool Is(const char* text, const char* word) {
   return text != nullptr && std::strcmp(text, word) == 0;
 }
 
-// A type's name, or nothing where it has the fixed word that stands for none.
-std::string OwnName(const DescType* type) {
+// Whether a type has a name other than the fixed word for one without.
+bool HasOwnName(const DescType* type) {
   const char* name = type->name;
-  if (name == nullptr) return "";
+  if (name == nullptr || *name == '\0') return false;
   switch (type->kind) {
     case KIND_TYPEDEF:
-      return Is(name, "typedef") ? "" : Printable(name);
+      return !Is(name, "typedef");
     case KIND_ENUM:
-      return Is(name, "enum") || std::strncmp(name, "unknown", 7) == 0 ? "" : Printable(name);
+      return !Is(name, "enum") && std::strncmp(name, "unknown", 7) != 0;
     case KIND_STRUCT:
-      return Is(name, "struct") ? "" : Printable(name);
+      return !Is(name, "struct");
     case KIND_UNION:
-      return Is(name, "union") ? "" : Printable(name);
+      return !Is(name, "union");
     case KIND_CLASS:
-      return Is(name, "class") ? "" : Printable(name);
+      return !Is(name, "class");
     default:
-      return Printable(name);
+      return true;
   }
 }
 
-std::string TagText(const char* keyword, const DescType* type) {
-  const std::string name = OwnName(type);
-  return fmt::format("{} {}", keyword, name.empty() ? "{...}" : name);
+std::string OwnName(const DescType* type) {
+  return HasOwnName(type) ? Printable(type->name) : "";
 }
 
 class Declarator {
  public:
   // `inner` is what stands to the right of the type: the name with what binds to it already.
   std::string Declare(const DescType* type, std::string inner, std::string qualifiers = "") {
-    if (++types_ > mostTypes || depth_ >= deepestNesting) return Join(qualifiers + "...", inner);
+    if (++types_ > mostTypes || depth_ >= deepestNesting || text_ > mostText) return Join(qualifiers + "...", inner);
     depth_++;
     std::string text = DeclareKind(type, std::move(inner), std::move(qualifiers));
     depth_--;
@@ -60,12 +61,12 @@ class Declarator {
     std::string text;
     for (const DescVar* param = params; param != nullptr; param = param->next) {
       if (!text.empty()) text += ", ";
-      if (types_ > mostTypes) {
+      if (types_ > mostTypes || text_ > mostText) {
         text += "...";
         break;
       }
       // The DWARF 1 reader makes a parameter of this name for unspecified ones.
-      text += Is(param->name, "...") ? "..." : Declare(param->type, Printable(param->name ? param->name : ""));
+      text += Is(param->name, "...") ? "..." : Declare(param->type, Count(Printable(param->name ? param->name : "")));
     }
     return "(" + text + ")";
   }
@@ -74,6 +75,17 @@ class Declarator {
   static std::string Join(const std::string& left, const std::string& inner) {
     if (inner.empty()) return left;
     return inner[0] == '[' ? left + inner : left + " " + inner;
+  }
+
+  // A name, counted as text of this declaration.
+  std::string Count(std::string name) {
+    text_ += name.size();
+    return name;
+  }
+
+  std::string Tag(const char* keyword, const DescType* type) {
+    const std::string name = Count(OwnName(type));
+    return fmt::format("{} {}", keyword, name.empty() ? "{...}" : name);
   }
 
   // A pointer binds weaker than the brackets behind it.
@@ -97,8 +109,8 @@ class Declarator {
     if (type == nullptr) return Join(qualifiers + "void", inner);
     switch (type->kind) {
       case KIND_TYPEDEF:
-        if (OwnName(type).empty()) return Declare(type->target.type, std::move(inner), std::move(qualifiers));
-        return Join(qualifiers + OwnName(type), inner);
+        if (HasOwnName(type)) return Join(qualifiers + Count(OwnName(type)), inner);
+        return Declare(type->target.type, std::move(inner), std::move(qualifiers));
       case KIND_POINTER:
       case KIND_REFERENCE:
         inner.insert(0, (type->kind == KIND_POINTER ? "*" : "&") + qualifiers);
@@ -113,27 +125,34 @@ class Declarator {
         inner += Parameters(type->items.params, type->element.prototyped != 0);
         return Declare(type->target.type, std::move(inner));
       case KIND_ENUM:
-        return Join(qualifiers + TagText("enum", type), inner);
+        return Join(qualifiers + Tag("enum", type), inner);
       case KIND_STRUCT:
-        return Join(qualifiers + TagText("struct", type), inner);
+        return Join(qualifiers + Tag("struct", type), inner);
       case KIND_UNION:
-        return Join(qualifiers + TagText("union", type), inner);
+        return Join(qualifiers + Tag("union", type), inner);
       case KIND_CLASS:
-        return Join(qualifiers + TagText("class", type), inner);
+        return Join(qualifiers + Tag("class", type), inner);
       default:
-        return Join(qualifiers + OwnName(type), inner);
+        return Join(qualifiers + Count(OwnName(type)), inner);
     }
   }
 
   int types_ = 0;
   int depth_ = 0;
+  size_t text_ = 0;  // bytes of names so far
 };
 
 // "*const p" has a blank that "const int" needs and "*const" before brackets does not.
 std::string Trimmed(std::string text) {
-  for (size_t at; (at = text.find(" )")) != std::string::npos;) text.erase(at, 1);
-  while (!text.empty() && text.back() == ' ') text.pop_back();
-  return text;
+  if (text.find(" )") == std::string::npos && !text.ends_with(' ')) return text;
+  std::string trimmed;
+  const auto dropBlanks = [&trimmed] { trimmed.resize(trimmed.find_last_not_of(' ') + 1); };
+  for (const char c : text) {
+    if (c == ')') dropBlanks();
+    trimmed += c;
+  }
+  dropBlanks();
+  return trimmed;
 }
 
 }  // namespace
@@ -152,12 +171,11 @@ std::string Prototype(const DescProc* proc) {
 }
 
 std::string Definition(const DescType* type) {
-  const std::string name = OwnName(type);
   switch (type->kind) {
     case KIND_TYPEDEF:
-      return "typedef " + Declaration(type->target.type, name);
+      return "typedef " + Declaration(type->target.type, OwnName(type));
     case KIND_BASIC:
-      return name.empty() ? "?" : name;
+      return HasOwnName(type) ? OwnName(type) : "?";
     default:
       return Declaration(type, "");
   }

@@ -7,6 +7,14 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
+Texts Lines(const CallFrames& frames) {
+  Texts lines;
+  frames.ForEachLine(0x1000, [&lines](const std::string& address, std::string_view text) {
+    lines.push_back(address + std::string(text));
+  });
+  return lines;
+}
+
 // What compilers write is compared with another decoder over whole files; here is what they do not write.
 TEST(CallFrames, TellWhatFilesSeldomHold) {
   const struct {
@@ -41,11 +49,10 @@ TEST(CallFrames, TellWhatFilesSeldomHold) {
   cie.dataAlignment = -4;
   for (const auto& fact : facts) {
     const ExpressionFormat format{.dwarf1 = false, .addressSize = 4, .littleEndian = fact.littleEndian};
-    EXPECT_EQ(CallFrameText(fact.bytes.data(), static_cast<uint32_t>(fact.bytes.size()), cie, 0x1000, format),
-              fact.lines)
-        << fact.what;
+    const CallFrames frames(fact.bytes.data(), static_cast<uint32_t>(fact.bytes.size()), cie, format);
+    EXPECT_EQ(Lines(frames), fact.lines) << fact.what;
   }
-  EXPECT_EQ(CallFrameText(nullptr, 4, cie, 0x1000, {}), Texts{});
+  EXPECT_EQ(Lines(CallFrames(nullptr, 4, cie, {})), Texts{});
 }
 
 }  // namespace
