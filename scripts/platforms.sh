@@ -24,7 +24,7 @@ cmake --build --preset release -j "$jobs" --target elfload elfloader
 files=(samples/*/*.elf)
 [ -z "${ELFLOAD_CORPUS:-}" ] || files+=("$ELFLOAD_CORPUS"/*.elf)
 
-# Writes what the program that stands behind the folder's name says of every file.
+# Writes what the program named after the folder says about every file.
 answers() {
   local folder=$1 file name
   shift

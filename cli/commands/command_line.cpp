@@ -43,14 +43,14 @@ std::string MainFooter() {
          "`elfload COMMAND --help` shows the options of a command.";
 }
 
-// Lets an option take words for values.
+// Lets an option take words instead of numbers.
 CLI::Validator Choice(const std::map<std::string, int>& values) {
   return {[values](std::string& text) -> std::string {
             const auto found = values.find(text);
             if (found == values.end()) {
               std::string words;
               for (const auto& value : values) words += (words.empty() ? "" : ", ") + value.first;
-              return "'" + text + "' is none of " + words;
+              return "'" + text + "' is not one of " + words;
             }
             text = std::to_string(found->second);
             return "";
@@ -58,7 +58,7 @@ CLI::Validator Choice(const std::map<std::string, int>& values) {
           ""};
 }
 
-// Gives a command its own words and lets it take the options that all commands share.
+// Adds a command with its own words, which also takes the options that all commands share.
 CLI::App* AddCommand(CLI::App& line, Options& options, Command command) {
   const CommandRow& row = commandRows[static_cast<size_t>(command)];
   CLI::App* app = line.add_subcommand(row.name, row.description);
@@ -84,10 +84,11 @@ void AddSharedOptions(CLI::App& line, Options& options) {
       ->transform(
           Choice({{"loader", static_cast<int>(LineRules::loader)}, {"dwarf2", static_cast<int>(LineRules::dwarf2)}}))
       ->type_name("RULES");
-  line.add_option("--answer", options.answerCancel, "answer to message boxes without a terminal: ok or cancel")
+  line.add_option("--answer", options.answerCancel,
+                  "how to answer message boxes without a terminal: ok (the default) or cancel")
       ->transform(Choice({{"ok", 0}, {"cancel", 1}}))
       ->type_name("ANSWER");
-  line.add_flag("-v,--verbose", options.verbose, "say what decided, on standard error");
+  line.add_flag("-v,--verbose", options.verbose, "say on standard error which units were filled, and why");
 }
 
 void AddLoad(CLI::App& line, Options& options) {
@@ -95,31 +96,33 @@ void AddLoad(CLI::App& line, Options& options) {
   CLI::App* app = AddFileCommand(line, options, Command::load);
   app->add_option("--target", load.target, "mem (the default), gdb:HOST:PORT, gdb:[IPV6]:PORT or gdb:unix:PATH")
       ->type_name("TARGET");
-  app->add_option("--verify", load.verify,
-                  "read back: none, full, quick (4 bytes of each 512), or write nothing and compare: only, only-quick; "
-                  "full for gdb:, none for mem")
+  app->add_option(
+         "--verify", load.verify,
+         "what to read back: none, full, quick (4 bytes of each 512), or write nothing and compare: only, only-quick; "
+         "full for gdb:, none for mem")
       ->transform(Choice({{"none", 0}, {"full", 1}, {"quick", 2}, {"only", 3}, {"only-quick", 4}}))
       ->type_name("HOW");
-  app->add_option("--region", load.regions, "memory that there is, as 0x8000-0xFFFF:rx; may be repeated")
+  app->add_option("--region", load.regions, "a range of the target's memory, as 0x8000-0xFFFF:rx; may be repeated")
       ->type_name("RANGE")
       ->allow_extra_args(false);
   app->add_option("--addresses", load.physical, "where segments go: virtual or physical")
       ->transform(Choice({{"virtual", 0}, {"physical", 1}}))
       ->type_name("WHICH");
-  app->add_option("--out", load.outputFile, "write the memory to this file afterwards")->type_name("OUT");
-  app->add_option("--format", load.format, "of OUT: hex, srec or bin; by its extension otherwise")
+  app->add_option("--out", load.outputFile, "write the memory to this file at the end")->type_name("OUT");
+  app->add_option("--format", load.format, "format of OUT: hex, srec or bin; without it, the extension of OUT decides")
       ->transform(Choice({{"hex", 0}, {"srec", 1}, {"bin", 2}}))
       ->type_name("FORMAT");
-  app->add_flag("--fill-gaps", load.fillGaps, "write a raw file above 64 MiB with its gaps");
-  app->add_option("--timeout", load.timeout, "seconds for every answer of a stub (5)")->type_name("SECONDS");
-  app->add_option("--leave", load.leaveRunning, "how a stub's target is left: halted (the default) or running")
+  app->add_flag("--fill-gaps", load.fillGaps, "write a raw file even when its gaps make it larger than 64 MiB");
+  app->add_option("--timeout", load.timeout, "how long to wait for each answer of a stub (5)")->type_name("SECONDS");
+  app->add_option("--leave", load.leaveRunning,
+                  "state of a stub's target after the download: halted (the default) or running")
       ->transform(Choice({{"halted", 0}, {"running", 1}}))
       ->type_name("STATE");
-  app->add_option("--progress", load.progress, "auto (a bar on a terminal), json or none")
+  app->add_option("--progress", load.progress, "how to show progress: auto (a bar on a terminal), json or none")
       ->transform(Choice({{"auto", 0}, {"json", 1}, {"none", 2}}))
       ->type_name("HOW");
   app->add_flag("-q,--quiet", load.quiet, "no progress, no way to cancel, no line at the end");
-  app->add_flag("--dry-run", load.dryRun, "make the range checks only");
+  app->add_flag("--dry-run", load.dryRun, "only make the range checks");
 }
 
 void AddCommands(CLI::App& line, Options& options) {
@@ -132,17 +135,18 @@ void AddCommands(CLI::App& line, Options& options) {
       ->allow_extra_args(false);
 
   CLI::App* find = AddFileCommand(line, options, Command::find);
-  find->add_option("--kind", options.kind, "look at all, code or data")
+  find->add_option("--kind", options.kind, "what to search: all, code or data")
       ->transform(Choice({{"all", FIND_ALL}, {"code", FIND_CODE}, {"data", FIND_DATA}}))
       ->type_name("KIND");
   find->add_option("WHAT", options.what, "names, or addresses when they start with a digit")->required()->type_name("");
 
   CLI::App* where = AddFileCommand(line, options, Command::where);
-  where->add_option("ADDRESS", options.what, "decimal, or hexadecimal behind 0x")->required()->type_name("");
+  where->add_option("ADDRESS", options.what, "decimal, or hexadecimal after 0x")->required()->type_name("");
 
   CLI::App* section = AddFileCommand(line, options, Command::section);
   section->add_option("NAME", options.section, "name of the section")->required()->type_name("");
-  section->add_option("-o,--output", options.outputFile, "write to this file")->type_name("OUT");
+  section->add_option("-o,--output", options.outputFile, "write to this file instead of standard output")
+      ->type_name("OUT");
 
   CLI::App* stats = AddFileCommand(line, options, Command::stats);
   stats->add_flag("--release", options.release, "release each unit's records before the next unit is filled");
@@ -151,14 +155,14 @@ void AddCommands(CLI::App& line, Options& options) {
   AddCommand(line, options, Command::version);
 }
 
-// What CLI11 cannot tell by itself. Empty when all is well.
+// What CLI11 cannot check by itself. Empty when all is well.
 std::string CheckValues(Options& options) {
   if (options.command == Command::load) return CheckLoadOptions(options.load);
   if (options.command != Command::find && options.command != Command::where) return "";
   for (const std::string& what : options.what) {
     const bool isAddress = options.command == Command::where || (what[0] >= '0' && what[0] <= '9');
     uint32_t address = 0;
-    if (what.empty() || (isAddress && !ParseAddress(what, address))) return "'" + what + "' is no 32-bit address";
+    if (what.empty() || (isAddress && !ParseAddress(what, address))) return "'" + what + "' is not a 32-bit address";
     if (options.command == Command::where) options.addresses.push_back(address);
   }
   return "";
@@ -188,7 +192,7 @@ std::optional<LineResult> ParseCommandLine(int count, const char* const* argumen
     const int code = line.exit(error, text, text);
     return LineResult{code == 0 ? EXIT_DONE : EXIT_WRONG_LINE, text.str()};
   }
-  const std::string wrong = line.get_subcommands().empty() ? "which command?" : CheckValues(options);
+  const std::string wrong = line.get_subcommands().empty() ? "a command is missing" : CheckValues(options);
   if (!wrong.empty()) return LineResult{EXIT_WRONG_LINE, wrong + "\nRun with --help for more information.\n"};
   return std::nullopt;
 }

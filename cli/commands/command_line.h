@@ -14,7 +14,7 @@ struct LineResult {
   std::string text;  // for standard output when the status is EXIT_DONE (help), else for standard error
 };
 
-// Fills `options`, or says what is wrong with the line, or gives the help that it asked for.
+// Fills `options`, or returns what is wrong with the line or the help that it asked for.
 std::optional<LineResult> ParseCommandLine(int count, const char* const* arguments, Options& options);
 
 }  // namespace elfload

@@ -41,14 +41,14 @@ bool SelectModules(const Session& session, const Options& options, std::vector<b
       selected[i] = true;
       found = true;
     }
-    if (!found) Complain("no unit {}", Printable(which));
+    if (!found) Complain("no unit {}; `elfload modules` lists the units", Printable(which));
     allFound = allFound && found;
   }
   return allFound;
 }
 
-// Fills the selected units in list order and hands each to `write` with the result; its records go then, so that a dump
-// takes no more memory than its largest unit. False when a fill failed.
+// Fills the selected units in list order and hands each to `write` with the result; its records are released then, so
+// that a dump takes no more memory than its largest unit. False when a fill failed.
 template <typename Write>
 bool ExtendSelected(Session& session, const std::vector<bool>& selected, const Output& out, Write write) {
   bool allFilled = true;

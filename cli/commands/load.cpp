@@ -72,7 +72,7 @@ void RunLoadCode(Session& session, const LoadOptions& options, LoadTarget& targe
   session.GetInfo(report.processor, entry);
   {
     LoadDialog dialog(ProgressStyle(options), monitor.TotalBytes());
-    // A dry run goes through the checks, and through the blocks without a target behind them.
+    // A dry run makes the checks, and goes through the blocks without writing them to the target.
     const unsigned long flags = options.dryRun ? static_cast<unsigned long>(LOAD_NO_PROGRESS) : LoadFlags(options);
     const Clock::time_point start = Clock::now();
     result.result = session.Loader()->LoadCode(&monitor, 0, flags);

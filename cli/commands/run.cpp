@@ -8,8 +8,9 @@ namespace elfload {
 
 namespace {
 
-// Tells the loader by which rules to read line programs. Without a word of the user or the environment `where` takes
-// the published ones, since it is mostly asked about the output of GNU tools; all else takes the loader's own.
+// Tells the loader by which rules to read line programs. Where neither the user nor the environment says,
+// `where` takes the published ones, since it is mostly asked about the output of GNU tools; all else takes the
+// loader's.
 void ChooseLineRules(const Options& options) {
   const bool isAutomatic = options.lines == LineRules::automatic;
   const bool asPublished = isAutomatic ? options.command == Command::where : options.lines == LineRules::dwarf2;

@@ -25,7 +25,7 @@ std::vector<char> ReadSection(ObjFileLoader& loader, const Options& options) {
   const std::string shown = Printable(options.section);
   Argument argument{name.data(), 0, nullptr};
   if (loader.Execute(REQUEST_SECTION_BY_NAME, &argument) == 0 || argument.size == 0) {
-    Complain("no section {}, or an empty one", shown);
+    Complain("no section {}, or an empty one; `elfload info` lists the sections", shown);
     return {};
   }
   // A damaged header, or a section without bytes such as .bss, may claim any size.

@@ -1,5 +1,5 @@
 // elfload stats: how much a file holds and what it costs to read it. Every unit is filled and stays filled, as in a
-// debugger that has looked at all of them, or with --release goes again once it is counted.
+// debugger that has looked at all of them, or with --release is released once it is counted.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -65,7 +65,7 @@ Stats Collect(Session& session, const Options& options) {
     stats.phases[2].peakBytes = ReadPeakMemory();
   } else {
     Measure(stats.phases[2], [&] { std::for_each(session.Modules().begin(), session.Modules().end(), fill); });
-    stats.phases[2].peakBytes = ReadPeakMemory();  // in front of the counting
+    stats.phases[2].peakBytes = ReadPeakMemory();  // before the counting
     std::for_each(session.Modules().begin(), session.Modules().end(), count);
   }
   if (session.TableHeap() != nullptr) stats.tableHeapBytes = HEAP_BytesUsed(session.TableHeap());

@@ -31,7 +31,8 @@ constexpr std::array<bool, 256> MakePlainCharacters() {
 }
 inline constexpr std::array<bool, 256> plainCharacters = MakePlainCharacters();
 
-// Memory of RapidJSON's stack of levels. Its own allocator returns null, and the writer then writes there.
+// Memory of RapidJSON's stack of levels. RapidJSON does not look at the result of its own allocator, and would write
+// through null.
 struct JsonStackMemory {
   static constexpr bool kNeedFree = true;
 
@@ -72,7 +73,7 @@ class JsonWriter : private JsonBase {
     os_->Advance(room + size + 1);
   }
 
-  // A member's name that is told at run time.
+  // A member's name that is only known at run time.
   void Key(std::string_view name) { Text(name); }
 
   void Number(uint32_t value) {
@@ -87,7 +88,7 @@ class JsonWriter : private JsonBase {
   void Number(uint64_t value) { Uint64(value); }
   void Number(double value) { Double(value); }
 
-  // As it stands when it is valid UTF-8, else with every byte from 0x80 on as a character of its own.
+  // Unchanged when it is valid UTF-8, else with every byte from 0x80 on as a character of its own.
   void Text(std::string_view text) {
     Prefix(rapidjson::kStringType);
     if (!WritePlain(text)) WriteAnyText(text);
@@ -113,8 +114,8 @@ class JsonWriter : private JsonBase {
     os_->Put('"');
   }
 
-  // Text made of a letter or two and numbers, written by `write(room)` into room for 64 plain characters; it gives the
-  // end.
+  // Text made of a letter or two and numbers, written by `write(room)` into room for 64 plain characters; it returns
+  // the end.
   template <typename Write>
   void ShortText(Write write) {
     Prefix(rapidjson::kStringType);

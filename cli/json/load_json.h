@@ -1,4 +1,4 @@
-// What came of a download, as a document. docs/download.md describes it.
+// The outcome of a download as a document. docs/download.md describes it.
 #pragma once
 
 #include "session/options.h"

@@ -96,8 +96,8 @@ constexpr OperationRow dwarf2Operations[] = {
     {"DW_OP_stack_value", 0x9F, 0x9F},
 };
 
-// The zeros behind a copy back one operand of up to 8 bytes and the end behind it. With a longer address DW_OP_addr is
-// not known, since it could be cut short.
+// The zeros after a copy are enough for one operand of up to 8 bytes and the end after it. With longer addresses
+// DW_OP_addr is not known, since it could be cut short.
 constexpr uint8_t longestAddress = 8;
 static_assert(longestAddress < EXPRESSION_PADDING);
 

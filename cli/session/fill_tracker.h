@@ -1,4 +1,4 @@
-// Which units a look-up filled. The finders fill units themselves and say no more than which unit they found.
+// Which units a look-up filled. The finders fill units themselves and only return the unit that they found.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// What the loader tells its user: every line and every message box, in order.
+// What the loader says to its user: every line and every message box, in order.
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@ namespace elfload {
 
 class Output;
 
-// Plugs itself into the host library for as long as it lives. Lines go to standard error as they come. A box is asked
+// It is the host library's handler for as long as it lives. Lines go to standard error as they come. A box is asked
 // on a terminal; elsewhere it is written to standard error and answered as set.
 class HostMessages {
  public:

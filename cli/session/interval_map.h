@@ -1,4 +1,4 @@
-// Which of many ranges of addresses answers for an address: of those that hold it the one of the best rank.
+// Finds, of many ranges of addresses, the one of the best rank that holds an address.
 //
 //   IntervalMap map({{0x100, 0x200}, {0x000, 0x1000}});   // the best rank first
 //   map.Find(0x180);                                      // 0
@@ -24,7 +24,7 @@ class IntervalMap {
   // `intervals` in the order of their ranks. Takes time and memory in proportion to n log n and n.
   explicit IntervalMap(const std::vector<Interval>& intervals);
 
-  // Index of an interval as they were given, or NONE.
+  // Index of an interval, in the order of the constructor's argument, or NONE.
   uint32_t Find(uint32_t address) const;
 
  private:

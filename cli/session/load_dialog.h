@@ -13,7 +13,7 @@
 
 namespace elfload {
 
-// Plugs itself into the host library, in front of the handlers that hold, for as long as it lives.
+// It handles these for the host library as long as it lives, and passes on the rest to the handlers set before.
 class LoadDialog {
  public:
   LoadDialog(ProgressBar::Style style, uint64_t total);
@@ -21,7 +21,7 @@ class LoadDialog {
   LoadDialog& operator=(const LoadDialog&) = delete;
   ~LoadDialog();
 
-  // Whether the loader was told of a Ctrl-C.
+  // Whether a Ctrl-C was passed on to the loader.
   bool Cancelled() const { return cancelled_; }
 
   // The address that the loader named as different, from its box.

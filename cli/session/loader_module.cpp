@@ -20,7 +20,7 @@ namespace elfload {
 
 namespace {
 
-// Where the module stands when the user does not say: beside the program, then in the library folder of the package.
+// Where the module is when the user does not say: beside the program, then in the library folder of the package.
 std::vector<std::string> ModulePaths(const std::string& path) {
   if (!path.empty()) return {path};
   const std::string folder = ProgramFolder();

@@ -20,10 +20,10 @@ std::string DescribeHeader(const uint8_t* header, size_t size) {
   constexpr size_t classAt = 4;
   constexpr uint8_t class64 = 2;
   if (size == 0) return "the file is empty";
-  if (size < 4 || std::memcmp(header, "\177ELF", 4) != 0) return "no ELF file";
+  if (size < 4 || std::memcmp(header, "\177ELF", 4) != 0) return "not an ELF file";
   if (size > classAt && header[classAt] == class64) return "a 64-bit ELF file; only 32-bit ones are read";
   if (size < headerSize) return "the ELF header is cut short";
-  return "no readable 32-bit ELF file";
+  return "not a readable 32-bit ELF file";
 }
 
 }  // namespace
@@ -39,7 +39,7 @@ std::string FoundPath(const std::string& file) {
 std::string OpenFailure(const std::string& file) {
   const std::string path = FoundPath(file);
   std::error_code ignored;
-  if (std::filesystem::is_directory(path, ignored)) return "a folder";
+  if (std::filesystem::is_directory(path, ignored)) return "it is a folder";
   const File stream(std::fopen(path.c_str(), "rb"), std::fclose);
   if (stream == nullptr) return std::strerror(errno);
   uint8_t header[52];

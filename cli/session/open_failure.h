@@ -5,8 +5,8 @@
 
 namespace elfload {
 
-// The reason, as far as a look at the file tells: "no such file", "a folder", "a 64-bit ELF file". The loader itself
-// says no more than that it did not open the file.
+// The reason, as far as the file shows it: "No such file or directory", "it is a folder", "a 64-bit ELF file". The
+// loader itself only says that it did not open the file.
 std::string OpenFailure(const std::string& file);
 
 // The path that the search for absolute files finds `file` under; `file` itself when it finds none.

@@ -12,7 +12,7 @@
 namespace elfload {
 
 enum class Command : uint8_t { info, modules, dump, find, where, section, stats, load, version };
-// By which rules line programs are read; automatic: as the environment says, else as suits the command.
+// The rules by which line programs are read; automatic: those of the environment, else what suits the command.
 enum class LineRules : uint8_t { automatic, loader, dwarf2 };
 
 // Exit status of the program.
@@ -41,7 +41,7 @@ struct Options {
   LoadOptions load;
 };
 
-// An address as the user writes it: decimal, or hexadecimal behind "0x". False for all else and above 32 bits.
+// An address as the user writes it: decimal, or hexadecimal after "0x". False for anything else and above 32 bits.
 bool ParseAddress(const std::string& text, uint32_t& address);
 
 }  // namespace elfload

@@ -1,4 +1,4 @@
-// What a DescProc stands for. The record itself does not say; its name and result type do.
+// What a DescProc is. The record itself does not say; its name and result type do.
 #pragma once
 
 #include <cstdint>

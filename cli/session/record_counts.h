@@ -7,10 +7,10 @@
 
 namespace elfload {
 
-// Of all units taken in so far. A record on several lists counts on each.
+// Counts over all units added so far. A record on several lists counts on each.
 class RecordCounts {
  public:
-  // Takes in a unit with what is merged into it.
+  // Adds a unit and the units merged into it.
   void Add(const DescModule* module);
 
   uint64_t units = 0;  // merged ones too

@@ -10,7 +10,7 @@
 namespace elfload {
 
 void ModuleTable::ReleaseModules(DescModule* modules) {
-  // The records lie in the table heap, which goes after this; only a module's contents lie in its own.
+  // The records are in the table heap, which is released after this; only a module's contents are in its own.
   for (DescModule* module = modules; module != nullptr; module = module->next) {
     module->heap = HEAP_Release(module->heap);
   }

@@ -1,9 +1,9 @@
-// One file in the hands of the loader: opened, its unit list built, units filled as they are asked for.
+// One file and the loader that reads it: opened, its list of units built, units filled when they are asked for.
 //
 //   Session session(options, out);
 //   if (session.Open() && session.Build()) session.Extend(session.Modules()[0]);
 //
-// All goes through the component's virtual operations. What fails is told on standard error by the one that fails.
+// Everything goes through the component's virtual operations. An operation that fails says so on standard error.
 #pragma once
 
 #include <memory>

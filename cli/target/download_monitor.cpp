@@ -1,5 +1,5 @@
 // The loader takes the segments in the order of their headers and each segment in blocks from its first byte on: a
-// write begins the next block, and so does a read that follows no write. That tells where a block belongs even where
+// write begins the next block, and so does a read that follows no write. So it is known where a block belongs even when
 // segments share their virtual addresses.
 #include "target/download_monitor.h"
 

@@ -1,5 +1,5 @@
-// Stands between the loader and the target of a download: knows which segment a call belongs to, moves segments to
-// their physical addresses, counts, and keeps what went wrong.
+// The target that the loader sees, in front of the one that a download goes to: it knows which segment a call belongs
+// to, moves segments to their physical addresses, counts, and keeps what went wrong.
 //
 //   DownloadMonitor monitor(target, SegmentsToLoad(headers, Placement::physical), {});
 //   const int result = loader->LoadCode(&monitor, 0, flags);
@@ -19,7 +19,7 @@ namespace elfload {
 
 enum class Placement : uint8_t { virtualAddress, physicalAddress };
 
-// A program header that takes room in the target, in the order in which the loader takes them.
+// A program header that takes room in the target; they are in the order in which the loader takes them.
 struct SegmentToLoad {
   uint32_t index = 0;    // of the program header
   uint32_t offset = 0;   // of its bytes in the file
@@ -33,8 +33,8 @@ struct SegmentToLoad {
 // Physical addresses that are all 0 say nothing: the segments stay at their virtual ones.
 std::vector<SegmentToLoad> SegmentsToLoad(const std::vector<ElfSegment>& headers, Placement placement);
 
-// How often the bytes of a file may be loaded, over all segments. Linkers give each segment bytes of its own; a file
-// whose segments share theirs would make a download of any length out of a few bytes.
+// How often the bytes of a file may be loaded, over all segments. Linkers store the bytes of each segment apart; a file
+// whose segments share bytes would make a download of any length out of a few of them.
 constexpr uint64_t MAXIMUM_SHARING = 16;
 
 enum class DownloadStep : uint8_t { none, check, write, read, start };
@@ -79,7 +79,7 @@ class DownloadMonitor : public Target {
   // The first failure; its step is `none` when there was none.
   const DownloadFailure& Failure() const { return failure_; }
 
-  // Where a byte that the loader found to differ lies in the target, and what the target holds there. Takes the block
+  // Where a byte that the loader found to differ is in the target, and what the target holds there. Takes the block
   // back from VerifiedBytes(). Nothing when the address is not in the block that was read last.
   struct Difference {
     uint32_t address = 0;

@@ -84,7 +84,7 @@ bool GdbClient::NextEvent(Event& event, GdbClock::time_point deadline) {
   }
 }
 
-// What arrives in front of the '+' belongs to an earlier request.
+// What arrives before the '+' belongs to an earlier request.
 bool GdbClient::WaitForAcknowledge(std::string_view wire, GdbClock::time_point deadline) {
   for (int attempt = 1;;) {
     Event event = Event::none;

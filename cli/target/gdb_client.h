@@ -6,7 +6,7 @@
 //   else Report(client.Failure());
 //
 // Every answer has a time limit. What ends the conversation (no answer, an end of the connection, nonsense) stays: all
-// that follows fails at once, and Failure() tells what it was.
+// that follows fails at once, and Failure() says what it was.
 #pragma once
 
 #include <chrono>
@@ -23,7 +23,7 @@ class GdbClient {
  public:
   // What the stub said it can do.
   struct Features {
-    uint32_t packetSize = 0;  // bytes of a packet with its frame; 0 when it was not told
+    uint32_t packetSize = 0;  // bytes of a packet with its frame; 0 when the stub did not say
     bool noAcknowledge = false;
     bool targetDescription = false;
     bool memoryMap = false;

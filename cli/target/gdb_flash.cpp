@@ -1,5 +1,5 @@
-// Flash behind a GDB stub: erased in whole blocks before the first write, written, and ended by vFlashDone. A stub may
-// hold back what was written until then.
+// Flash of a GDB stub's target: erased in whole blocks before the first write, written, and ended by vFlashDone. A stub
+// may hold back what was written until then.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -11,7 +11,7 @@ namespace elfload {
 namespace {
 
 constexpr size_t WRITE_HEADER_SIZE = 24;    // "vFlashWrite:", an address, ':'
-constexpr uint32_t LONGEST_PATIENCE = 120;  // time limits that an erasure is given, one for each block
+constexpr uint32_t LONGEST_PATIENCE = 120;  // time limits for an erasure, one for each block
 constexpr int DONE_PATIENCE = 12;
 
 // The blocks of a flash region that a range touches; false for none.

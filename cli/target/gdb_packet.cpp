@@ -1,5 +1,5 @@
 // Packets of the GDB remote serial protocol: "$payload#cc", where cc is the sum of the payload's bytes modulo 256 in
-// two hex digits. In a payload, '}' escapes the next byte (its bit 0x20 is flipped), and "c*n" stands for c and n - 29
+// two hex digits. In a payload, '}' escapes the next byte (its bit 0x20 is flipped), and "c*n" means c and n - 29
 // repetitions of it.
 #include "target/gdb_packet.h"
 
@@ -12,7 +12,7 @@ namespace {
 constexpr char ESCAPE = '}';
 constexpr uint8_t ESCAPE_FLIP = 0x20;
 constexpr int RUN_LENGTH_BIAS = 29;
-constexpr int RUN_LENGTH_FIRST = 32;  // the first character that may stand for a count: 3 repetitions
+constexpr int RUN_LENGTH_FIRST = 32;  // the first character that may be a count: 3 repetitions
 constexpr int RUN_LENGTH_LAST = 126;
 constexpr size_t STRAY_KEPT = 64;
 constexpr size_t QUOTE_LIMIT = 48;

@@ -14,14 +14,14 @@
 
 namespace elfload {
 
-// "$payload#cc". The payload is taken as it stands: binary data in it is escaped already.
+// "$payload#cc". The payload is taken as it is: binary data in it is escaped already.
 std::string GdbFrame(std::string_view payload);
 
 // The bytes that one byte of binary data takes in a payload: 2 where it must be escaped.
 size_t GdbEscapedSize(uint8_t byte);
 void GdbAppendEscaped(std::string& payload, uint8_t byte);
 
-// False for an escape at the end, with `data` holding what stands before it.
+// False for an escape at the end, with `data` holding what comes before it.
 bool GdbUnescape(std::string_view payload, std::string& data);
 
 void GdbAppendHex(std::string& payload, const uint8_t* bytes, size_t count);
@@ -55,7 +55,7 @@ class GdbPacketReader {
   // Of the last packet, until the next Feed.
   const std::string& Payload() const { return payload_; }
 
-  // The first bytes that stood outside any packet since the last one.
+  // The first bytes outside any packet since the last one.
   const std::string& Stray() const { return stray_; }
 
  private:

@@ -1,4 +1,4 @@
-// A target behind a GDB stub: memory and the start address. Flash is in gdb_flash.cpp.
+// A target that a GDB stub drives: memory and the start address. Flash is in gdb_flash.cpp.
 #include "target/gdb_target.h"
 
 #include <fmt/format.h>
@@ -66,7 +66,7 @@ bool GdbTarget::Connect() {
     return false;
   }
   if (client_.StubFeatures().targetDescription) {
-    // Some stubs give registers out only after their description was read.
+    // Some stubs only hand out registers after their description was read.
     const FetchAnnex fetch = [this](const std::string& annex, std::string& text) {
       return client_.ReadObject("features", annex, text);
     };
@@ -165,7 +165,7 @@ int GdbTarget::ReadBlock(Address address, void* buffer, uint32_t count, int /*ac
   return 1;
 }
 
-// Reads 1 to `count` bytes: a stub may give fewer than it is asked for.
+// Reads 1 to `count` bytes: a stub may send fewer than it is asked for.
 bool GdbTarget::ReadPiece(uint32_t address, size_t count, std::string& data) {
   const bool binary = client_.StubFeatures().binaryUpload;
   count = std::min(count, client_.PayloadLimit() / 2);
@@ -191,7 +191,7 @@ int GdbTarget::SetStartAddress(uint32_t address) {
     return 0;
   }
   if (!hasCounter_) {
-    reason_ = "the stub does not tell which register is the program counter";
+    reason_ = "it is not known which register of the stub is the program counter";
     return 0;
   }
   std::string value;
@@ -202,7 +202,7 @@ int GdbTarget::SetStartAddress(uint32_t address) {
   return (alone ? SetCounterAlone(address, value.size()) : SetCounterAmongAll(address)) ? 1 : 0;
 }
 
-// Leaves `value` empty when the stub does not give single registers out.
+// Leaves `value` empty when the stub does not hand out single registers.
 bool GdbTarget::ReadCounter(std::string& value) {
   std::string answer;
   if (!client_.Exchange(fmt::format("p{:x}", counter_.number), answer)) {
@@ -256,7 +256,7 @@ bool GdbTarget::SetCounterAmongAll(uint32_t address) {
   const std::string bytes = CounterBytes(address, counter_.size);
   GdbAppendHex(digits, reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
   if (answer.size() < start + digits.size()) {
-    reason_ = fmt::format("the stub gives {} bytes of registers, and the program counter stands at byte {}",
+    reason_ = fmt::format("the stub sends {} bytes of registers, and the program counter is at byte {}",
                           answer.size() / 2, counter_.offset);
     return false;
   }

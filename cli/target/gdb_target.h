@@ -1,4 +1,4 @@
-// A target behind a GDB stub: QEMU, gdbserver, the server of a debug probe.
+// A target that a GDB stub drives: QEMU, gdbserver, the server of a debug probe.
 //
 //   GdbTarget target(std::move(transport), {.timeout = std::chrono::seconds(5), .machine = EM_PPC});
 //   if (!target.Connect()) Report(target.Reason());
@@ -34,7 +34,7 @@ class GdbTarget : public LoadTarget {
   GdbTarget(std::unique_ptr<GdbTransport> transport, Settings settings);
   ~GdbTarget() override;
 
-  // Shakes hands and learns memory map and registers. False with Reason() set.
+  // Makes the handshake and reads memory map and registers. False with Reason() set.
   bool Connect();
 
   int WriteBlock(Address address, const void* buffer, uint32_t count, int access) override;

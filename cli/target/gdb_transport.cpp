@@ -1,4 +1,4 @@
-// Sockets of the GDB target. All calls that differ between systems stand here.
+// Sockets of the GDB target. All calls that differ between systems are here.
 #include "target/gdb_transport.h"
 
 #if defined(_WIN32)
@@ -175,7 +175,7 @@ class SocketTransport : public GdbTransport {
   int error_ = 0;
 };
 
-// Gives the connected socket, or NO_SOCKET with `error` set.
+// Returns the connected socket, or NO_SOCKET with `error` set.
 Socket Connect(int family, const sockaddr* address, size_t length, GdbClock::time_point deadline, std::string& error) {
   const Socket handle = socket(family, SOCK_STREAM, 0);
   if (handle == NO_SOCKET) {
@@ -274,7 +274,7 @@ bool ParseGdbEndpoint(std::string_view text, GdbEndpoint& endpoint, std::string&
   if (host.starts_with('[') && host.ends_with(']')) {
     host = host.substr(1, host.size() - 2);
   } else if (host.find(':') != std::string_view::npos) {
-    error = "an IPv6 address stands in brackets: [::1]:1234";
+    error = "put an IPv6 address in brackets: [::1]:1234";
     return false;
   }
   unsigned number = 0;

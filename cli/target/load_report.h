@@ -1,4 +1,4 @@
-// What came of a download, and why.
+// The outcome of a download, and the reason for it.
 #pragma once
 
 #include <cstdint>
@@ -42,7 +42,7 @@ struct LoadReport {
   double seconds = 0;  // of LoadCode
 };
 
-// What LoadCode left behind.
+// What is known after LoadCode.
 struct LoadResult {
   int result = 0;
   bool linkLost = false;

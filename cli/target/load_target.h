@@ -16,19 +16,19 @@ struct AddressRange {
 
 class LoadTarget : public Target {
  public:
-  // Told before a download: the ranges that will be written, in order.
+  // Called before a download with the ranges that will be written, in order.
   virtual void PlanWrites(const std::vector<AddressRange>& ranges) { (void)ranges; }
 
-  // Ends the download: what is held back is written, and the target runs on where `run` is set. False when that failed.
+  // Ends the download: writes what is held back, and lets the target run when `run` is set. False when that failed.
   virtual bool Finish(bool run) {
     (void)run;
     return true;
   }
 
-  // The way to the target is gone, and all that follows fails.
+  // Whether the link to the target is lost, so that all that follows fails.
   virtual bool LinkLost() const { return false; }
 
-  // Why the last operation that failed did so, in words for the user.
+  // The reason of the last failure, in words for the user.
   const std::string& Reason() const { return reason_; }
 
  protected:

@@ -1,7 +1,7 @@
 // A memory as a file.
 //
 // Intel HEX record, all but the colon in hex digits: ":" count (1 byte), address (2), type (1), data, checksum (1; the
-// sum of all bytes is 0). S-record: "S" type, count (1; of the bytes behind it), address (2 to 4), data, checksum (1;
+// sum of all bytes is 0). S-record: "S" type, count (1; of the bytes after it), address (2 to 4), data, checksum (1;
 // the complement of the sum).
 #include "target/memory_output.h"
 
@@ -24,7 +24,7 @@ constexpr uint32_t CHUNK_BYTES = 0x10000;
 enum HexRecord : uint8_t {
   HEX_DATA = 0,
   HEX_END = 1,
-  HEX_EXTENDED_LINEAR_ADDRESS = 4,  // the upper 16 bits of the addresses behind it
+  HEX_EXTENDED_LINEAR_ADDRESS = 4,  // the upper 16 bits of the addresses that follow
   HEX_START_LINEAR_ADDRESS = 5,
 };
 
@@ -111,7 +111,7 @@ void Writer::WriteHex() {
   HexLine(HEX_END, 0, nullptr, 0);
 }
 
-// Types 1, 2 and 3 hold data behind addresses of 2, 3 and 4 bytes, types 9, 8 and 7 the start address; type 0 a name.
+// Types 1, 2 and 3 hold data after addresses of 2, 3 and 4 bytes, types 9, 8 and 7 the start address; type 0 a name.
 void Writer::SrecLine(uint32_t type, uint32_t address, const uint8_t* data, uint32_t count) {
   const uint32_t addressBytes = type == 0 ? 2 : type < 4 ? type + 1 : 11 - type;
   Line line{fmt::format("S{}", type)};

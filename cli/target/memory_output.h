@@ -1,7 +1,7 @@
 // A memory as a file for programmers and emulators: Intel HEX, Motorola S-records, raw bytes.
 //
 //   std::string error;
-//   if (!WriteMemoryFile("flash.hex", MemoryFormat::hex, target, {.startAddress = 0x8000}, error)) Report(error);
+//   if (!WriteMemoryFile("flash.hex", MemoryFormat::hex, target, {.fillGaps = false}, error)) Report(error);
 #pragma once
 
 #include <cstdint>

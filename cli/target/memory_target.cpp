@@ -74,10 +74,9 @@ int MemoryTarget::ReadBlock(Address address, void* buffer, uint32_t count, int /
 
 bool MemoryTarget::IsWritten(uint32_t first, uint32_t last) {
   const std::vector<AddressRange>& ranges = Written();
-  const auto behind =
-      std::upper_bound(ranges.begin(), ranges.end(), first,
-                       [](uint32_t address, const AddressRange& range) { return address < range.first; });
-  return behind != ranges.begin() && std::prev(behind)->last >= last;
+  const auto next = std::upper_bound(ranges.begin(), ranges.end(), first,
+                                     [](uint32_t address, const AddressRange& range) { return address < range.first; });
+  return next != ranges.begin() && std::prev(next)->last >= last;
 }
 
 int MemoryTarget::SetStartAddress(uint32_t address) {

@@ -1,4 +1,4 @@
-// Numbers in options and descriptions: decimal, or hexadecimal behind "0x".
+// Numbers in options and descriptions: decimal, or hexadecimal after "0x".
 #pragma once
 
 #include <charconv>
@@ -6,7 +6,7 @@
 
 namespace elfload {
 
-// False for text that is no number, or one that `value` does not hold.
+// False for text that is not a number, or one that is too large for `value`.
 template <typename Unsigned>
 bool ParseNumber(std::string_view text, Unsigned& value) {
   const bool isHex = text.starts_with("0x") || text.starts_with("0X");

@@ -51,22 +51,22 @@ std::string DescribeRegion(const MemoryRegion& region) {
 }
 
 bool RegionMap::Add(const MemoryRegion& region, std::string& error) {
-  const auto behind = std::upper_bound(regions_.begin(), regions_.end(), region.first,
-                                       [](uint32_t first, const MemoryRegion& other) { return first < other.first; });
-  const bool overlapsBehind = behind != regions_.end() && behind->first <= region.last;
-  if (overlapsBehind || (behind != regions_.begin() && std::prev(behind)->last >= region.first)) {
+  const auto next = std::upper_bound(regions_.begin(), regions_.end(), region.first,
+                                     [](uint32_t first, const MemoryRegion& other) { return first < other.first; });
+  const bool overlapsNext = next != regions_.end() && next->first <= region.last;
+  if (overlapsNext || (next != regions_.begin() && std::prev(next)->last >= region.first)) {
     error = fmt::format("the region {} overlaps {}", DescribeRegion(region),
-                        DescribeRegion(overlapsBehind ? *behind : *std::prev(behind)));
+                        DescribeRegion(overlapsNext ? *next : *std::prev(next)));
     return false;
   }
-  regions_.insert(behind, region);
+  regions_.insert(next, region);
   return true;
 }
 
 const MemoryRegion* RegionMap::Find(uint32_t address) const {
-  const auto behind = std::upper_bound(regions_.begin(), regions_.end(), address,
-                                       [](uint32_t first, const MemoryRegion& other) { return first < other.first; });
-  return behind != regions_.begin() && std::prev(behind)->last >= address ? &*std::prev(behind) : nullptr;
+  const auto next = std::upper_bound(regions_.begin(), regions_.end(), address,
+                                     [](uint32_t first, const MemoryRegion& other) { return first < other.first; });
+  return next != regions_.begin() && std::prev(next)->last >= address ? &*std::prev(next) : nullptr;
 }
 
 bool RegionMap::Check(uint32_t first, uint32_t last, bool writable, std::string& reason) const {

@@ -29,7 +29,7 @@ bool ParseRegion(std::string_view text, MemoryRegion& region, std::string& error
 std::string DescribeRegion(const MemoryRegion& region);
 std::string DescribeRange(uint32_t first, uint32_t last);
 
-// Kept sorted and without overlap. An empty map has no opinion.
+// Kept sorted and without overlap. An empty map allows everything.
 class RegionMap {
  public:
   // False with `error` set when the region overlaps another.
@@ -40,7 +40,7 @@ class RegionMap {
   // Null outside all regions.
   const MemoryRegion* Find(uint32_t address) const;
 
-  // Whether `first` to `last` lies wholly inside regions that may be written where `writable` asks for it. Neighbours
+  // Whether `first` to `last` is wholly inside regions that may be written where `writable` asks for it. Neighbours
   // without a gap count as one. `reason` says which part does not.
   bool Check(uint32_t first, uint32_t last, bool writable, std::string& reason) const;
 

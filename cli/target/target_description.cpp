@@ -1,4 +1,4 @@
-// What a GDB stub tells of its target in XML.
+// What a GDB stub says about its target in XML.
 #include "target/target_description.h"
 
 #include <vector>
@@ -161,7 +161,7 @@ bool ParseMemoryMap(std::string_view text, RegionMap& map, std::string& error) {
     }
   }
   if (tags.Malformed()) {
-    error = "it is no XML";
+    error = "it is not XML";
   }
   return !tags.Malformed();
 }

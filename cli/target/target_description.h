@@ -1,4 +1,4 @@
-// What a GDB stub tells of its target in XML: where the program counter is, and which memory there is.
+// What a GDB stub says about its target in XML: where the program counter is, and which memory there is.
 #pragma once
 
 #include <cstdint>
@@ -18,17 +18,17 @@ struct ProgramCounter {
   bool hasOffset = false;
 };
 
-// Gives the text of a named part of the description; false when the stub has none.
+// Fetches the text of a named part of the description; false when the stub has none.
 using FetchAnnex = std::function<bool(const std::string& annex, std::string& text)>;
 
 // Looks through "target.xml" and what it includes for the register named "pc" (on x86 "eip" or "rip"). Registers count
 // in order, and the attribute `regnum` sets the count. False when there is none.
 bool FindProgramCounter(const FetchAnnex& fetch, ProgramCounter& counter);
 
-// The number that a stub without a description gives the program counter; false for a processor not in the table.
+// The number of the program counter in a stub without a description; false for a processor not in the table.
 bool DefaultProgramCounter(uint32_t machine, ProgramCounter& counter);
 
-// Parses a <memory-map>; what lies behind 32 bits is cut off. False with `error` set when it cannot be used.
+// Parses a <memory-map>; what is past 32 bits is cut off. False with `error` set when it cannot be used.
 bool ParseMemoryMap(std::string_view text, RegionMap& map, std::string& error);
 
 }  // namespace elfload

@@ -25,7 +25,7 @@ class XmlTags {
   // Empty for an attribute that the tag does not have.
   std::string_view Attribute(std::string_view name) const;
 
-  // What stands between this tag and the next.
+  // The text between this tag and the next.
   std::string_view Text() const;
 
  private:

@@ -1,10 +1,10 @@
-// The program's output: one large buffer in front of the file, written through when it is full.
+// The program's output: one large buffer before the file, written when it is full.
 //
 //   Output out(file);
 //   out.Print("{:<8}{}\n", name, value);
 //   char* room = out.Reserve(10);             // contiguous room for 10 characters
 //   out.Advance(FormatNumber(value, room));   // as many of them as were used
-//   out.Flush();                              // out.failed() tells whether everything could be written
+//   out.Flush();                              // out.failed() says whether something could not be written
 //
 // It also is the stream that RapidJSON writes to.
 #pragma once

@@ -11,7 +11,7 @@
 #include <io.h>
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
-// behind windows.h
+// after windows.h
 #include <psapi.h>
 #else
 #include <dlfcn.h>
@@ -126,7 +126,7 @@ std::FILE* TakeStandardOutput() {
     const int nowhere = open("/dev/null", O_WRONLY);
     if (nowhere != STDERR_FILENO) dup2(nowhere, STDERR_FILENO);
   }
-  // Line by line, so that the lines stand among those that go to standard error directly.
+  // Line by line, so that the lines are in order with those that go to standard error directly.
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
   dup2(STDERR_FILENO, STDOUT_FILENO);
   return fdopen(saved, "wb");
@@ -150,7 +150,7 @@ uint64_t ReadPeakMemory() {
   // Not from getrusage, which begins with the peak of the process that started this one.
   std::ifstream status("/proc/self/status");
   for (std::string line; std::getline(status, line);) {
-    if (line.rfind("VmHWM:", 0) == 0) return std::strtoull(line.c_str() + 6, nullptr, 10) * 1024;  // told in KiB
+    if (line.rfind("VmHWM:", 0) == 0) return std::strtoull(line.c_str() + 6, nullptr, 10) * 1024;  // in KiB
   }
   return 0;
 }

@@ -1,4 +1,4 @@
-// What the program asks of the operating system: where it stands, shared modules, its standard output, terminals. All
+// What the program asks of the operating system: where it is, shared modules, its standard output, terminals. All
 // calls that differ between systems are here.
 #pragma once
 
@@ -10,7 +10,7 @@
 
 namespace elfload {
 
-// The folder of the running program, with a separator at its end; empty when the system does not tell.
+// The folder of the running program, with a separator at its end; empty when the system does not say.
 std::string ProgramFolder();
 
 // File name of a shared module: `name` with the system's suffix.
@@ -39,7 +39,7 @@ struct ProcessTimes {
 };
 ProcessTimes ReadProcessTimes();
 
-// The largest amount of memory that the process has held at a time, in bytes; 0 when the system does not tell.
+// The largest amount of memory that the process has held at a time, in bytes; 0 when the system does not say.
 uint64_t ReadPeakMemory();
 
 }  // namespace elfload

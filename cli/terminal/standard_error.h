@@ -1,6 +1,6 @@
 // Lines on standard error. They never throw: when standard error cannot be written there is nobody left to ask.
 //
-//   Complain("no unit {}", Printable(which));     // "elfload: no unit main.c"
+//   Complain("no unit {}", Printable(which));     // "elfload: no unit main.c; ..."
 //   PrintError("{}: filled nothing", what);       // the line as it is
 #pragma once
 

@@ -13,7 +13,7 @@ namespace {
 // Lead bytes with the range of the byte that follows them; all further bytes are 0x80 to 0xBF.
 struct LeadRow {
   uint8_t first, last;      // lead bytes
-  uint8_t trailing;         // bytes behind the lead byte
+  uint8_t trailing;         // bytes after the lead byte
   uint8_t lowest, highest;  // of the first of them
 };
 constexpr LeadRow leadRows[] = {

@@ -30,7 +30,7 @@ enum class Form : uint8_t {
   cfaSigned,
   size,
   block,
-  regBlock,  // an expression, in front of it a register
+  regBlock,  // a register, then an expression
 };
 
 struct InstructionRow {

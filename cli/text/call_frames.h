@@ -11,14 +11,14 @@
 
 namespace elfload {
 
-// Decoded instructions: a line for each address whose rules are told, the first without an address of its own:
+// Decoded instructions: a line for each address that has rules, the first without an address of its own:
 //   DW_CFA_def_cfa_offset: 16; DW_CFA_offset: r31 at cfa-4
 //   0x000001D8  DW_CFA_advance_loc: 12; DW_CFA_restore: r31
 // Offsets and steps are multiplied by the entry's alignment factors. An instruction that is not known ends the text as
 // its code in parentheses, one without all of its operands as "(cut short)".
 //
-// A CIE is decoded once for all entries that share it, so the lines do not hold their addresses but where these count
-// from.
+// A CIE is decoded once for all entries that share it, so a line does not hold its address but the distance from the
+// start of the code.
 class CallFrames {
  public:
   CallFrames() = default;  // no lines

@@ -1,4 +1,4 @@
-// What came of a download, as a line for the user.
+// The outcome of a download as a line for the user.
 #pragma once
 
 #include "session/options.h"

@@ -1,4 +1,4 @@
-// Debug records as text for people: a unit after the other, each with its procedures, variables, types, files and
+// Debug records as text for people: one unit after another, each with its procedures, variables, types, files and
 // lines.
 #pragma once
 

@@ -47,7 +47,7 @@ std::string OwnName(const DescType* type) {
 
 class Declarator {
  public:
-  // `inner` is what stands to the right of the type: the name with what binds to it already.
+  // `inner` is the text to the right of the type: the name with what binds to it already.
   std::string Declare(const DescType* type, std::string inner, std::string qualifiers = "") {
     if (++types_ > mostTypes || depth_ >= deepestNesting || text_ > mostText) return Join(qualifiers + "...", inner);
     depth_++;
@@ -88,7 +88,7 @@ class Declarator {
     return fmt::format("{} {}", keyword, name.empty() ? "{...}" : name);
   }
 
-  // A pointer binds weaker than the brackets behind it.
+  // A pointer binds weaker than the brackets after it.
   static std::string PointerTo(const DescType* target, const std::string& inner) {
     const bool isGrouped = target != nullptr && (target->kind == KIND_ARRAY || target->kind == KIND_FUNCTION);
     return isGrouped ? "(" + inner + ")" : inner;

@@ -40,7 +40,7 @@ TEST(CallFrames, TellWhatFilesSeldomHold) {
        {"DW_CFA_val_expression: r7 (DW_OP_breg7 16); DW_CFA_def_cfa_expression: (DW_OP_lit0)"}},
       {"cut short", false, {0xC3, 0x03, 0x01}, {"DW_CFA_restore: r3; DW_CFA_advance_loc2 (cut short)"}},
       {"an endless number", false, {0x0E, 0x80, 0x80}, {"DW_CFA_def_cfa_offset (cut short)"}},
-      {"a block behind the end", false, {0x0F, 0x09, 0x30}, {"DW_CFA_def_cfa_expression (cut short)"}},
+      {"a block past the end", false, {0x0F, 0x09, 0x30}, {"DW_CFA_def_cfa_expression (cut short)"}},
       {"unknown", false, {0x0A, 0x3F, 0x0B}, {"DW_CFA_remember_state; (0x3F...)"}},
       // clang-format on
   };

@@ -16,7 +16,7 @@ constexpr ExpressionFormat dwarf1{.dwarf1 = true, .addressSize = 4, .littleEndia
 struct ExpressionFact {
   const char* what;
   ExpressionFormat format;
-  std::vector<uint8_t> bytes;  // as a reader stores them, without the zeros behind
+  std::vector<uint8_t> bytes;  // as a reader stores them, without the zeros after them
   size_t length;
   const char* text;
 };
@@ -55,7 +55,7 @@ const ExpressionFact expressionFacts[] = {
     // clang-format on
 };
 
-// The bytes as a reader stores them: with zeros behind, in memory that ends there.
+// The bytes as a reader stores them: with zeros after them, in memory that ends there.
 std::vector<uint8_t> Stored(std::vector<uint8_t> bytes) {
   bytes.resize(bytes.size() + EXPRESSION_PADDING);
   bytes.shrink_to_fit();

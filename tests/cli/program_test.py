@@ -220,7 +220,7 @@ class ProgramTest(unittest.TestCase):
             self.folder: "a folder",
             self.damaged("empty.elf", lambda data: data.clear()): "empty",
             self.damaged("class.elf", lambda data: b"\x7fELF\x02" + data[5:42] + b"\0\x38" + data[44:]): "64-bit",
-            self.damaged("magic.elf", lambda data: data.__setitem__(0, 0)): "no ELF file",
+            self.damaged("magic.elf", lambda data: data.__setitem__(0, 0)): "not an ELF file",
             self.damaged("short.elf", lambda data: data[:40]): "cut short",
         }
         for path, reason in reasons.items():

@@ -30,7 +30,7 @@ class Client:
     def __init__(self, connection):
         self.connection, self.stream = connection, connection.makefile("rb")
         self.ask(b"qSupported")
-        self.ask(b"qXfer:features:read:target.xml:0,100")  # QEMU gives registers out after this only
+        self.ask(b"qXfer:features:read:target.xml:0,100")  # QEMU hands out registers only after this
         self.ask(b"qXfer:features:read:power-core.xml:0,100")
 
     def __enter__(self):
@@ -57,7 +57,7 @@ class Client:
 
 @contextlib.contextmanager
 def qemu(program, *arguments, path):
-    """Runs QEMU's stub on a Unix socket; gives the target's name and a function that connects."""
+    """Runs QEMU's stub on a Unix socket; yields the target's name and a function that connects."""
     def connect():
         connection = socket.socket(socket.AF_UNIX)
         connection.settimeout(20)
@@ -84,7 +84,7 @@ def qemu(program, *arguments, path):
 
 @contextlib.contextmanager
 def stub(answer):
-    """A stub for one connection: `answer(number, request)` gives bytes to send, or None to close the connection."""
+    """A stub for one connection: `answer(number, request)` returns bytes to send, or None to close the connection."""
     with socket.create_server(("127.0.0.1", 0)) as server:
         def serve():
             with contextlib.suppress(OSError):

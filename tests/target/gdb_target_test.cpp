@@ -23,7 +23,7 @@ struct Loaded {
 
 class GdbDownload : public HostTest {
  protected:
-  // Loads `file` through the plug-in into a stub; gives what a user is told.
+  // Loads `file` through the plug-in into a stub; returns what a user is told.
   Loaded Run(const StubOrders& orders, const ElfFile& file, unsigned long flags,
              const GdbTarget::Settings& settings = {}) {
     state = {};
@@ -88,8 +88,8 @@ TEST_F(GdbDownload, AsksForWhatTheStubOffersAndSetsTheCounter) {
   EXPECT_EQ(Texts(binary.requests.begin(), binary.requests.begin() + 7), requests);
   EXPECT_EQ(binary.outcome, "start-refused");
   EXPECT_EQ(binary.message,
-            "the start address 0x00000000 is not set: the stub gives 8 bytes of registers, and the program counter "
-            "stands at byte 384");
+            "the start address 0x00000000 is not set: the stub sends 8 bytes of registers, and the program counter "
+            "is at byte 384");
 }
 
 TEST_F(GdbDownload, LoadsWholeFilesWhateverTheStubCanDo) {
@@ -189,7 +189,7 @@ TEST_F(GdbDownload, EndsWhenTheStubDoes) {
     ASSERT_GT(whole, 11u);
     orders.trouble = row.trouble;
     orders.raw = row.raw;
-    // From behind the handshake on, where the answers are what the row says, to what is left before detaching.
+    // From the request after the handshake, where the answers are those of the row, to the last one before detaching.
     for (orders.troubleAt = 5; orders.troubleAt < static_cast<int>(whole); orders.troubleAt++) {
       const Loaded loaded = Run(orders, Program(1100), 0x200, settings);
       EXPECT_EQ(loaded.outcome, "link-lost") << row.message << " at " << loaded.requests.back();
