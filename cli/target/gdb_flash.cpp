@@ -14,39 +14,30 @@ constexpr size_t WRITE_HEADER_SIZE = 24;    // "vFlashWrite:", an address, ':'
 constexpr uint32_t LONGEST_PATIENCE = 120;  // time limits for an erasure, one for each block
 constexpr int DONE_PATIENCE = 12;
 
-// The blocks of a flash region that a range touches; false for none.
-bool TouchedBlocks(const MemoryRegion& region, const AddressRange& range, AddressRange& blocks) {
-  if (region.eraseSize == 0 || range.last < region.first || range.first > region.last) {
-    return false;
-  }
+// The blocks of a flash region that a range touches. The range has an address in the region.
+AddressRange TouchedBlocks(const MemoryRegion& region, const AddressRange& range) {
   const uint32_t first = std::max(range.first, region.first) - region.first;
   const uint32_t last = std::min(range.last, region.last) - region.first;
-  blocks.first = region.first + first / region.eraseSize * region.eraseSize;
   const uint64_t end = (uint64_t{last} / region.eraseSize + 1) * region.eraseSize - 1;
-  blocks.last = static_cast<uint32_t>(std::min<uint64_t>(region.first + end, region.last));
-  return true;
+  return {region.first + first / region.eraseSize * region.eraseSize,
+          static_cast<uint32_t>(std::min<uint64_t>(region.first + end, region.last))};
 }
 
 }  // namespace
 
 // Ranges that touch the same block erase it once.
 bool GdbTarget::EraseFlash() {
+  JoinRanges(plannedWrites_);
   for (const MemoryRegion& region : memoryMap_.Regions()) {
+    auto range = std::lower_bound(plannedWrites_.begin(), plannedWrites_.end(), region.first,
+                                  [](const AddressRange& planned, uint32_t first) { return planned.last < first; });
     std::vector<AddressRange> blocks;
-    for (const AddressRange& range : plannedWrites_) {
-      AddressRange touched;
-      if (TouchedBlocks(region, range, touched)) {
-        blocks.push_back(touched);
-      }
+    for (; region.eraseSize != 0 && range != plannedWrites_.end() && range->first <= region.last; ++range) {
+      blocks.push_back(TouchedBlocks(region, *range));
     }
-    std::sort(blocks.begin(), blocks.end(),
-              [](const AddressRange& a, const AddressRange& b) { return a.first < b.first; });
-    for (size_t i = 0; i < blocks.size();) {
-      AddressRange range = blocks[i];
-      for (i++; i < blocks.size() && blocks[i].first <= uint64_t{range.last} + 1; i++) {
-        range.last = std::max(range.last, blocks[i].last);
-      }
-      if (!EraseRange(range, region.eraseSize)) {
+    JoinRanges(blocks);
+    for (const AddressRange& erased : blocks) {
+      if (!EraseRange(erased, region.eraseSize)) {
         return false;
       }
     }

@@ -1,18 +1,13 @@
 // What the targets of elfload have beyond the operations that a loader calls.
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <vector>
 
+#include "target/address_range.h"
 #include "tarnixcore/target.h"
 
 namespace elfload {
-
-struct AddressRange {
-  uint32_t first = 0;
-  uint32_t last = 0;  // included
-};
 
 class LoadTarget : public Target {
  public:

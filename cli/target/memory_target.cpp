@@ -41,17 +41,7 @@ void MemoryTarget::AddWritten(uint32_t first, uint32_t last) {
 
 const std::vector<AddressRange>& MemoryTarget::Written() {
   if (!sorted_) {
-    std::sort(written_.begin(), written_.end(),
-              [](const AddressRange& a, const AddressRange& b) { return a.first < b.first; });
-    std::vector<AddressRange> joined;
-    for (const AddressRange& range : written_) {
-      if (!joined.empty() && range.first <= uint64_t{joined.back().last} + 1) {
-        joined.back().last = std::max(joined.back().last, range.last);
-      } else {
-        joined.push_back(range);
-      }
-    }
-    written_ = std::move(joined);
+    JoinRanges(written_);
     sorted_ = true;
   }
   return written_;

@@ -114,5 +114,13 @@ TEST_F(TypeText, CirclesEnd) {
   EXPECT_LT(Declaration(function, "x").size(), 10000u);
 }
 
+TEST_F(TypeText, LongNamesEndAndBlanksBeforeBracketsGo) {
+  DescType* node = Type(KIND_STRUCT, std::string(100000, 'n').c_str());
+  DescType* function = Function(nullptr, {});
+  function->items.params = Vars({node, node, node, node, node, node, node, node, node, node, node, node, node, node});
+  EXPECT_LT(Declaration(Function(function, {Pointer(function), node}), "x").size(), 1300000u);
+  EXPECT_EQ(Declaration(Type(KIND_BASIC, "a  ) ))b "), ""), "a)))b");
+}
+
 }  // namespace
 }  // namespace elfload
