@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# The long runs: fuzzing, a quarter of a million variants of files, the other platforms.
+# The long runs: fuzzing, files made to be costly, a quarter of a million variants of files, the other platforms.
 #
 #   scripts/nightly.sh [SECONDS [VARIANTS]]    of fuzzing for each target, 1800 by default; of files, 250000 by default
 #
@@ -9,6 +9,12 @@ cd "$(dirname "$0")/.."
 
 scripts/lint.sh
 scripts/platforms.sh
+for preset in release m32; do
+  printf '\n== Costly files: %s\n' "$preset"
+  cmake --preset "$preset" >/dev/null
+  cmake --build --preset "$preset" -j "$(nproc)" --target elfload elfloader
+  python3 -B fuzz/hostile --elfload "build/$preset/elfload"
+done
 printf '\n== Variants\n'
 if [ -d /dev/shm ]; then export TMPDIR=/dev/shm; fi # every variant is a file for a moment
 files=(samples/*/*.elf)

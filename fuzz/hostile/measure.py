@@ -1,0 +1,85 @@
+"""Runs a command and measures what it costs."""
+import os
+import resource
+import select
+import signal
+import time
+import traceback
+from typing import NamedTuple
+
+KEPT_OUTPUT = 1 << 16
+MEMORY_CEILING, FILE_CEILING = 4 << 30, 2 << 30  # what no run gets more of, lest it take the machine's
+WAIT = 20  # times the timeout: a run that waits for something takes no time of the processor
+
+
+class Run(NamedTuple):
+    seconds: float  # of the processor, for program and system
+    memory: int  # peak, in bytes
+    written: int  # bytes: standard output and error, and the file that was asked for
+    status: int  # exit status, or minus the signal
+    hung: bool
+    output: bytes  # its beginning
+
+
+def in_child(work):
+    """Does `work` in a process of its own. This one stays small: the peak of a new process begins with its parent's."""
+    child = os.fork()
+    if child == 0:
+        status = 1
+        try:
+            work()
+            status = 0
+        except Exception:  # pylint: disable=broad-except
+            traceback.print_exc()
+        finally:
+            os._exit(status)
+    if os.waitpid(child, 0)[1] != 0:
+        raise RuntimeError("a file could not be made")
+
+
+def start(command, output, timeout, ceiling):
+    child = os.fork()
+    if child != 0:
+        return child
+    try:
+        os.dup2(os.open(os.devnull, os.O_RDONLY), 0)
+        os.dup2(output, 1)
+        os.dup2(output, 2)
+        resource.setrlimit(resource.RLIMIT_CPU, (timeout, timeout + 1))
+        resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+        resource.setrlimit(resource.RLIMIT_FSIZE, (FILE_CEILING, FILE_CEILING))
+        if ceiling:
+            resource.setrlimit(resource.RLIMIT_AS, (MEMORY_CEILING, MEMORY_CEILING))
+        environment = {key: value for key, value in os.environ.items() if key not in ("AUTOTEST", "LINEPROGRAM")}
+        environment.update(ASAN_OPTIONS="exitcode=99", UBSAN_OPTIONS="halt_on_error=1:exitcode=99")
+        os.execve(command[0], command, environment)
+    finally:
+        os._exit(127)
+
+
+def run(command, timeout, out=None, ceiling=True):
+    """`timeout` in seconds of the processor; `out` is a file that the command may write, and is removed."""
+    output, inner = os.pipe()
+    child = start(command, inner, timeout, ceiling)
+    os.close(inner)
+    deadline = time.monotonic() + WAIT * timeout
+    kept, written, hung = b"", 0, False
+    while True:
+        if not select.select([output], [], [], max(deadline - time.monotonic(), 0))[0]:
+            hung = True
+            os.kill(child, signal.SIGKILL)
+            break
+        data = os.read(output, 1 << 16)
+        if not data:
+            break
+        kept += data[:KEPT_OUTPUT - len(kept)]
+        written += len(data)
+    os.close(output)
+    _, status, usage = os.wait4(child, 0)
+    if out is not None and os.path.exists(out):
+        written += os.path.getsize(out)
+        os.remove(out)
+    status = os.waitstatus_to_exitcode(status)
+    seconds = usage.ru_utime + usage.ru_stime
+    hung = hung or status == -signal.SIGXCPU or seconds > timeout  # the system may end it late
+    return Run(seconds, usage.ru_maxrss * 1024, written, status, hung, kept)
