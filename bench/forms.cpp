@@ -4,8 +4,10 @@
 #include <benchmark/benchmark.h>
 
 #include "corpus_file.h"
+#include "dwarf/leb128.h"
 #include "dwarf2/abbreviations.h"
-#include "dwarf2/reader_state.h"
+#include "dwarf2/build_records.h"
+#include "dwarf2/sections.h"
 
 namespace {
 
@@ -14,35 +16,47 @@ struct Counts {
   uint64_t attributes = 0;
 };
 
-// Skips the entries behind a unit's first. False unless that ends exactly at the unit's end.
-bool SkipEntries(ElfImage* image, const DescModule* module, Counts& counts) {
-  const DescModuleExt& ext = *module->ext;
-  SeekTo(image, dwarf2State.sections.info, ext.unitOffset);
-  const uint32_t end = ext.unitOffset + 4 + ReadU32(image);
-  SeekTo(image, dwarf2State.sections.info, ext.firstEntry);
-  dwarf2State.addressSize = ext.addressSize;
-  dwarf2State.abbrevs = ext.abbrevs;
-  while (dwarf2State.position < end && dwarf2State.failed == 0) {
-    const uint32_t code = ReadUleb(image);
-    if (code == 0) {
-      continue;
-    }
-    const AbbrevEntry* abbrev = FindAbbreviation(code);
-    counts.entries++;
-    counts.attributes += static_cast<uint64_t>(abbrev->attributeCount);
-    for (int32_t i = 0; i < abbrev->attributeCount; i++) {
-      SkipForm(image, abbrev->attributes[i].form);
-    }
+class EntrySkipper {
+ public:
+  explicit EntrySkipper(const ElfImage* image) : sections_(FindDwarf2Sections(image)) {
+    allowance_.Grant(static_cast<uint64_t>(image->file->Size()) * 1000);  // over and over
+    info_.Use(image->file, ELF_IsLittleEndian(image));
+    abbrev_.Use(image->file, ELF_IsLittleEndian(image));
   }
-  return dwarf2State.position == end && dwarf2State.failed == 0;
-}
+
+  // Skips the entries after a unit's first. False unless that ends exactly at the unit's end.
+  bool Skip(const DescModule* module, Counts& counts) {
+    const auto& ext = static_cast<const Dwarf2ModuleExt&>(*module->ext);
+    if (!abbrevs_.Read(&abbrev_, sections_.abbrev, ext.abbrevOffset)) return false;
+    info_.SeekKept(sections_.info, ext.firstEntry, ext.unitEnd - ext.firstEntry);
+    while (info_.Offset() < ext.unitEnd && !failure_) {
+      const uint32_t entryOffset = info_.Offset();
+      const uint32_t code = ReadUleb(&info_);
+      if (code == 0) continue;
+      const AbbrevEntry* entry = abbrevs_.Find(code, &info_, entryOffset);
+      counts.entries++;
+      counts.attributes += entry->attributeCount;
+      for (uint32_t i = 0; i < entry->attributeCount; i++) {
+        SkipForm(&info_, abbrevs_.Attributes(entry)[i].form, ext.addressSize);
+      }
+    }
+    return info_.Offset() == ext.unitEnd && !failure_;
+  }
+
+ private:
+  Failure failure_;
+  Allowance allowance_;
+  Dwarf2Sections sections_;
+  Cursor info_{&failure_, &allowance_};
+  Cursor abbrev_{&failure_, &allowance_};
+  AbbrevTable abbrevs_;
+};
 
 bool SkipAll(LoadedFile& file, Counts& counts) {
-  ClearFailure();
-  LoadDwarf2Sections(file.loader.image);
+  EntrySkipper skipper(file.loader.image);
   bool isWhole = true;
   for (const DescModule* module = file.table.Modules(); module != nullptr; module = module->next) {
-    isWhole = SkipEntries(file.loader.image, module, counts) && isWhole;
+    isWhole = skipper.Skip(module, counts) && isWhole;
   }
   return isWhole;
 }

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "dwarf2/dwarf2_constants.h"
-#include "elf/section_access.h"
+#include "elf/sections.h"
 #include "process_usage.h"
 #include "tarnixcore/files.h"
 
@@ -244,7 +244,8 @@ int main(int argc, char** argv) {
   UsageReport report("limit");
   report.BeginPhase("load");
   char fullPath[FE_NAME_SIZE];
-  ElfImage* image = ELF_Open(argv[1], fullPath, sizeof(fullPath));
+  Failure failure;
+  ElfImage* image = ELF_Open(argv[1], fullPath, sizeof(fullPath), &failure);
   if (image == nullptr) {
     return 1;
   }

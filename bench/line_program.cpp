@@ -1,36 +1,48 @@
 // Line programs alone: the program of every unit, into heaps that go with it.
-#include "dwarf2/line_program.h"
+#include "dwarf2/lines/line_program.h"
 
 #include "corpus_file.h"
-#include "dwarf2/reader_state.h"
+#include "dwarf2/sections.h"
 #include "tarnixcore/list.h"
 
 namespace {
 
-// Runs the program of a unit and counts its rows. False when the reader fails.
-bool RunProgram(ElfImage* image, const DescModule* module, uint64_t& rows) {
-  DescModule scratch = *module;
-  scratch.heap = HEAP_Create(0, 0, 0);
-  L_list* ranges = L_Create(nullptr);
-  dwarf2State.addressSize = module->ext->addressSize;
-  BeginLineProgram(&scratch, ranges);
-  SeekTo(image, dwarf2State.sections.line, module->ext->lineOffset);
-  RunLineProgram(image);
-  for (const DescLineBlock* block = dwarf2State.line.firstBlock; block != nullptr; block = block->next) {
-    rows += static_cast<uint64_t>(block->count);
+class ProgramRunner {
+ public:
+  explicit ProgramRunner(const ElfImage* image) : sections_(FindDwarf2Sections(image)) {
+    allowance_.Grant(static_cast<uint64_t>(image->file->Size()));
+    program_.Use(image->file, ELF_IsLittleEndian(image));
   }
-  dwarf2State.line.codeRanges = nullptr;
-  L_FreeList(&ranges, L_Nop);
-  HEAP_Release(scratch.heap);
-  return dwarf2State.failed == 0;
-}
+
+  // Runs the program of a unit and counts its rows. False when the reader fails.
+  bool Run(const DescModule* module, uint64_t& rows) {
+    mem_desc* heap = HEAP_Create(0, 0, 0);
+    L_list* ranges = L_Create(nullptr);
+    heap_.Use(heap);
+    program_.Run(sections_.line, module->ext->lineOffset, {module->ext->addressSize, false, false}, ranges,
+                 &opcodeBase_);
+    for (const DescLineBlock* block = program_.Blocks(); block != nullptr; block = block->next) {
+      rows += static_cast<uint64_t>(block->count);
+    }
+    L_FreeList(&ranges, L_Nop);
+    HEAP_Release(heap);
+    return !failure_;
+  }
+
+ private:
+  Failure failure_;
+  Allowance allowance_;
+  Dwarf2Sections sections_;
+  RecordHeap heap_{&failure_, &allowance_};
+  LineProgram program_{&failure_, &allowance_, &heap_};
+  uint8_t opcodeBase_ = 0;
+};
 
 bool RunAll(LoadedFile& file, uint64_t& rows) {
-  ClearFailure();
-  LoadDwarf2Sections(file.loader.image);
-  bool isWhole = dwarf2State.sections.line != nullptr;
+  ProgramRunner runner(file.loader.image);
+  bool isWhole = true;
   for (const DescModule* module = file.table.Modules(); module != nullptr && isWhole; module = module->next) {
-    isWhole = RunProgram(file.loader.image, module, rows);
+    isWhole = runner.Run(module, rows);
   }
   return isWhole;
 }

@@ -25,15 +25,17 @@ install(DIRECTORY host/include/tarnixcore DESTINATION ${CMAKE_INSTALL_INCLUDEDIR
 install(FILES
   plugin/records/debug_records.h
   plugin/records/debug_records_layout.h
+  plugin/records/failure.h
   DESTINATION ${ELFLOAD_HEADERS}/records)
 install(FILES
   plugin/loader/elf_loader.h
   plugin/loader/exports.h
+  plugin/loader/loader_failure.h
   DESTINATION ${ELFLOAD_HEADERS}/loader)
 install(FILES
+  plugin/elf/byte_source.h
   plugin/elf/elf_constants.h
   plugin/elf/elf_image.h
-  plugin/elf/elf_stream.h
   DESTINATION ${ELFLOAD_HEADERS}/elf)
 
 file(RELATIVE_PATH library_folder ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "elf/elf_image.h"
-#include "elf/section_access.h"
+#include "elf/sections.h"
 #include "section_targets.h"
 #include "sound_files.h"
 #include "support/temp_folder.h"
@@ -24,18 +24,19 @@ void Write(const std::string& target, const RawBytes& bytes) {
       .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
 
-RawBytes Contents(ElfImage* image, const char* section) {
-  RawBytes bytes(section != nullptr ? ELF_SectionSize(image, section) : 0);
-  uint32_t countRead = 0;
-  if (!bytes.empty() && ELF_SeekSection(image, 0, section) != 0) {
-    ELF_ReadBlock(image, bytes.data(), static_cast<uint32_t>(bytes.size()), &countRead);
+RawBytes Contents(const ElfImage* image, const char* section) {
+  const ElfSectionHeader* header = section != nullptr ? ELF_FindSection(image, section) : nullptr;
+  RawBytes bytes(header != nullptr ? header->sh_size : 0);
+  if (header != nullptr) {
+    image->file->ReadAt(header->sh_offset, bytes.data(), header->sh_size);
   }
   return bytes;
 }
 
 void WriteSections(const std::string& path) {
   char found[1024];
-  ElfImage* image = ELF_Open(path.c_str(), found, sizeof(found));
+  Failure failure;
+  ElfImage* image = ELF_Open(path.c_str(), found, sizeof(found), &failure);
   if (image == nullptr) {
     return;
   }

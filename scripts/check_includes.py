@@ -23,6 +23,7 @@ OTHERS = {
         "records/debug_records.h": None,
         "loader/elf_loader.h": None,
         "loader/exports.h": ["session/loader_module.cpp"],
+        "loader/loader_failure.h": ["session/loader_module.cpp"],
         "loader/code_download.h": ["target/load_code.h"],
         "elf/": ["session/loader_module.cpp"],
     },

@@ -70,6 +70,7 @@ ExitStatus DumpJson(Session& session, const Options& options, Output& out) {
   const int opened = session.Open();
   json.Key("open"), json.Number(int32_t{opened});
   if (opened == 0) {
+    WriteFailure(json, session.LastFailure());
     json.EndObject();
     json.NewLine();
     return EXIT_REFUSED;
@@ -85,14 +86,15 @@ ExitStatus DumpJson(Session& session, const Options& options, Output& out) {
   json.Key("littleEndian"), json.Number(uint32_t{state.littleEndian});
   const int built = session.Build();
   json.Key("build"), json.Number(int32_t{built});
+  WriteFailure(json, session.LastFailure());
 
   std::vector<bool> selected;
   bool isWhole = SelectModules(session, options, selected) && built != 0;
   RecordJson records(json, state.debugFormat == 1, state.littleEndian);
   json.Key("modules"), json.BeginArray();
   isWhole = ExtendSelected(session, selected, out,
-                           [&records](size_t, const DescModule* module, int extended) {
-                             records.WriteModule(module, extended);
+                           [&](size_t, const DescModule* module, int extended) {
+                             records.WriteModule(module, extended, session.LastFailure());
                            }) &&
             isWhole;
   json.EndArray();

@@ -4,14 +4,17 @@
 #include <cstring>
 #include <string>
 
+#include "json/session_json.h"
+
 namespace elfload {
 
-void RecordJson::WriteModule(const DescModule* module, int extendResult) {
+void RecordJson::WriteModule(const DescModule* module, int extendResult, const std::optional<FailureReason>& failure) {
   types_.Fill(module);
-  WriteModuleRecord(module, extendResult);
+  WriteModuleRecord(module, extendResult, failure);
 }
 
-void RecordJson::WriteModuleRecord(const DescModule* module, std::optional<int> extendResult) {
+void RecordJson::WriteModuleRecord(const DescModule* module, std::optional<int> extendResult,
+                                   const std::optional<FailureReason>& failure) {
   if (!format_.dwarf1 && module->ext != nullptr) format_.addressSize = module->ext->addressSize;
   json_.BeginObject();
   json_.Key("name"), json_.Text(module->name);
@@ -24,6 +27,7 @@ void RecordJson::WriteModuleRecord(const DescModule* module, std::optional<int> 
   json_.Key("typeCount"), json_.Number(module->typeCount);
   json_.Key("language"), json_.Number(module->language);
   if (extendResult.has_value()) json_.Key("extend"), json_.Number(int32_t{*extendResult});
+  WriteFailure(json_, failure);
   json_.Key("ext"), WriteExt(module->ext);
   json_.Key("procs"), WriteProcs(module->procs);
   json_.Key("vars"), WriteVars(module->vars);
@@ -59,7 +63,7 @@ void RecordJson::WriteExt(const DescModuleExt* ext) {
   json_.Key("frames"), WriteFrames(ext->frames);
   json_.Key("mergedModules"), json_.BeginArray();
   for (const DescModule* merged = ext->mergedModules; merged != nullptr; merged = merged->next) {
-    WriteModuleRecord(merged, std::nullopt);
+    WriteModuleRecord(merged, std::nullopt, std::nullopt);
   }
   json_.EndArray();
   json_.EndObject();

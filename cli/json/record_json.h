@@ -13,6 +13,7 @@
 #include "json/type_index.h"
 #include "records/debug_records.h"
 #include "session/expression.h"
+#include "session/loader_module.h"
 
 namespace elfload {
 
@@ -23,11 +24,14 @@ class RecordJson {
     format_.littleEndian = littleEndian;
   }
 
-  void WriteModule(const DescModule* module, int extendResult);
+  // `failure` says why the fill returned 0.
+  void WriteModule(const DescModule* module, int extendResult,
+                   const std::optional<FailureReason>& failure = std::nullopt);
   void WriteSharedTypes();
 
  private:
-  void WriteModuleRecord(const DescModule* module, std::optional<int> extendResult);
+  void WriteModuleRecord(const DescModule* module, std::optional<int> extendResult,
+                         const std::optional<FailureReason>& failure);
   void WriteExt(const DescModuleExt* ext);
   void WriteFrames(const Dwarf2Fde* frames);
   void WriteProcs(const DescProc* procs);

@@ -1,6 +1,7 @@
 // Members that several documents have.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -8,6 +9,21 @@
 #include "session/session.h"
 
 namespace elfload {
+
+// `failure`, where there is one: why Open, Build or the fill of a unit returned 0.
+inline void WriteFailure(JsonWriter& json, const std::optional<FailureReason>& failure) {
+  if (!failure.has_value()) return;
+  const auto textOrNull = [&json](const std::string& text) {
+    text.empty() ? json.Null() : json.Text(std::string_view(text));
+  };
+  json.Key("failure"), json.BeginObject();
+  json.Key("text"), json.Text(std::string_view(failure->text));
+  json.Key("unit"), textOrNull(failure->unit);
+  json.Key("section"), textOrNull(failure->section);
+  json.Key("offset");
+  failure->offset.has_value() ? json.Number(*failure->offset) : json.Null();
+  json.EndObject();
+}
 
 inline void WriteMessages(JsonWriter& json, const Session& session) {
   json.Key("messages"), json.BeginArray();

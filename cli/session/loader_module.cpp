@@ -7,7 +7,9 @@
 #include "elf/elf_image.h"
 #include "loader/elf_loader.h"
 #include "loader/exports.h"
+#include "loader/loader_failure.h"
 #include "terminal/platform.h"
+#include "terminal/utf8.h"
 
 // The class of the component lives in the module, so its type information is not there to be checked against.
 #if defined(__GNUC__)
@@ -81,6 +83,25 @@ ELFLOAD_NO_TYPE_CHECK LoaderState ReadState(const ObjFileLoader& loader) {
   state.noteValue = image->noteValue;
   state.noteText = image->noteText;
   return state;
+}
+
+std::optional<FailureReason> ReadFailure(ObjFileLoader& loader) {
+  LoaderFailure failure;
+  Argument argument = {nullptr, sizeof(failure), reinterpret_cast<char*>(&failure)};
+  if (loader.Execute(REQUEST_LAST_FAILURE, &argument) != 1) return std::nullopt;
+  FailureReason reason = {failure.text, failure.unit, failure.section, std::nullopt};
+  if (failure.offset != LOADER_FAILURE_NO_OFFSET) reason.offset = failure.offset;
+  return reason;
+}
+
+std::string FailureText(const FailureReason& reason) {
+  std::string place = reason.unit.empty() ? "" : fmt::format("unit {}, ", Printable(reason.unit));
+  if (reason.offset.has_value()) {
+    place += fmt::format("{}+0x{:x}: ", reason.section.empty() ? "file" : reason.section, *reason.offset);
+  } else if (!reason.section.empty()) {
+    place += reason.section + ": ";
+  }
+  return place + Printable(reason.text);
 }
 
 ELFLOAD_NO_TYPE_CHECK std::vector<ElfSegment> ReadSegments(const ObjFileLoader& loader) {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,18 @@ struct LoaderState {
   const char* noteText = nullptr;
 };
 LoaderState ReadState(const ObjFileLoader& loader);
+
+// Why the last operation of the loader failed. Empty texts where it does not say.
+struct FailureReason {
+  std::string text;
+  std::string unit;
+  std::string section;
+  std::optional<uint32_t> offset;  // in the section, or in the file
+};
+std::optional<FailureReason> ReadFailure(ObjFileLoader& loader);
+
+// "unit uart.c, .debug_info+0x41c: what is wrong".
+std::string FailureText(const FailureReason& reason);
 
 // The program headers of the open file; none without a table or a file.
 std::vector<ElfSegment> ReadSegments(const ObjFileLoader& loader);

@@ -27,9 +27,18 @@ int Session::Answer(int result) const {
   return result;
 }
 
+int Session::AnswerWithReason(int result) {
+  failure_ = result == 0 && loader_ != nullptr ? ReadFailure(*loader_) : std::nullopt;
+  return Answer(result);
+}
+
+void Session::ComplainOfFailure() const {
+  if (failure_.has_value()) Complain("{}: {}", Printable(options_.file), FailureText(*failure_));
+}
+
 int Session::Open() {
   if (loader_ == nullptr) return 0;
-  const int opened = Answer(loader_->Open(options_.file.c_str()));
+  const int opened = AnswerWithReason(loader_->Open(options_.file.c_str()));
   if (opened == 0) {
     Complain("cannot open {}: {}", Printable(options_.file), OpenFailure(options_.file));
   }
@@ -52,8 +61,11 @@ int Session::Build() {
   modules_.clear();
   indexes_.clear();
   if (!State().hasImage) return 0;
-  const int built = Answer(loader_->Build(&table_));
-  if (built == 0) return built;
+  const int built = AnswerWithReason(loader_->Build(&table_));
+  if (built == 0) {
+    ComplainOfFailure();
+    return built;
+  }
   for (DescModule* module = table_.Modules(); module != nullptr; module = module->next) {
     indexes_.emplace(module, modules_.size());
     modules_.push_back(module);
@@ -63,7 +75,11 @@ int Session::Build() {
 
 int Session::Extend(DescModule* module) {
   ItemInfo item(module);
-  return Answer(loader_->Extend(&table_, &item, SYM_LOAD_ALL));
+  const bool isLoaded = module->loadedKinds == SYM_LOAD_ALL;
+  const int extended = AnswerWithReason(loader_->Extend(&table_, &item, SYM_LOAD_ALL));
+  if (isLoaded) failure_.reset();  // nothing was left to load, which is no failure
+  ComplainOfFailure();
+  return extended;
 }
 
 bool Session::FindName(const std::string& name, FindKind kind, DescModule*& found) {

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -50,6 +51,9 @@ class Session {
   bool FindName(const std::string& name, FindKind kind, DescModule*& found);
   bool FindAddress(uint32_t address, FindKind kind, DescModule*& found);
 
+  // Why the last operation that returned 0 did so; none after one that succeeded, and where the loader does not say.
+  const std::optional<FailureReason>& LastFailure() const { return failure_; }
+
   ObjFileLoader* Loader() const { return loader_.get(); }
   LoaderState State() const { return loader_ != nullptr ? ReadState(*loader_) : LoaderState{}; }
   const std::vector<std::string>& Messages() const { return messages_.Texts(); }
@@ -64,10 +68,15 @@ class Session {
   // The result of an operation of the loader. Throws when a message of the loader could not be kept.
   int Answer(int result) const;
 
+  // The same, and notes why the operation failed.
+  int AnswerWithReason(int result);
+  void ComplainOfFailure() const;
+
   const Options& options_;
   HostMessages messages_;
   ModuleTable table_;
   std::unique_ptr<ObjFileLoader> loader_;
+  std::optional<FailureReason> failure_;
   std::vector<DescModule*> modules_;
   std::unordered_map<const DescModule*, size_t> indexes_;
 };

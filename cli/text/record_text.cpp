@@ -7,6 +7,10 @@ namespace elfload {
 
 namespace {
 
+// Bytes of instructions of a common entry that are written again for each frame. Compilers write a few; a file could
+// have thousands of frames share many.
+constexpr uint32_t mostRepeated = 256;
+
 constexpr uint32_t wholeSpaceEnd = 0xFFFFFFFF;  // DescLocation.highPc of an expression that holds everywhere
 
 std::string Text(const char* text) {
@@ -202,11 +206,13 @@ void RecordText::WriteFrames(const Dwarf2Fde* frames) {
     }
     out_.Put('\n');
     if (cie == nullptr) continue;
-    auto found = cieFrames_.find(cie);
-    if (found == cieFrames_.end()) {
-      found = cieFrames_.emplace(cie, CallFrames(cie->instructions, cie->instructionLength, *cie, format_)).first;
+    const auto [found, isFirst] = cieFrames_.try_emplace(cie);
+    if (isFirst) found->second = CallFrames(cie->instructions, cie->instructionLength, *cie, format_);
+    if (isFirst || cie->instructionLength <= mostRepeated) {
+      WriteCallFrames(found->second, frame->lowPc);
+    } else {
+      out_.Print("      (and the {} bytes of shared instructions shown above)\n", cie->instructionLength);
     }
-    WriteCallFrames(found->second, frame->lowPc);
     WriteCallFrames(CallFrames(frame->instructions, frame->instructionLength, *cie, format_), frame->lowPc);
   }
 }

@@ -12,10 +12,12 @@
 namespace {
 
 constexpr size_t LARGEST_RUN = 1U << 20;    // bytes; larger blocks are from the process's memory
-constexpr size_t FIRST_REGION = 16U << 20;  // bytes, in small pages: no large page for a process that needs little
+constexpr size_t FIRST_REGION = 16U << 20;  // bytes
 constexpr size_t FIRST_STEP = 64U << 10;    // bytes of the first region that the system is asked for at a time
-constexpr size_t LATER_REGION = 32U << 20;  // bytes, in large pages
-constexpr size_t KEPT_OF_SPARE = 4U << 20;  // bytes that the spare region keeps of its pages
+constexpr size_t LATER_REGION = 32U << 20;  // bytes
+constexpr size_t LATER_STEP =
+    256U << 10;  // the same of the others; large pages were slower, since finding them takes long
+constexpr size_t KEPT_OF_SPARE = 16U << 20;  // bytes that the spare region keeps of its pages
 constexpr size_t MOST_UNITS = LATER_REGION / HEAP_UNIT;
 
 #ifdef TARNIX_ASAN
@@ -51,13 +53,13 @@ Region* AddRegion() {
   auto* region = static_cast<Region*>(memory);
   const bool isFirst = regions == nullptr;
   const size_t size = isFirst ? FIRST_REGION : LATER_REGION;
-  region->memory = static_cast<char*>(isFirst ? MapMemory(size) : MapLargePages(size));
+  region->memory = static_cast<char*>(MapMemory(size));
   if (region->memory == nullptr) {
     std::free(region);
     return nullptr;
   }
   region->units = region->freeUnits = size / HEAP_UNIT;
-  region->step = isFirst ? FIRST_STEP : LARGE_PAGE;
+  region->step = isFirst ? FIRST_STEP : LATER_STEP;
   *link = region;
   return region;
 }

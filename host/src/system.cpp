@@ -97,20 +97,6 @@ void* MapMemory(size_t size) {
   return memory != MAP_FAILED ? memory : nullptr;
 }
 
-void* MapLargePages(size_t size) {
-  auto* mapped = static_cast<char*>(MapMemory(size + LARGE_PAGE));
-  if (mapped == nullptr) {
-    return nullptr;
-  }
-  const size_t before = LARGE_PAGE - reinterpret_cast<uintptr_t>(mapped) % LARGE_PAGE;
-  munmap(mapped, before);
-  if (before < LARGE_PAGE) {
-    munmap(mapped + before + size, LARGE_PAGE - before);
-  }
-  madvise(mapped + before, size, MADV_HUGEPAGE);
-  return mapped + before;
-}
-
 void UnmapMemory(void* memory, size_t size) {
   munmap(memory, size);
 }
@@ -122,10 +108,6 @@ void DiscardPages(void* memory, size_t size) {
 #else
 
 void* MapMemory(size_t /*size*/) {
-  return nullptr;
-}
-
-void* MapLargePages(size_t /*size*/) {
   return nullptr;
 }
 

@@ -22,18 +22,15 @@ int CloseFile(int handle);
 uint32_t FileModificationTime(int handle);
 
 // Memory of whole pages, all 0, straight from the system; null where there is none or the system has no such call. The
-// pages are found when they are touched. MapLargePages asks for pages of LARGE_PAGE bytes, which the system may refuse;
-// its result is aligned to them.
+// pages are found when they are touched.
 #if defined(__linux__)
 constexpr bool CAN_MAP_MEMORY = true;
 #else
 constexpr bool CAN_MAP_MEMORY = false;
 #endif
-constexpr size_t LARGE_PAGE = 2U << 20;
 void* MapMemory(size_t size);
-void* MapLargePages(size_t size);
 
-// Gives mapped memory back, the whole of what MapMemory or MapLargePages returned.
+// Gives mapped memory back, the whole of what MapMemory returned.
 void UnmapMemory(void* memory, size_t size);
 
 // Gives the pages of mapped memory back and leaves the memory usable, all 0.

@@ -30,7 +30,7 @@ enum Dwarf1Tag : uint16_t {
   TAG_unspecified_parameters = 0x18,
 };
 
-// The low 4 bits of an attribute code tell how its value stands in the file, the rest is its name.
+// The low 4 bits of an attribute code are the form of its value, the rest is its name.
 constexpr uint32_t FORM_MASK = 0x000F;
 constexpr uint32_t NAME_MASK = 0xFFF0;
 
@@ -123,7 +123,7 @@ enum Dwarf1SubscriptFormat : uint8_t {
   FMT_ET     = 0x8,  // ends the dimensions; the element type follows
 };
 
-// Atoms of a location. The reader stores locations as they stand and looks into none.
+// Atoms of a location. The reader stores locations as they are and looks into none.
 enum Dwarf1LocationAtom : uint8_t {
   OP_REG     = 0x01,
   OP_BASEREG = 0x02,

@@ -2,9 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
-#include <new>
 
-#include "dwarf1/memory.h"
+#include "dwarf/base_name.h"
 #include "elf/source_date.h"
 #include "records/debug_records.h"
 #include "tarnixcore/files.h"
@@ -16,119 +15,118 @@ constexpr int64_t TABLE_HEADER = 8;      // bytes
 constexpr int64_t ROW_SIZE = 10;         // bytes
 constexpr int64_t ROWS_OF_BLOCK = 1024;  // at most
 constexpr uint32_t NO_POSITION = 0xFFFF;
+static_assert(ROW_SIZE <= Cursor::SPARE);
 
-// Directory and name as one path. The name may bear the prefix that made it unique.
-char* BuildSourcePath(const DescModule* module) {
-  const size_t size = std::strlen(module->directory) + std::strlen(module->name) + 5;
-  auto* path = static_cast<char*>(GetMemory(module->heap, size & ~size_t{3}));
+// Directory and name as one path. The name may have the prefix that made it unique.
+char* BuildSourcePath(RecordHeap* heap, const DescModule* module) {
+  char* path = heap->NewText(std::strlen(module->directory) + std::strlen(module->name) + 1);
+  if (path == nullptr) {
+    return EmptyString();
+  }
   FE_BuildFileName(path, module->directory, module->name, nullptr);
   return path;
 }
 
-char* BaseName(char* path) {
-  char* base = path;
-  for (char* next = path; *next != 0; ++next) {
-    if (*next == '/' || *next == '\\') {
-      base = next + 1;
+void AddFile(RecordHeap* heap, DescModule* module, char* path) {
+  DescFile* file = Prepend(&module->files, heap->New<DescFile>());
+  if (file != nullptr) {
+    file->fullName = path;
+    file->baseName = BaseNameOf(path);
+  }
+}
+
+// Reads `count` rows, and widens `covered` to their addresses. Positions have an array only from the first row on that
+// has one. Null without memory.
+DescLineBlock* ReadLineBlock(Cursor* lines, RecordHeap* heap, int32_t count, uint32_t baseAddress,
+                             DescLineRange* covered) {
+  const auto rows = static_cast<size_t>(count);
+  auto* block = heap->New<DescLineBlock>();
+  auto* addresses = heap->NewArray<uint32_t>(rows);
+  auto* numbers = heap->NewArray<uint32_t>(rows);
+  if (block == nullptr || addresses == nullptr || numbers == nullptr) {
+    return nullptr;
+  }
+  uint32_t* columns = nullptr;
+  for (size_t row = 0; row < rows; ++row) {
+    lines->Ask();
+    const uint8_t* bytes = lines->Next();
+    lines->SetNext(bytes + ROW_SIZE);
+    const uint32_t position = lines->Read16(bytes + 4);
+    const uint32_t address = baseAddress + lines->Read32(bytes + 6);
+    numbers[row] = lines->Read32(bytes);
+    addresses[row] = address;
+    covered->low = std::min(covered->low, address);
+    covered->high = std::max(covered->high, address);
+    if (position != NO_POSITION && columns == nullptr) {
+      columns = heap->NewArray<uint32_t>(rows);
+      if (columns == nullptr) {
+        return nullptr;
+      }
+      std::fill_n(columns, row, 0U);
+    }
+    if (columns != nullptr) {
+      columns[row] = position != NO_POSITION ? position : 0;
     }
   }
-  return base;
-}
-
-void AddFile(DescModule* module, char* path) {
-  for (const DescFile* file = module->files; file != nullptr; file = file->next) {
-    if (std::strcmp(file->fullName, path) == 0) {
-      return;
-    }
-    Work().SpendOnRecords(1);
-  }
-  auto* file = NewRecord<DescFile>(module->heap);
-  file->fullName = path;
-  file->baseName = BaseName(path);
-  file->next = module->files;
-  module->files = file;
-}
-
-uint32_t* NewRowArray(mem_desc* heap, int32_t count) {
-  return static_cast<uint32_t*>(GetMemory(heap, static_cast<size_t>(count) * sizeof(uint32_t)));
-}
-
-// Reads `count` rows. Positions have an array only from the first row on that has one.
-DescLineBlock* ReadLineBlock(mem_desc* heap, char* path, int32_t count, uint32_t baseAddress) {
-  auto* block = NewRecord<DescLineBlock>(heap);
-  block->fileName = path;
   block->count = count;
-  block->addresses = NewRowArray(heap, count);
-  block->lines = NewRowArray(heap, count);
-  for (int32_t row = 0; row < count; ++row) {
-    block->lines[row] = ReadU32();
-    const uint32_t position = ReadU16();
-    block->addresses[row] = baseAddress + ReadU32();
-    if (position != NO_POSITION && block->columns == nullptr) {
-      block->columns = NewRowArray(heap, count);
-      std::fill_n(block->columns, row, 0U);
-    }
-    if (block->columns != nullptr) {
-      block->columns[row] = position != NO_POSITION ? position : 0;
-    }
-  }
+  block->addresses = addresses;
+  block->lines = numbers;
+  block->columns = columns;
   return block;
 }
 
-// A table that runs off the file ends with the last whole row that is there.
-int64_t RowsInFile(int64_t rowCount) {
-  const auto rowsLeft = static_cast<int64_t>(ELF_BytesLeft(dwarf1State.image)) / ROW_SIZE;
-  if (rowCount > rowsLeft) {
-    Fail("line table without end");
-    return rowsLeft;
+// Without memory nothing is reported, and the fill goes on.
+void ReportRange(const DescLineRange& covered, mem_desc* heap, L_list* ranges) {
+  auto* range = static_cast<DescLineRange*>(HEAP_Get(heap, sizeof(DescLineRange)));
+  if (range != nullptr) {
+    *range = covered;
+    L_InsertData(ranges, L_AT_TAIL, L_Nop, range);
   }
-  return rowCount;
 }
 
-void ReadRows(DescModule* module, char* path, int64_t rowCount, uint32_t baseAddress) {
-  module->lineBlocks = nullptr;
-  ListEnd<DescLineBlock> blocks(&module->lineBlocks);
-  const int64_t rows = std::max<int64_t>(RowsInFile(rowCount), 0);
-  Work().SpendOnRecords(static_cast<uint64_t>(rows * ROW_SIZE));
-  for (int64_t left = rows; left > 0; left -= ROWS_OF_BLOCK) {
+void ReadRows(Cursor* lines, RecordHeap* heap, DescModule* module, char* path, int64_t rowCount, uint32_t baseAddress,
+              L_list* ranges) {
+  ListTail<DescLineBlock> blocks(&module->lineBlocks);
+  DescLineRange covered = {0xFFFFFFFF, 0};
+  for (int64_t left = rowCount; left > 0; left -= ROWS_OF_BLOCK) {
     const auto count = static_cast<int32_t>(std::min(left, ROWS_OF_BLOCK));
-    blocks.Append(ReadLineBlock(module->heap, path, count, baseAddress));
+    DescLineBlock* block = ReadLineBlock(lines, heap, count, baseAddress, &covered);
+    if (block == nullptr) {
+      break;
+    }
+    block->fileName = path;
+    blocks.Append(block);
   }
-}
-
-void ReportRange(const DescModule* module, L_list* ranges) {
-  if (module->lineBlocks == nullptr) {
-    return;
-  }
-  auto* range = NewRecord<DescLineRange>(module->heap);
-  *range = {0xFFFFFFFF, 0};
-  for (const DescLineBlock* block = module->lineBlocks; block != nullptr; block = block->next) {
-    const auto [low, high] = std::minmax_element(block->addresses, block->addresses + block->count);
-    range->low = std::min(range->low, *low);
-    range->high = std::max(range->high, *high);
-  }
-  if (L_InsertData(ranges, L_AT_TAIL, L_Nop, range) == 0) {
-    throw std::bad_alloc();
+  if (module->lineBlocks != nullptr) {
+    ReportRange(covered, heap->Heap(), ranges);
   }
 }
 
 }  // namespace
 
-void ReadLineTable(DescModule* module, L_list* ranges) {
-  const ElfSectionHeader* section = ELF_FindSection(dwarf1State.image, ".line");
-  if (ELF_SeekHeader(dwarf1State.image, module->ext->lineOffset, section) == 0) {
+void ReadLineTable(const File& file, Cursor* lines, RecordHeap* heap, DescModule* module, L_list* ranges) {
+  if (!file.lines.exists) {
     return;
   }
-  const auto length = static_cast<int32_t>(ReadU32());
-  if (length > static_cast<int32_t>(section->sh_size)) {
+  lines->Seek(file.lines, module->ext->lineOffset);
+  const auto length = static_cast<int32_t>(lines->U32());
+  if (length > static_cast<int32_t>(file.lines.size)) {
     return;
   }
-  const uint32_t baseAddress = ReadU32();
-  char* path = BuildSourcePath(module);
-  CheckSourceDate(dwarf1State.image, path);
-  AddFile(module, path);
-  ReadRows(module, path, (length - TABLE_HEADER) / ROW_SIZE - 1, baseAddress);
-  ReportRange(module, ranges);
+  const uint32_t baseAddress = lines->U32();
+  int64_t rowCount = std::max<int64_t>((length - TABLE_HEADER) / ROW_SIZE - 1, 0);
+  const auto rowsInFile = static_cast<int64_t>(lines->BytesLeft()) / ROW_SIZE;
+  if (rowCount > rowsInFile) {
+    lines->Fail("the file ends in the line table");
+    rowCount = rowsInFile;
+  }
+  if (!lines->Charge(static_cast<uint64_t>(TABLE_HEADER + rowCount * ROW_SIZE))) {
+    return;
+  }
+  char* path = BuildSourcePath(heap, module);
+  CheckSourceDate(file.image, path);
+  AddFile(heap, module, path);
+  ReadRows(lines, heap, module, path, rowCount, baseAddress, ranges);
 }
 
 }  // namespace dwarf1

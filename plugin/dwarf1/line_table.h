@@ -1,4 +1,4 @@
-// Line tables of `.line`: one table per unit becomes a DescFile and DescLineBlock records.
+// Line tables of `.line`: one table for each unit becomes a DescFile and DescLineBlock records.
 //
 //   +0  4  length in bytes, this field included, signed
 //   +4  4  base address
@@ -6,14 +6,15 @@
 // The last row ends the table and is no row of its own.
 #pragma once
 
+#include "dwarf1/file.h"
+#include "records/debug_records.h"
+#include "records/record_heap.h"
 #include "tarnixcore/list.h"
-
-struct DescModule;
 
 namespace dwarf1 {
 
 // Reads the table at the unit's `lineOffset`, and appends the addresses that its rows cover to `ranges` as a
-// DescLineRange. Nothing happens where there is no `.line`, or where the table claims to be larger than the section.
-void ReadLineTable(DescModule* module, L_list* ranges);
+// DescLineRange. Nothing happens when there is no `.line`, or when the table is longer than the section.
+void ReadLineTable(const File& file, Cursor* lines, RecordHeap* heap, DescModule* module, L_list* ranges);
 
 }  // namespace dwarf1

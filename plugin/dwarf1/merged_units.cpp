@@ -2,8 +2,6 @@
 
 #include <cstring>
 
-#include "dwarf1/memory.h"
-#include "dwarf1/types.h"
 #include "records/debug_records.h"
 
 namespace dwarf1 {
@@ -13,29 +11,32 @@ bool IsSameSource(const DescModule* a, const DescModule* b) {
   return std::strcmp(a->directory, b->directory) == 0 && std::strcmp(a->name, b->name) == 0;
 }
 
-void MovePendingList(L_list** survivor, L_list** folded) {
+// Appends a list to the one that `*end` is in.
+template <typename Record>
+void Move(Record** list, Record*** end) {
+  while (**end != nullptr) {
+    *end = &(**end)->next;
+  }
+  **end = *list;
+  *list = nullptr;
+}
+
+void MovePending(L_list** folded, L_list** survivor, Failure* failure) {
   if (*survivor == nullptr) {
     *survivor = *folded;
     *folded = nullptr;
   } else if (*folded != nullptr) {
     if (L_AddList(*survivor, *folded) == 0) {
-      throw std::bad_alloc();
+      failure->NoteNoMemory();
     }
     L_FreeList(folded, L_Nop);
   }
 }
 
-void MovePendingRecords(DescModule* survivor, DescModule* folded) {
-  MovePendingList(&survivor->ext->pendingArrays, &folded->ext->pendingArrays);
-  MovePendingList(&survivor->ext->pendingFields, &folded->ext->pendingFields);
-}
-
-// A merged module is found by the index or by its contents, not by a range.
-void FoldModule(DescModule* survivor, DescModule* folded) {
-  survivor->lowPc = 0;
-  survivor->highPc = 0;
-  survivor->hasRange = 0;
-  MovePendingRecords(survivor, folded);
+// A type that no entry defined.
+bool IsPlaceholder(const DescType& type) {
+  return type.key != NO_KEY && type.kind == KIND_BASIC && type.target.word == 0 && type.byteSize == 0 &&
+         type.name == UNDEFINED_TYPE;
 }
 
 void CopyDefinition(DescType* placeholder, const DescType& definition) {
@@ -44,17 +45,13 @@ void CopyDefinition(DescType* placeholder, const DescType& definition) {
   placeholder->next = next;
 }
 
-// Where one of two records of a key is a placeholder it takes over the other. The survivor's types are the ones that
-// were read last, so the index finds them.
-void ResolveMergedTypes(DescModule* survivor, DescModule* folded) {
-  for (DescType* type = survivor->types != nullptr ? folded->types : nullptr; type != nullptr; type = type->next) {
-    DescType* twin = type->key != NO_KEY ? FindType(type->key) : nullptr;
-    if (twin == nullptr) {
-      continue;
-    }
-    if (IsPlaceholder(*twin)) {
+// Where one of two records of a key is a placeholder it takes over the other.
+void ResolveTypes(const TypeTable& survivors, DescType* folded) {
+  for (DescType* type = folded; type != nullptr; type = type->next) {
+    DescType* twin = type->key != NO_KEY ? survivors.Find(type->key) : nullptr;
+    if (twin != nullptr && IsPlaceholder(*twin)) {
       CopyDefinition(twin, *type);
-    } else if (IsPlaceholder(*type)) {
+    } else if (twin != nullptr && IsPlaceholder(*type)) {
       CopyDefinition(type, *twin);
     }
   }
@@ -63,11 +60,12 @@ void ResolveMergedTypes(DescModule* survivor, DescModule* folded) {
 }  // namespace
 
 void MergeAdjacentUnits(DescModule* modules) {
-  if (modules == nullptr) {
-    return;
-  }
-  for (DescModule* module = modules; module->next != nullptr;) {
+  DescModule* module = modules;
+  while (module != nullptr) {
     DescModule* successor = module->next;
+    if (successor == nullptr) {
+      break;
+    }
     const bool isNamed = module->directory[0] != 0 || module->name[0] != 0;
     if (!isNamed || !IsSameSource(module, successor)) {
       module = successor;
@@ -76,25 +74,23 @@ void MergeAdjacentUnits(DescModule* modules) {
     module->next = successor->next;
     successor->next = module->ext->mergedModules;
     module->ext->mergedModules = successor;
-    FoldModule(module, successor);
+    module->lowPc = module->highPc = module->hasRange = 0;
   }
 }
 
-void TakeOverFoldedUnits(DescModule* module) {
-  if (module->ext->mergedModules == nullptr) {
-    return;
-  }
-  ListEnd<DescProc> procs(&module->procs);
-  ListEnd<DescVar> vars(&module->vars);
-  ListEnd<DescLineBlock> lineBlocks(&module->lineBlocks);
-  ListEnd<DescFile> files(&module->files);
+void TakeOverFoldedUnits(DescModule* module, const TypeTable& types, Failure* failure) {
+  DescProc** procs = &module->procs;
+  DescVar** vars = &module->vars;
+  DescLineBlock** lineBlocks = &module->lineBlocks;
+  DescFile** files = &module->files;
   for (DescModule* folded = module->ext->mergedModules; folded != nullptr; folded = folded->next) {
-    procs.TakeOver(&folded->procs);
-    vars.TakeOver(&folded->vars);
-    lineBlocks.TakeOver(&folded->lineBlocks);
-    files.TakeOver(&folded->files);
-    MovePendingRecords(module, folded);
-    ResolveMergedTypes(module, folded);
+    Move(&folded->procs, &procs);
+    Move(&folded->vars, &vars);
+    Move(&folded->lineBlocks, &lineBlocks);
+    Move(&folded->files, &files);
+    MovePending(&folded->ext->pendingArrays, &module->ext->pendingArrays, failure);
+    MovePending(&folded->ext->pendingFields, &module->ext->pendingFields, failure);
+    ResolveTypes(types, folded->types);
   }
 }
 

@@ -1,191 +1,168 @@
 #include "dwarf2/abbreviations.h"
 
 #include <algorithm>
-#include <cstring>
-#include <iterator>
 
-#include "dwarf2/forms.h"
-
-const AbbrevEntry missingAbbreviation = {
-    .next = nullptr,
-    .code = 0,
-    .tag = TAG_MISSING_ABBREVIATION,
-    .hasChildren = 0,
-    .attributeCount = 0,
-    .attributes = nullptr,
-    .stepCount = 0,
-    .fixedSize = 0,
-    .steps = nullptr,
-};
+#include "dwarf/leb128.h"
+#include "dwarf2/dwarf2_constants.h"
+#include "records/hash_index.h"
 
 namespace {
 
-template <typename Record>
-Record* NewArray(mem_desc* heap, uint32_t count) {
-  constexpr size_t RECORD_SIZE = sizeof(Record);  // NOLINT(bugprone-sizeof-expression): arrays of pointers are meant
-  auto* records = static_cast<Record*>(HEAP_Get(heap, count * RECORD_SIZE));
-  if (records == nullptr) {
-    Fail("no memory for abbreviations");
-    return nullptr;
-  }
-  std::memset(static_cast<void*>(records), 0, count * RECORD_SIZE);
-  return records;
-}
-
-// Attributes that a handler of entries takes; all others are consumed and leave no trace.
-constexpr uint32_t takenAttributes[] = {
-    DW_AT_location,
-    DW_AT_name,
-    DW_AT_byte_size,
-    DW_AT_bit_offset,
-    DW_AT_bit_size,
-    DW_AT_low_pc,
-    DW_AT_high_pc,
-    DW_AT_const_value,
-    DW_AT_lower_bound,
-    DW_AT_prototyped,
-    DW_AT_return_addr,
-    DW_AT_stride_size,
-    DW_AT_upper_bound,
-    DW_AT_address_class,
-    DW_AT_calling_convention,
-    DW_AT_data_member_location,
-    DW_AT_encoding,
-    DW_AT_frame_base,
-    DW_AT_segment,
-    DW_AT_specification,
-    DW_AT_type,
+constexpr AbbrevEntry missingAbbreviation = {
+    .code = 0,
+    .tag = TAG_MISSING_ABBREVIATION,
+    .hasChildren = 0,
+    .firstAttribute = 0,
+    .attributeCount = 0,
+    .firstPlan = 0,
+    .firstStep = 0,
+    .planKind = RecordKind::none,
+    .planAddressSize = 0,
 };
 
-bool IsTaken(uint32_t attribute) {
-  return std::find(std::begin(takenAttributes), std::end(takenAttributes), attribute) != std::end(takenAttributes);
+// Keyed with what only the running process knows, so that no file can choose codes that collide.
+uint32_t PlaceOfCode(uint32_t code, uint32_t mask) {
+  return static_cast<uint32_t>((code + (hashKey >> 32)) * (hashKey | 1) >> 32) & mask;
 }
 
-// Merges runs of attributes that are only skipped, so that walking an entry costs a step for each that is not.
-bool MakeSteps(mem_desc* heap, AbbrevEntry* entry) {
-  AbbrevAttribute steps[MAX_ABBREV_PAIRS];
-  uint32_t count = 0;
-  entry->fixedSize = 0;
-  for (int32_t i = 0; i < entry->attributeCount; ++i) {
-    const AbbrevAttribute& pair = entry->attributes[i];
-    const int32_t size = FixedFormSize(pair.form);
-    entry->fixedSize =
-        size == NO_FIXED_SIZE || entry->fixedSize == NO_FIXED_SIZE ? NO_FIXED_SIZE : entry->fixedSize + size;
-    if (size == NO_FIXED_SIZE || IsTaken(pair.attribute)) {
-      steps[count++] = {pair.attribute, pair.form < FORM_SKIPPED_RUN ? pair.form : 0};
-    } else if (count != 0 && steps[count - 1].form >= FORM_SKIPPED_RUN) {
-      steps[count - 1].form += static_cast<uint32_t>(size);
-    } else {
-      steps[count++] = {0, FORM_SKIPPED_RUN + static_cast<uint32_t>(size)};
-    }
+}  // namespace
+
+void AbbrevTable::Clear() {
+  entries_.Empty();
+  attributes_.Empty();
+  plans_.Empty();
+  steps_.Empty();
+  dense_.Empty();
+  sparse_.Empty();
+  denseCount_ = 0;
+}
+
+bool AbbrevTable::Read(Cursor* cursor, const SectionPlace& section, uint32_t offset) {
+  Failure& failure = cursor->failure();
+  Clear();
+  cursor->Seek(section, offset);
+  if (!entries_.Push(missingAbbreviation) || !plans_.Push({})) {
+    failure.NoteNoMemory();
+    return false;
   }
-  entry->stepCount = static_cast<int32_t>(count);
-  entry->steps = entry->attributes;
-  if (static_cast<int32_t>(count) != entry->attributeCount ||
-      !std::equal(steps, steps + count, entry->attributes,
-                  [](const AbbrevAttribute& a, const AbbrevAttribute& b) { return a.form == b.form; })) {
-    entry->steps = NewArray<AbbrevAttribute>(heap, count);
-    if (entry->steps == nullptr) {
+  uint32_t maxCode = 0;
+  while (!failure) {
+    const uint32_t code = ReadUleb(cursor);  // over-long reads as 0, and ends the list as 0 does
+    if (code == 0) {
+      break;
+    }
+    if (!ReadDeclaration(cursor, code)) {
       return false;
     }
-    std::copy_n(steps, count, entry->steps);
+    maxCode = std::max(maxCode, code);
+  }
+  if (!cursor->Charge(cursor->Offset() - offset) || failure) {
+    return false;
+  }
+  if (!IndexCodes(maxCode)) {
+    failure.NoteNoMemory();
+    return false;
+  }
+  return true;
+}
+
+bool AbbrevTable::ReadDeclaration(Cursor* cursor, uint32_t code) {
+  AbbrevEntry entry = {};
+  entry.code = code;
+  entry.tag = ReadUleb(cursor);
+  entry.hasChildren = cursor->U8() == DW_CHILDREN_yes ? 1 : 0;
+  if (!ReadAttributes(cursor, &entry)) {
+    return false;
+  }
+  if (!entries_.Push(entry)) {
+    cursor->failure().NoteNoMemory();
+    return false;
   }
   return true;
 }
 
 // Reads pairs through the one whose attribute or form is 0 (the published rule is that both are).
-bool ReadAttributePairs(ElfImage* image, mem_desc* heap, AbbrevEntry* entry) {
-  AbbrevAttribute pairs[MAX_ABBREV_PAIRS];
-  uint32_t count = 0;
-  do {
-    if (count == MAX_ABBREV_PAIRS) {
-      Fail("abbreviation %u has too many attributes", static_cast<unsigned>(entry->code));
+bool AbbrevTable::ReadAttributes(Cursor* cursor, AbbrevEntry* entry) {
+  entry->firstAttribute = attributes_.Count();
+  for (;;) {
+    if (attributes_.Count() - entry->firstAttribute == MAX_ABBREV_PAIRS) {
+      cursor->Fail("abbreviation %u has too many attributes", static_cast<unsigned>(entry->code));
       return false;
     }
-    pairs[count].attribute = ReadUleb(image);
-    pairs[count].form = ReadUleb(image);
-    ++count;
-  } while (pairs[count - 1].attribute != 0 && pairs[count - 1].form != 0);
-  entry->attributes = NewArray<AbbrevAttribute>(heap, count);
-  if (dwarf2State.failed != 0) {
-    return false;
-  }
-  std::copy_n(pairs, count, entry->attributes);
-  entry->attributeCount = static_cast<int32_t>(count) - 1;
-  return MakeSteps(heap, entry);
-}
-
-bool ReadDeclaration(ElfImage* image, mem_desc* heap, AbbrevTable* table, uint32_t code) {
-  auto* entry = NewArray<AbbrevEntry>(heap, 1);
-  if (entry == nullptr) {
-    return false;
-  }
-  entry->code = code;
-  entry->tag = ReadUleb(image);
-  entry->hasChildren = ReadU8(image) == DW_CHILDREN_yes ? 1 : 0;
-  AbbrevEntry** bucket = &table->buckets[code % ABBREV_BUCKETS];
-  entry->next = *bucket;
-  *bucket = entry;
-  return ReadAttributePairs(image, heap, entry);
-}
-
-// Makes the array for small codes: as large as the declarations are many, a little room for gaps left.
-bool MakeDenseTable(mem_desc* heap, AbbrevTable* table, uint32_t declarations, uint32_t maxCode) {
-  const uint32_t limit = declarations + declarations / 2 + 16;
-  const uint32_t count = std::min(maxCode, limit) + 1;
-  table->dense = NewArray<AbbrevEntry*>(heap, count);
-  if (table->dense == nullptr) {
-    return false;
-  }
-  table->denseCount = count;
-  for (AbbrevEntry* bucket : table->buckets) {
-    for (AbbrevEntry* entry = bucket; entry != nullptr; entry = entry->next) {
-      if (entry->code < count && table->dense[entry->code] == nullptr) {
-        table->dense[entry->code] = entry;
-      }
+    const uint32_t attribute = ReadUleb(cursor);
+    const uint32_t form = ReadUleb(cursor);
+    if (!attributes_.Push({attribute, form})) {
+      cursor->failure().NoteNoMemory();
+      return false;
     }
+    if (attribute == 0 || form == 0) {
+      break;
+    }
+  }
+  entry->attributeCount = attributes_.Count() - entry->firstAttribute - 1;
+  return !cursor->failure();
+}
+
+// Small codes, as compilers number them, are found by an array with a little room for gaps; all others by a hash.
+bool AbbrevTable::IndexCodes(uint32_t maxCode) {
+  const uint32_t count = entries_.Count();
+  const uint32_t limit = count + count / 2 + 16;
+  denseCount_ = std::min(maxCode, limit) + 1;
+  uint32_t sparseCount = 0;
+  for (uint32_t number = 1; number < count; ++number) {
+    sparseCount += entries_[number].code >= denseCount_ ? 1 : 0;
+  }
+  uint32_t places = 1;
+  while (places < 2 * sparseCount + 1) {
+    places *= 2;
+  }
+  if (!dense_.Resize(denseCount_) || !sparse_.Resize(places)) {
+    denseCount_ = 0;
+    return false;
+  }
+  for (uint32_t number = 1; number < count; ++number) {
+    const uint32_t code = entries_[number].code;
+    if (code < denseCount_) {
+      dense_[code] = number;
+      continue;
+    }
+    uint32_t place = PlaceOfCode(code, places - 1);
+    while (sparse_[place] != 0 && entries_[sparse_[place]].code != code) {
+      place = (place + 1) & (places - 1);
+    }
+    sparse_[place] = number;
   }
   return true;
 }
 
-}  // namespace
-
-AbbrevTable* ReadAbbreviations(ElfImage* image, mem_desc* heap, uint32_t offset) {
-  auto* table = NewArray<AbbrevTable>(heap, 1);
-  if (table == nullptr) {
-    return nullptr;
-  }
-  SeekTo(image, dwarf2State.sections.abbrev, offset);
-  uint32_t declarations = 0;
-  uint32_t maxCode = 0;
-  while (dwarf2State.failed == 0) {
-    const uint32_t code = ReadUleb(image);  // over-long reads as 0, and ends the list as 0 does
-    if (code == 0) {
-      break;
+AbbrevEntry* AbbrevTable::FindOutside(uint32_t code, Cursor* cursor, uint32_t offset) {
+  if (sparse_.Count() != 0) {
+    const uint32_t mask = sparse_.Count() - 1;
+    for (uint32_t place = PlaceOfCode(code, mask); sparse_[place] != 0; place = (place + 1) & mask) {
+      if (entries_[sparse_[place]].code == code) {
+        return &entries_[sparse_[place]];
+      }
     }
-    if (!ReadDeclaration(image, heap, table, code)) {
-      return nullptr;
-    }
-    ++declarations;
-    maxCode = std::max(maxCode, code);
   }
-  SpendOnRecords(dwarf2State.position - offset);
-  if (dwarf2State.failed != 0 || !MakeDenseTable(heap, table, declarations, maxCode)) {
-    return nullptr;
-  }
-  return table;
+  cursor->failure().Note(cursor->Section().name, offset, "there is no abbreviation %u", static_cast<unsigned>(code));
+  return &entries_[0];
 }
 
-const AbbrevEntry* FindAbbreviationInBuckets(uint32_t code) {
-  if (dwarf2State.abbrevs != nullptr) {
-    for (const AbbrevEntry* entry = dwarf2State.abbrevs->buckets[code % ABBREV_BUCKETS]; entry != nullptr;
-         entry = entry->next) {
-      if (entry->code == code) {
-        return entry;
-      }
-      SpendOnRecords(1);
+const Step* AbbrevTable::FindOrMakePlan(AbbrevEntry* entry, RecordKind kind, uint8_t addressSize, Failure* failure) {
+  for (uint32_t plan = entry->firstPlan; plan != 0; plan = plans_[plan].next) {
+    if (plans_[plan].kind == kind && plans_[plan].addressSize == addressSize) {
+      return &steps_[plans_[plan].firstStep];
     }
   }
-  Fail("no abbreviation %u", static_cast<unsigned>(code));
-  return &missingAbbreviation;
+  const uint32_t firstStep = steps_.Count();
+  if (!MakePlan(Attributes(entry), entry->attributeCount, kind, addressSize, &steps_) ||
+      !plans_.Push({entry->firstPlan, firstStep, kind, addressSize})) {
+    failure->NoteNoMemory();
+    return nullptr;
+  }
+  entry->firstPlan = plans_.Count() - 1;
+  entry->firstStep = firstStep;
+  entry->planKind = kind;
+  entry->planAddressSize = addressSize;
+  return &steps_[firstStep];
 }

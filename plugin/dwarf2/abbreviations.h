@@ -1,75 +1,79 @@
-// The abbreviation table of a unit: what .debug_abbrev declares at the unit's offset.
+// The abbreviation table of a unit: what .debug_abbrev declares at the unit's offset, with a plan for each way in which
+// an entry of it is read.
+//
+//   AbbrevTable table;
+//   table.Read(&cursor, sections.abbrev, offset);       // false with the failure noted
+//   AbbrevEntry* entry = table.Find(code, &cursor, entryOffset);  // never null
+//   const Step* steps = table.PlanOf(entry, RecordKind::variable, addressSize);
 #pragma once
 
 #include <cstdint>
-#include <span>
 
-#include "dwarf2/forms.h"
-#include "dwarf2/reader_state.h"
-#include "tarnixcore/heap.h"
+#include "dwarf2/plan.h"
+#include "elf/cursor.h"
+#include "records/growing_array.h"
 
-constexpr uint32_t ABBREV_BUCKETS = 71;
 constexpr uint32_t MAX_ABBREV_PAIRS = 500;  // of one declaration, its terminating pair included
 
-struct AbbrevAttribute {
-  uint32_t attribute;  // DW_AT_
-  uint32_t form;       // DW_FORM_
-};
-
 struct AbbrevEntry {
-  AbbrevEntry* next;  // in the bucket; a later declaration comes first
-  uint32_t code;      // never 0
-  uint32_t tag;       // DW_TAG_
+  uint32_t code;  // never 0
+  uint32_t tag;   // DW_TAG_
   uint32_t hasChildren;
-  int32_t attributeCount;  // the terminating pair not counted
-  AbbrevAttribute* attributes;
-  // What is left to do when runs of attributes that no handler takes, and whose size is fixed, are one skip each
-  // (FORM_SKIPPED_RUN). `fixedSize` is the size of all values when every form has a fixed one, else NO_FIXED_SIZE.
-  int32_t stepCount;
-  int32_t fixedSize;
-  AbbrevAttribute* steps;
+  uint32_t firstAttribute;
+  uint32_t attributeCount;  // the terminating pair not counted
+  uint32_t firstPlan;       // number of the newest plan, 0 for none
+  uint32_t firstStep;       // of that plan
+  RecordKind planKind;
+  uint8_t planAddressSize;
 };
 
-constexpr int32_t NO_FIXED_SIZE = -1;
+class AbbrevTable {
+ public:
+  // Reads the declarations at `offset`. False, with the failure noted, when the section is missing, a declaration is
+  // too long, the file has asked for too much, or there is no memory.
+  bool Read(Cursor* cursor, const SectionPlace& section, uint32_t offset);
 
-// Not a form of a file: stands for a run of values that are only skipped, with their size in bytes added to it.
-constexpr uint32_t FORM_SKIPPED_RUN = 0x10000;
-
-// Consumes the value of a step.
-inline void SkipStep(ElfImage* image, uint32_t form) {
-  if (form >= FORM_SKIPPED_RUN) {
-    SkipBytes(image, form - FORM_SKIPPED_RUN);
-  } else {
-    SkipForm(image, form);
+  // The declaration of a code, which is at `offset`; of several the later. For a code that the table does not hold the
+  // failure is noted, and the answer is an entry with a tag that no handler takes, without attributes and children.
+  AbbrevEntry* Find(uint32_t code, Cursor* cursor, uint32_t offset) {
+    if (code < denseCount_ && dense_[code] != 0) {
+      return &entries_[dense_[code]];
+    }
+    return FindOutside(code, cursor, offset);
   }
-}
 
-// The attributes of an entry as handlers go through them.
-inline std::span<const AbbrevAttribute> StepsOf(const AbbrevEntry* abbrev) {
-  return {abbrev->steps, static_cast<size_t>(abbrev->stepCount)};
-}
+  // The attributes of an entry as the file has them.
+  const AbbrevAttribute* Attributes(const AbbrevEntry* entry) { return &attributes_[entry->firstAttribute]; }
 
-// Lies in the module heap for the module's life. The buckets are the table; the dense array answers for small codes, as
-// compilers number them, without a walk.
-struct AbbrevTable {
-  AbbrevEntry* buckets[ABBREV_BUCKETS];  // by code modulo ABBREV_BUCKETS
-  uint32_t denseCount;
-  AbbrevEntry** dense;  // by code, below denseCount; null where there is no such code
+  // How an entry becomes a record of that kind, in a unit with that address size. Valid until the next call. Null
+  // without memory.
+  const Step* PlanOf(AbbrevEntry* entry, RecordKind kind, uint8_t addressSize, Failure* failure) {
+    if (entry->planKind == kind && entry->firstPlan != 0 && entry->planAddressSize == addressSize) {
+      return &steps_[entry->firstStep];
+    }
+    return FindOrMakePlan(entry, kind, addressSize, failure);
+  }
+
+ private:
+  struct Plan {
+    uint32_t next;  // of the entry's plans, 0 for none
+    uint32_t firstStep;
+    RecordKind kind;
+    uint8_t addressSize;
+  };
+
+  bool ReadDeclaration(Cursor* cursor, uint32_t code);
+  bool ReadAttributes(Cursor* cursor, AbbrevEntry* entry);
+  bool IndexCodes(uint32_t maxCode);
+  void Clear();
+  AbbrevEntry* FindOutside(uint32_t code, Cursor* cursor, uint32_t offset);
+  const Step* FindOrMakePlan(AbbrevEntry* entry, RecordKind kind, uint8_t addressSize, Failure* failure);
+
+  GrowingArray<AbbrevEntry> entries_;  // number 0 stands in for a missing one
+  GrowingArray<AbbrevAttribute> attributes_;
+  GrowingArray<Plan> plans_;  // number 0 is none
+  GrowingArray<Step> steps_;
+  GrowingArray<uint32_t> dense_;  // by code, below denseCount_: the entry's number, 0 for none
+  uint32_t denseCount_ = 0;
+  GrowingArray<uint32_t> sparse_;  // all other codes: a hash table of numbers of entries, 0 for a free place
 };
-
-// Stands in for a code that the table does not hold: a tag that no handler takes, no attributes, no children.
-extern const AbbrevEntry missingAbbreviation;
-
-// Reads the declarations at `offset` of .debug_abbrev. Null, with the latch set, when the section is missing, a
-// declaration is too long, a reader fails or there is no memory.
-AbbrevTable* ReadAbbreviations(ElfImage* image, mem_desc* heap, uint32_t offset);
-
-// The latch is set for a code that the unit's table does not hold.
-const AbbrevEntry* FindAbbreviationInBuckets(uint32_t code);
-inline const AbbrevEntry* FindAbbreviation(uint32_t code) {
-  const AbbrevTable* table = dwarf2State.abbrevs;
-  if (table != nullptr && code < table->denseCount && table->dense[code] != nullptr) {
-    return table->dense[code];
-  }
-  return FindAbbreviationInBuckets(code);
-}

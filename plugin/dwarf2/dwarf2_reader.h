@@ -1,17 +1,54 @@
-// The entry operations of the DWARF 2 reader, as the loader calls them.
+// The DWARF 2 reader of a loader: the module list of a file that carries .debug_info, and the fill of a module.
+//
+//   Dwarf2Reader reader(&failure, &allowance);
+//   reader.Open(image);                                // null: the file is closed
+//   reader.ReadModules(tableHeap, &modules);           // 1 for success
+//   reader.FillModule(module, ranges);                 // 1 for success
 #pragma once
 
-#include "tarnixcore/heap.h"
+#include <cstdint>
+
+#include "dwarf2/entries/entry_walk.h"
+#include "dwarf2/lines/line_program.h"
+#include "dwarf2/sections.h"
+#include "dwarf2/unit_scan.h"
 #include "tarnixcore/list.h"
 
-struct DescModule;
-struct ElfImage;
+class Dwarf2Reader {
+ public:
+  Dwarf2Reader(Failure* failure, Allowance* allowance);
 
-// Makes the module list of a file that carries `.debug_info`: one DescModule per unit, each with its abbreviations; no
-// entry behind a unit's first is read. 1 for success. On failure `modules` is set or left as it was; where it is left,
-// nothing of the scan stays behind.
-int ReadDwarf2Modules(ElfImage* image, mem_desc* tableHeap, DescModule** modules);
+  // The file that is read from now on; null when it is closed.
+  void Open(ElfImage* image);
 
-// Fills a module from its line program and its entries, and appends DescLineRange records to `ranges`. 1 for success;
-// after a failure what was read before it stands.
-int FillDwarf2Module(ElfImage* image, DescModule* module, L_list* ranges);
+  // Makes one DescModule per unit; no entry after a unit's first is read. 1 for success. On failure `modules` is set or
+  // left as it was; where it is left, nothing of the scan stays.
+  int ReadModules(mem_desc* tableHeap, DescModule** modules);
+
+  // Fills a module from its line program and its entries, and appends DescLineRange records to `ranges`. 1 for success;
+  // after a failure what was read before it is kept.
+  int FillModule(DescModule* module, L_list* ranges);
+
+  // The `opcode_base` of the line program that was read last, whichever unit or file it was of; 0 before the first. A
+  // unit without a program of its own is read by it.
+  uint8_t OpcodeBase() const { return opcodeBase_; }
+  void SetOpcodeBase(uint8_t opcodeBase) { opcodeBase_ = opcodeBase; }
+
+ private:
+  Dwarf2Build* MakeBuild(mem_desc* tableHeap);
+  void FillLines(DescModule* module, L_list* ranges);
+  void MakeDefaultLineBlock(DescModule* module);
+
+  Failure* failure_;
+  Allowance* allowance_;
+  ElfImage* image_ = nullptr;
+  Dwarf2Sections sections_ = {};
+  uint8_t opcodeBase_ = 0;
+
+  RecordHeap tableHeap_;
+  RecordHeap moduleHeap_;
+  Cursor index_;
+  UnitScan scan_;
+  LineProgram lines_;
+  EntryWalk entries_;
+};

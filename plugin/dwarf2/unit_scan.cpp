@@ -1,223 +1,210 @@
-// The scan of .debug_info: one DescModule per unit, from the unit header, its abbreviations and its first entry.
-#include <cstring>
+#include "dwarf2/unit_scan.h"
 
-#include "dwarf2/abbreviations.h"
-#include "dwarf2/dwarf2_reader.h"
+#include <algorithm>
+
+#include "dwarf/leb128.h"
+#include "dwarf/unit_facts.h"
 #include "dwarf2/forms.h"
-#include "dwarf2/frames.h"
-#include "dwarf2/name_index.h"
-#include "records/debug_records.h"
-#include "records/desc_module.h"
-#include "records/empty_string.h"
-#include "tarnixcore/files.h"
-#include "tarnixcore/text.h"
 
 namespace {
 
-constexpr uint32_t BITS_FROM_LOW_END = 1;
+constexpr uint32_t UNIT_WINDOW = 256;  // bytes: a header and a first entry as a rule
+constexpr uint32_t TEXT_WINDOW = 128;
 
-// Producers whose bit offsets count from the low end of the storage unit. The whole string is compared.
-constexpr const char* lowEndProducers[] = {"TARNIX", "QUILLFORGE"};
+}  // namespace
 
-// Attributes of the unit's entry that are used after all have been read.
-struct UnitNames {
-  char name[FE_NAME_SIZE];
-  char directory[FE_NAME_SIZE];
-  bool hasLowPc;
-  bool hasHighPc;
-};
+UnitScan::UnitScan(Failure* failure, Allowance* allowance)
+    : failure_(failure),
+      info_(failure, allowance),
+      abbrev_(failure, allowance),
+      str_(failure, allowance),
+      moduleHeap_(failure, allowance) {}
 
-// Unit header, behind unit_length (4 bytes, itself not counted):
-//   +0  2  version              any value is taken
-//   +2  4  debug_abbrev_offset  in .debug_abbrev
-//   +6  1  address_size         bytes
-uint32_t ReadUnitHeader(ElfImage* image, DescModule* module) {
-  module->ext->unitOffset = dwarf2State.position - 4;
-  ReadU16(image);
-  const uint32_t abbrevOffset = ReadU32(image);
-  dwarf2State.addressSize = ReadU8(image);
-  module->ext->addressSize = dwarf2State.addressSize;
-  return abbrevOffset;
-}
-
-void ReadProducer(ElfImage* image, uint32_t form, DescModule* module) {
-  const char* text = ReadStringForm(image, form, module->heap, 1);
-  for (const char* producer : lowEndProducers) {
-    if (std::strcmp(text, producer) == 0) {
-      module->ext->bitNumbering = BITS_FROM_LOW_END;
-    }
+void UnitScan::Use(const ByteSource* file, bool littleEndian, const Dwarf2Sections* sections) {
+  sections_ = sections;
+  for (Cursor* cursor : {&info_, &abbrev_, &str_}) {
+    cursor->Use(file, littleEndian);
   }
 }
 
-void ReadUnitAttribute(ElfImage* image, DescModule* module, const AbbrevAttribute& pair, UnitNames* names) {
-  switch (pair.attribute) {
-    case DW_AT_name:
-      TU_strncpy(names->name, ReadStringForm(image, pair.form, module->heap, 1), FE_NAME_SIZE);
-      break;
-    case DW_AT_stmt_list:
-      module->ext->lineOffset = ReadConstantForm(image, pair.form);
-      break;
-    case DW_AT_low_pc:
-      module->lowPc = ReadAddressForm(image, pair.form, dwarf2State.addressSize);
-      names->hasLowPc = true;
-      break;
-    case DW_AT_high_pc:
-      module->highPc = ReadAddressForm(image, pair.form, dwarf2State.addressSize);
-      names->hasHighPc = true;
-      break;
-    case DW_AT_language:
-      module->language = LanguageOf(ReadConstantForm(image, pair.form));
-      break;
-    case DW_AT_comp_dir:
-      TU_strncpy(names->directory, ReadStringForm(image, pair.form, module->heap, 1), FE_NAME_SIZE);
-      break;
-    case DW_AT_producer:
-      ReadProducer(image, pair.form, module);
-      break;
-    default:
-      SkipForm(image, pair.form);
-      break;
+bool UnitScan::Run(RecordHeap* tableHeap, Dwarf2Build* build, DescModule** modules) {
+  tableHeap_ = tableHeap;
+  build_ = build;
+  hasTable_ = false;
+  for (UnitText* text : {&name_, &directory_, &producer_}) {
+    text->isKept = false;
   }
-}
-
-// Splits the joined path: what the split finds as directory need not be DW_AT_comp_dir.
-void SetModuleNames(DescModule* module, const UnitNames& names) {
-  char fullPath[FE_NAME_SIZE] = {};
-  char directory[FE_NAME_SIZE] = {};
-  char baseName[FE_NAME_SIZE] = {};
-  char extension[FE_EXTENSION_SIZE] = {};
-  char fileName[FE_NAME_SIZE] = {};
-  FE_BuildFileName(fullPath, names.directory, names.name, nullptr);
-  FE_SplitFileName(fullPath, directory, baseName, extension);
-  FE_BuildFileName(fileName, nullptr, baseName, extension);
-  module->name = DuplicateString(module->heap, fileName);
-  module->directory = DuplicateString(module->heap, directory);
-}
-
-// Reads the unit's first entry. False when it is no compile unit with children.
-bool ReadUnitEntry(ElfImage* image, DescModule* module) {
-  const AbbrevEntry* abbrev = FindAbbreviation(ReadUleb(image));
-  if (abbrev->hasChildren == 0 || abbrev->tag != DW_TAG_compile_unit) {
-    return false;
-  }
-  UnitNames names = {};
-  for (int32_t i = 0; i < abbrev->attributeCount; ++i) {
-    ReadUnitAttribute(image, module, abbrev->attributes[i], &names);
-  }
-  if (names.hasLowPc && names.hasHighPc && (module->lowPc != 0 || module->highPc != 0)) {
-    module->hasRange = 1;
-  }
-  module->ext->firstEntry = dwarf2State.position;
-  SetModuleNames(module, names);
-  return true;
-}
-
-// Reads a unit behind its unit_length. Null when the scan cannot go on.
-DescModule* ReadCompileUnit(ElfImage* image, mem_desc* tableHeap) {
-  dwarf2State.work->Spend(WorkAllowance::UNIT);
-  FailWithoutAllowance();
-  if (dwarf2State.failed != 0) {
-    return nullptr;
-  }
-  DescModule* module = NewDescModule(tableHeap);
-  if (module == nullptr) {
-    Fail("no memory for a module");
-    return nullptr;
-  }
-  module->heap = HEAP_Create(0, 0, 0);
-  if (module->heap == nullptr) {
-    Fail("no memory for a module heap");
-    return nullptr;
-  }
-  const uint32_t abbrevOffset = ReadUnitHeader(image, module);
-  const uint32_t entryOffset = dwarf2State.position;
-  dwarf2State.abbrevs = module->ext->abbrevs = ReadAbbreviations(image, module->heap, abbrevOffset);
-  if (dwarf2State.abbrevs != nullptr) {
-    SeekTo(image, dwarf2State.sections.info, entryOffset);
-    if (ReadUnitEntry(image, module)) {
-      return module;
-    }
-  }
-  HEAP_Release(module->heap);
-  return nullptr;
-}
-
-// The two records that stand for types that the file does not give.
-bool MakeSharedTypes(mem_desc* tableHeap) {
-  DescType** const types[] = {&dwarf2State.voidType, &dwarf2State.undefinedType};
-  const char* const typeNames[] = {"void", "undefined"};
-  for (int i = 0; i < 2; ++i) {
-    auto* type = static_cast<DescType*>(HEAP_Get(tableHeap, sizeof(DescType)));
-    if (type == nullptr) {
-      Fail("no memory for a shared type");
-    } else {
-      std::memset(static_cast<void*>(type), 0, sizeof(*type));
-      type->name = DuplicateString(tableHeap, typeNames[i]);
-    }
-    *types[i] = type;
-  }
-  return dwarf2State.failed == 0;
-}
-
-void ReleaseModuleHeaps(DescModule* modules) {
-  for (DescModule* module = modules; module != nullptr; module = module->next) {
-    module->heap = HEAP_Release(module->heap);
-  }
-}
-
-// Walks the units by their unit_length. False when a unit cannot be read: no module is handed out then.
-bool ScanUnits(ElfImage* image, mem_desc* tableHeap, uint32_t size, DescModule** modules) {
   DescModule** tail = modules;
-  uint32_t length = ReadU32(image);
-  while (dwarf2State.position < size && dwarf2State.failed == 0) {
-    const uint32_t unitStart = dwarf2State.position;
-    const uint32_t unitEnd = dwarf2State.position + length;
-    DescModule* module = ReadCompileUnit(image, tableHeap);
+  info_.Seek(sections_->info, 0, UNIT_WINDOW);
+  uint32_t length = info_.U32();
+  while (info_.Offset() < sections_->info.size && !*failure_) {
+    const uint32_t unitStart = info_.Offset();
+    const uint32_t unitEnd = unitStart + length;
+    DescModule* module = ReadUnit(length);
     if (module == nullptr) {
-      Fail("no compile unit with children");
+      info_.Fail("there is no compile unit with children");
       ReleaseModuleHeaps(*modules);
       return false;
     }
     *tail = module;
     tail = &module->next;
     if (unitEnd < unitStart) {
-      Fail("unit_length 0x%X leads backwards", static_cast<unsigned>(length));
+      info_.Fail("unit_length 0x%X leads backwards", static_cast<unsigned>(length));
       break;
     }
-    // The stream and `position` part behind the end of the file, so the distance is not what moves it.
-    SeekTo(image, dwarf2State.sections.info, unitEnd);
-    length = ReadU32(image);
+    info_.Seek(sections_->info, unitEnd, UNIT_WINDOW);
+    length = info_.U32();
   }
   return true;
 }
 
-}  // namespace
+// A unit, after its unit_length (4 bytes, itself not counted):
+//   +0  2  version              any value is taken
+//   +2  4  debug_abbrev_offset  in .debug_abbrev
+//   +6  1  address_size         bytes
+// Null when the scan cannot go on.
+DescModule* UnitScan::ReadUnit(uint32_t unitLength) {
+  const uint32_t unitStart = info_.Offset();
+  auto* ext = tableHeap_->New<Dwarf2ModuleExt>();
+  DescModule* module = NewDescModule(tableHeap_, build_, ext);
+  if (module == nullptr) {
+    return nullptr;
+  }
+  module->heap = HEAP_Create(0, 0, 0);
+  if (module->heap == nullptr) {
+    failure_->NoteNoMemory();
+    return nullptr;
+  }
+  moduleHeap_.Use(module->heap);
+  ext->unitOffset = unitStart - 4;
+  ext->unitEnd = unitLength > UINT32_MAX - unitStart ? UINT32_MAX : unitStart + unitLength;
+  ext->unitEnd = std::max(std::min(ext->unitEnd, sections_->info.size), unitStart);
+  info_.Skip(2);
+  ext->abbrevOffset = info_.U32();
+  ext->addressSize = info_.U8();
+  if (!hasTable_ || tableOffset_ != ext->abbrevOffset) {
+    hasTable_ = abbrevs_.Read(&abbrev_, sections_->abbrev, ext->abbrevOffset);
+    tableOffset_ = ext->abbrevOffset;
+  }
+  if (hasTable_ && ReadEntry(module) && info_.Charge(info_.Offset() - unitStart)) {
+    return module;
+  }
+  module->heap = HEAP_Release(module->heap);
+  return nullptr;
+}
 
-int ReadDwarf2Modules(ElfImage* image, mem_desc* tableHeap, DescModule** modules) {
-  LoadDwarf2Sections(image);
-  dwarf2State.work->Grant(image->file->Size());
-  dwarf2State.addressSize = 0;
-  ClearFailure();
-  if (!MakeSharedTypes(tableHeap)) {
-    return 0;
+// Reads the unit's first entry. False when it is no compile unit with children.
+bool UnitScan::ReadEntry(DescModule* module) {
+  const uint32_t entryOffset = info_.Offset();
+  const AbbrevEntry* entry = abbrevs_.Find(ReadUleb(&info_), &info_, entryOffset);
+  if (entry->hasChildren == 0 || entry->tag != DW_TAG_compile_unit) {
+    return false;
   }
-  const ElfSectionHeader* info = dwarf2State.sections.info;
-  dwarf2State.position = 0;
-  if (ELF_SeekHeader(image, 0, info) == 0) {
-    return 0;
+  name_.isPresent = directory_.isPresent = false;
+  hasLowPc_ = hasHighPc_ = false;
+  for (uint32_t i = 0; i < entry->attributeCount; ++i) {
+    ReadAttribute(module, abbrevs_.Attributes(entry)[i]);
   }
-  if (info->sh_size == 0) {
-    *modules = nullptr;
-    return 1;
+  if (hasLowPc_ && hasHighPc_ && (module->lowPc != 0 || module->highPc != 0)) {
+    module->hasRange = 1;
   }
-  DescModule* scanned = nullptr;
-  if (!ScanUnits(image, tableHeap, info->sh_size, &scanned)) {
-    return 0;
+  module->ext->firstEntry = info_.Offset();
+  SetNames(module);
+  return true;
+}
+
+void UnitScan::ReadAttribute(DescModule* module, const AbbrevAttribute& pair) {
+  const uint8_t addressSize = module->ext->addressSize;
+  switch (pair.attribute) {
+    case DW_AT_name:
+      ReadText(pair.form, addressSize, &name_);
+      break;
+    case DW_AT_stmt_list:
+      module->ext->lineOffset = ReadConstantForm(&info_, pair.form, addressSize);
+      break;
+    case DW_AT_low_pc:
+      module->lowPc = ReadAddressForm(&info_, pair.form, addressSize);
+      hasLowPc_ = true;
+      break;
+    case DW_AT_high_pc:
+      module->highPc = ReadAddressForm(&info_, pair.form, addressSize);
+      hasHighPc_ = true;
+      break;
+    case DW_AT_language:
+      module->language = LanguageOf(ReadConstantForm(&info_, pair.form, addressSize));
+      break;
+    case DW_AT_comp_dir:
+      ReadText(pair.form, addressSize, &directory_);
+      break;
+    case DW_AT_producer:
+      ReadText(pair.form, addressSize, &producer_);
+      if (NumbersBitsFromLowEnd(producer_.text)) {
+        module->ext->bitNumbering = BITS_FROM_LOW_END;
+      }
+      break;
+    default:
+      SkipForm(&info_, pair.form, addressSize);
+      break;
   }
-  *modules = scanned;
-  if (scanned != nullptr) {
-    scanned->ext->frames = ReadDwarf2Frames(image, tableHeap, scanned->ext->addressSize);
+}
+
+// A text, cut to the buffer. A form that is no text's is passed over, and the text is empty.
+void UnitScan::ReadText(uint32_t form, uint8_t addressSize, UnitText* text) {
+  text->isPresent = true;
+  if (form == DW_FORM_strp) {
+    ReadTextAt(info_.U32(), text);
+    return;
   }
-  ReadDwarf2NameIndexes(image, tableHeap, scanned);
-  return dwarf2State.failed == 0 ? 1 : 0;
+  text->isKept = false;
+  if (form == DW_FORM_string) {
+    CopyText(&info_, text);
+  } else {
+    SkipForm(&info_, form, addressSize);
+    text->text[0] = 0;
+  }
+}
+
+void UnitScan::ReadTextAt(uint32_t offset, UnitText* text) {
+  if (text->isKept && text->offset == offset && !*failure_) {
+    return;
+  }
+  str_.Seek(sections_->str, offset, TEXT_WINDOW);
+  CopyText(&str_, text);
+  str_.Charge(str_.Offset() - offset);
+  text->offset = offset;
+  text->isKept = !*failure_;
+}
+
+void UnitScan::CopyText(Cursor* cursor, UnitText* text) {
+  if (*failure_) {
+    cursor->Skip(1);  // one byte is taken, and the text is empty
+    text->text[0] = 0;
+    return;
+  }
+  cursor->Ask();
+  bool ended = false;
+  const uint32_t length = cursor->TextLength(&ended);
+  const uint32_t kept = std::min(length, FE_NAME_SIZE - 1U);
+  const uint32_t got = cursor->Read(text->text, kept);
+  std::memset(text->text + got, 0, FE_NAME_SIZE - got);
+  cursor->Skip(length - kept);
+  if (ended) {
+    cursor->Skip(1);
+  } else {
+    cursor->Fail("a text without end");
+  }
+}
+
+// Splits the joined path: what the split finds as directory need not be DW_AT_comp_dir.
+void UnitScan::SetNames(DescModule* module) {
+  char fullPath[FE_NAME_SIZE] = {};
+  char directory[FE_NAME_SIZE] = {};
+  char baseName[FE_NAME_SIZE] = {};
+  char extension[FE_EXTENSION_SIZE] = {};
+  char fileName[FE_NAME_SIZE] = {};
+  FE_BuildFileName(fullPath, directory_.isPresent ? directory_.text : "", name_.isPresent ? name_.text : "", nullptr);
+  FE_SplitFileName(fullPath, directory, baseName, extension);
+  FE_BuildFileName(fileName, nullptr, baseName, extension);
+  module->name = moduleHeap_.CopyText(fileName, std::strlen(fileName));
+  module->directory = moduleHeap_.CopyText(directory, std::strlen(directory));
 }

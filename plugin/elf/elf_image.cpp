@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "elf/cursor.h"
 #include "elf/note_records.h"
-#include "elf/section_access.h"
 #include "tarnixcore/files.h"
 #include "tarnixcore/text.h"
 
@@ -16,12 +16,14 @@ constexpr uint32_t SECTION_HEADER_SIZE = 40;
 static_assert(sizeof(ElfProgramHeader) == PROGRAM_HEADER_SIZE);
 static_assert(sizeof(ElfSectionHeader) == SECTION_HEADER_SIZE);
 
-// Opens the file as named or along the search path, and tells its full path. Null when there is none.
-ElfStream* OpenStream(const char* fileName, char* fullPath, int fullPathSize) {
-  std::unique_ptr<ElfStream> stream = ElfStream::Open(fileName);
-  if (stream != nullptr) {
+constexpr SectionPlace wholeFile = {nullptr, 0, 0, true};
+
+// Opens the file as named or along the search path, and sets its full path. Null when there is none.
+std::unique_ptr<ByteSource> OpenSource(const char* fileName, char* fullPath, int fullPathSize) {
+  std::unique_ptr<ByteSource> source = ByteSource::Open(fileName);
+  if (source != nullptr) {
     FE_FullPath(fullPath, fileName, fullPathSize);
-    return stream.release();
+    return source;
   }
   char found[FE_NAME_SIZE] = {};
   const int handle = FE_FopenPath(fileName, found, FE_ABSOLUTE_FILES);
@@ -29,42 +31,42 @@ ElfStream* OpenStream(const char* fileName, char* fullPath, int fullPathSize) {
     return nullptr;
   }
   FE_Close(handle);
-  stream = ElfStream::Open(found);
-  if (stream != nullptr) {
+  source = ByteSource::Open(found);
+  if (source != nullptr) {
     TU_strncpy(fullPath, found, fullPathSize);
   }
-  return stream.release();
+  return source;
 }
 
-uint16_t ReadHalf(ElfImage* image) {
-  uint32_t value = 0;
-  ELF_Read16(image, &value);
-  return static_cast<uint16_t>(value);
+// What goes to standard output is all that a host sees of a refused file; the failure says the same with its place.
+bool Refuse(Failure* failure, uint32_t offset, const char* printed, const char* reason) {
+  std::printf("%s", printed);
+  failure->Note(nullptr, offset, "%s", reason);
+  return false;
 }
 
-uint32_t ReadWord(ElfImage* image) {
-  uint32_t value = 0;
-  ELF_Read32(image, &value);
-  return value;
+uint16_t ReadHalf(Cursor* cursor) {
+  return static_cast<uint16_t>(cursor->U16());
 }
 
-void ReadElfHeader(ElfImage* image) {
-  uint32_t countRead = 0;
-  ELF_ReadBlock(image, image->e_ident, EI_NIDENT, &countRead);
+void ReadElfHeader(ElfImage* image, Cursor* cursor) {
+  image->file->ReadAt(0, image->e_ident, EI_NIDENT);
   image->littleEndian = image->e_ident[EI_DATA] == ELFDATA2LSB ? 1 : 0;
-  image->e_type = ReadHalf(image);
-  image->e_machine = ReadHalf(image);
-  image->e_version = ReadWord(image);
-  image->e_entry = ReadWord(image);
-  image->e_phoff = ReadWord(image);
-  image->e_shoff = ReadWord(image);
-  image->e_flags = ReadWord(image);
-  image->e_ehsize = ReadHalf(image);
-  image->e_phentsize = ReadHalf(image);
-  image->e_phnum = ReadHalf(image);
-  image->e_shentsize = ReadHalf(image);
-  image->e_shnum = ReadHalf(image);
-  image->e_shstrndx = ReadHalf(image);
+  cursor->Use(image->file, image->littleEndian != 0);
+  cursor->Seek(wholeFile, EI_NIDENT);
+  image->e_type = ReadHalf(cursor);
+  image->e_machine = ReadHalf(cursor);
+  image->e_version = cursor->U32();
+  image->e_entry = cursor->U32();
+  image->e_phoff = cursor->U32();
+  image->e_shoff = cursor->U32();
+  image->e_flags = cursor->U32();
+  image->e_ehsize = ReadHalf(cursor);
+  image->e_phentsize = ReadHalf(cursor);
+  image->e_phnum = ReadHalf(cursor);
+  image->e_shentsize = ReadHalf(cursor);
+  image->e_shnum = ReadHalf(cursor);
+  image->e_shstrndx = ReadHalf(cursor);
 }
 
 // An entry size of 0 stands for the size of the 32-bit format. Class and type are not looked at: a 64-bit file falls at
@@ -96,20 +98,25 @@ Entry* NewTable(uint32_t count) {
 }
 
 // Leaves `programHeaders` null when the file has no table: such a file can still be opened.
-void ReadProgramHeaders(ElfImage* image) {
-  image->programHeaders = image->e_phoff != 0 ? NewTable<ElfProgramHeader>(image->e_phnum) : nullptr;
-  if (image->programHeaders == nullptr) {
+bool ReadProgramHeaders(ElfImage* image, Cursor* cursor) {
+  if (image->e_phoff == 0) {
     std::printf("No Program Header Table\nERROR: ReadProgHeaderTab\n");
-    return;
+    return true;
   }
-  image->file->Seek(image->e_phoff);
+  image->programHeaders = NewTable<ElfProgramHeader>(image->e_phnum);
+  if (image->programHeaders == nullptr) {
+    cursor->failure().NoteNoMemory();
+    return false;
+  }
+  cursor->Seek(wholeFile, image->e_phoff);
   for (uint32_t i = 0; i < image->e_phnum; ++i) {
     ElfProgramHeader& header = image->programHeaders[i];
     for (uint32_t* field : {&header.p_type, &header.p_offset, &header.p_vaddr, &header.p_paddr, &header.p_filesz,
                             &header.p_memsz, &header.p_flags, &header.p_align}) {
-      *field = ReadWord(image);
+      *field = cursor->U32();
     }
   }
+  return true;
 }
 
 bool SegmentsLieInFile(const ElfImage* image) {
@@ -123,87 +130,98 @@ bool SegmentsLieInFile(const ElfImage* image) {
   return true;
 }
 
-bool FailSectionTable(const char* reason) {
-  std::printf("%s\nERROR: ReadSectHeaderTab\n", reason);
-  return false;
+bool RefuseSectionTable(Failure* failure, uint32_t offset, const char* printed, const char* reason) {
+  std::printf("%s\n", printed);
+  return Refuse(failure, offset, "ERROR: ReadSectHeaderTab\n", reason);
 }
 
-bool ReadSectionNames(ElfImage* image) {
+bool ReadSectionNames(ElfImage* image, Failure* failure) {
   if (image->e_shstrndx >= image->e_shnum) {
-    return FailSectionTable("Read String Table");
+    return RefuseSectionTable(failure, image->e_shoff, "Read String Table", "the table of section names is no section");
   }
   const ElfSectionHeader& names = image->sectionHeaders[image->e_shstrndx];
-  image->file->Seek(names.sh_offset);
-  if (names.sh_size > ELF_BytesLeft(image) || names.sh_size == UINT32_MAX) {  // a terminator is put behind them
-    return FailSectionTable("Size error");
+  const auto fileSize = static_cast<uint64_t>(image->file->Size());
+  const uint64_t left = names.sh_offset < fileSize ? fileSize - names.sh_offset : 0;
+  if (names.sh_size > left || names.sh_size == UINT32_MAX) {  // a terminator is put after them
+    return RefuseSectionTable(failure, names.sh_offset, "Size error", "the section names go past the end of the file");
   }
   image->sectionNames = NewTable<char>(names.sh_size + 1);
   if (image->sectionNames == nullptr) {
-    return FailSectionTable("Read String Table");
+    return RefuseSectionTable(failure, names.sh_offset, "Read String Table", "no memory for the section names");
   }
-  uint32_t countRead = 0;
-  return ELF_ReadBlock(image, image->sectionNames, names.sh_size, &countRead) != 0;
+  image->file->ReadAt(names.sh_offset, image->sectionNames, names.sh_size);
+  return true;
 }
 
-bool ReadSectionHeaders(ElfImage* image) {
+bool ReadSectionHeaders(ElfImage* image, Cursor* cursor) {
+  Failure* failure = &cursor->failure();
   if (image->e_shoff == 0) {
-    return FailSectionTable("No Section Header Table");
+    return RefuseSectionTable(failure, 0, "No Section Header Table", "the file has no section headers");
   }
   image->sectionHeaders = NewTable<ElfSectionHeader>(image->e_shnum);
   if (image->sectionHeaders == nullptr) {
-    return FailSectionTable("Read Section Header Table");
+    return RefuseSectionTable(failure, image->e_shoff, "Read Section Header Table",
+                              "no memory for the section headers");
   }
-  image->file->Seek(image->e_shoff);
+  cursor->Seek(wholeFile, image->e_shoff);
   for (uint32_t i = 0; i < image->e_shnum; ++i) {
     ElfSectionHeader& header = image->sectionHeaders[i];
     for (uint32_t* field :
          {&header.sh_name, &header.sh_type, &header.sh_flags, &header.sh_addr, &header.sh_offset, &header.sh_size,
           &header.sh_link, &header.sh_info, &header.sh_addralign, &header.sh_entsize}) {
-      *field = ReadWord(image);
+      *field = cursor->U32();
     }
   }
-  return ReadSectionNames(image);
+  return ReadSectionNames(image, failure);
 }
 
 // Reads and tests header and tables; false when the file is refused, the reason printed.
-bool ReadTables(ElfImage* image) {
+bool ReadTables(ElfImage* image, Cursor* cursor) {
+  Failure* failure = &cursor->failure();
   if (image->file->Size() < 0) {
-    std::printf("FILE ERROR\n");
-    return false;
+    return Refuse(failure, Failure::NO_OFFSET, "FILE ERROR\n", "not a regular file");
   }
-  ReadElfHeader(image);
+  ReadElfHeader(image, cursor);
   if (!TestElfHeader(image)) {
-    std::printf("ERROR: not ELF or illegal ELF header values\n");
+    return Refuse(failure, 0, "ERROR: not ELF or illegal ELF header values\n", "no 32-bit ELF file, or a wrong header");
+  }
+  if (!ReadProgramHeaders(image, cursor)) {
     return false;
   }
-  ReadProgramHeaders(image);
   if (!SegmentsLieInFile(image)) {
-    std::printf("ERROR: illegal ELF header values (file corrupt?)\n");
-    return false;
+    return Refuse(failure, image->e_phoff, "ERROR: illegal ELF header values (file corrupt?)\n",
+                  "a segment goes past the end of the file");
   }
-  return ReadSectionHeaders(image);
+  return ReadSectionHeaders(image, cursor);
 }
 
 }  // namespace
 
-ElfImage* ELF_Open(const char* fileName, char* fullPath, int fullPathSize) {
+ElfImage* ELF_Open(const char* fileName, char* fullPath, int fullPathSize, Failure* failure) {
+  std::unique_ptr<ByteSource> source = OpenSource(fileName, fullPath, fullPathSize);
+  if (source == nullptr) {
+    failure->Note(nullptr, Failure::NO_OFFSET, "there is no such file, or it cannot be read");
+    return nullptr;
+  }
+  return ELF_OpenSource(std::move(source), failure);
+}
+
+ElfImage* ELF_OpenSource(std::unique_ptr<ByteSource> file, Failure* failure) {
   auto* image = static_cast<ElfImage*>(std::calloc(1, sizeof(ElfImage)));
   if (image == nullptr) {
+    failure->NoteNoMemory();
     return nullptr;
   }
   image->noteValue = NOTE_VALUE_DEFAULT;
   image->warnOutOfDate = 1;
-  image->file = OpenStream(fileName, fullPath, fullPathSize);
-  if (image->file == nullptr) {
-    std::free(image);
-    return nullptr;
-  }
+  image->file = file.release();
   image->fileTime = image->file->ModificationTime();
-  if (!ReadTables(image)) {
+  Allowance allowance;
+  Cursor cursor(failure, &allowance);
+  if (!ReadTables(image, &cursor) || !ReadNoteRecords(image, &cursor)) {
     ELF_Close(image);
     return nullptr;
   }
-  ReadNoteRecords(image);
   return image;
 }
 

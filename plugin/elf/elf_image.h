@@ -1,15 +1,16 @@
-// The opened absolute file: ELF header, tables and note values in host byte order, and the stream that all readers
+// The opened absolute file: ELF header, tables and note values in host byte order, and the bytes that all readers
 // share.
 //
 //   char fullPath[FE_NAME_SIZE];
-//   ElfImage* image = ELF_Open("main.elf", fullPath, sizeof(fullPath));  // null, with a line on standard output
-//   ELF_Close(image);
+//   ElfImage* image = ELF_Open("main.elf", fullPath, sizeof(fullPath), &failure);  // null, with a line on standard
+//   output ELF_Close(image);
 #pragma once
 
 #include <cstdint>
 
+#include "elf/byte_source.h"
 #include "elf/elf_constants.h"
-#include "elf/elf_stream.h"
+#include "records/failure.h"
 
 // Elf32_Phdr
 struct ElfProgramHeader {
@@ -37,7 +38,7 @@ struct ElfSectionHeader {
   uint32_t sh_entsize;
 };
 
-// Elf32_Ehdr, and what was read behind it. Lives on the process heap, since it outlives a Build.
+// Elf32_Ehdr, and what was read after it. In the process's memory, since it outlives a Build.
 struct ElfImage {
   uint8_t e_ident[EI_NIDENT];
   uint16_t e_type;
@@ -56,8 +57,8 @@ struct ElfImage {
   ElfProgramHeader* programHeaders;  // e_phnum of them, or null when the file has no table
   ElfSectionHeader* sectionHeaders;  // e_shnum of them
   uint32_t noteValue;                // note record of type 10; NOTE_VALUE_DEFAULT when the file has none
-  ElfStream* file;
-  char* sectionNames;      // as many bytes as the section has, and a terminator behind them
+  ByteSource* file;
+  char* sectionNames;      // as many bytes as the section has, and a terminator
   char* noteText;          // note record of type 11, terminated; null when the file has none
   uint32_t littleEndian;   // 1 when e_ident[EI_DATA] is ELFDATA2LSB; all other values mean big-endian
   uint32_t warnOutOfDate;  // 1 until the user asks for no more warnings of younger source files
@@ -66,10 +67,13 @@ struct ElfImage {
 
 constexpr uint32_t NOTE_VALUE_DEFAULT = 16;
 
-// Opens and reads `fileName`, as it stands or along the search path of absolute files. `fullPath` receives the full
-// path of the file that was found. Null when there is no such file or it is no readable ELF file; the reason goes to
-// standard output.
-ElfImage* ELF_Open(const char* fileName, char* fullPath, int fullPathSize);
+// Opens and reads `fileName`, as it is or along the search path of absolute files. `fullPath` receives the full path of
+// the file that was found. Null when there is no such file or it is no readable ELF file; the reason goes to standard
+// output and to `failure`.
+ElfImage* ELF_Open(const char* fileName, char* fullPath, int fullPathSize, Failure* failure);
+
+// The same for bytes that are there already.
+ElfImage* ELF_OpenSource(std::unique_ptr<ByteSource> file, Failure* failure);
 
 // Frees the image with all that it holds. Must not be null.
 void ELF_Close(ElfImage* image);

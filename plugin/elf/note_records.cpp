@@ -3,7 +3,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "elf/section_access.h"
+#include "elf/cursor.h"
+#include "elf/elf_image.h"
 
 namespace {
 
@@ -23,67 +24,66 @@ const ElfSectionHeader* FindNoteSection(const ElfImage* image) {
   return nullptr;
 }
 
-bool ReadNoteText(ElfImage* image, uint32_t size) {
+bool ReadNoteText(ElfImage* image, Cursor* cursor, uint32_t size) {
   if (size == 0) {
     return true;
   }
-  char* text = size <= ELF_BytesLeft(image) ? static_cast<char*>(std::calloc(size, 1)) : nullptr;
+  char* text = size <= cursor->BytesLeft() ? static_cast<char*>(std::calloc(size, 1)) : nullptr;
   if (text == nullptr) {
     return false;
   }
-  uint32_t countRead = 0;
-  ELF_ReadBlock(image, text, size, &countRead);
+  cursor->Read(text, size);
   text[size - 1] = 0;
   std::free(image->noteText);
   image->noteText = text;
   return true;
 }
 
-// Reads the record at the stream's position, whose name and descriptor lie in the section, and acts by its type.
-bool ReadNoteBody(ElfImage* image, uint32_t nameSize, uint32_t descriptorSize, uint32_t type, uint32_t* value) {
+// Reads the record at the position, whose name and descriptor are in the section, and acts by its type.
+bool ReadNoteBody(ElfImage* image, Cursor* cursor, uint32_t nameSize, uint32_t descriptorSize, uint32_t type,
+                  uint32_t* value) {
   char name[NAME_BUFFER_SIZE] = {};
-  uint32_t countRead = 0;
   bool accounted = false;
   if (nameSize < NAME_BUFFER_SIZE) {
-    ELF_ReadBlock(image, name, nameSize, &countRead);
+    cursor->Read(name, nameSize);
     accounted = std::strcmp(name, NOTE_NAME) == 0;
   } else {
-    ELF_Skip(image, static_cast<int32_t>(nameSize));
+    cursor->Skip(nameSize);
   }
   if (!accounted) {
-    ELF_Skip(image, static_cast<int32_t>(descriptorSize));
+    cursor->Skip(descriptorSize);
     return true;
   }
   switch (type) {
     case NOTE_TYPE_VALUE:
-      return descriptorSize == sizeof(*value) && ELF_Read32(image, value) != 0;
+      if (descriptorSize == sizeof(*value)) {
+        *value = cursor->U32();
+      }
+      return descriptorSize == sizeof(*value);
     case NOTE_TYPE_TEXT:
-      return ReadNoteText(image, descriptorSize);
+      return ReadNoteText(image, cursor, descriptorSize);
     default:
-      ELF_Skip(image, static_cast<int32_t>(descriptorSize));
+      cursor->Skip(descriptorSize);
       return true;
   }
 }
 
 // Walks the records of a section; false when one fails or does not fit what is left of the section.
-bool WalkNoteRecords(ElfImage* image, const ElfSectionHeader* section, uint32_t* value) {
-  ELF_SeekHeader(image, 0, section);
+bool WalkNoteRecords(ElfImage* image, Cursor* cursor, const ElfSectionHeader* section, uint32_t* value) {
+  cursor->Seek({".note", section->sh_offset, section->sh_size, true}, 0);
   uint32_t remaining = section->sh_size;
   while (remaining != 0) {
     if (remaining < NOTE_HEADER_SIZE) {
       return false;
     }
-    uint32_t nameSize = 0;
-    uint32_t descriptorSize = 0;
-    uint32_t type = 0;
-    ELF_Read32(image, &nameSize);
-    ELF_Read32(image, &descriptorSize);
-    ELF_Read32(image, &type);
+    const uint32_t nameSize = cursor->U32();
+    const uint32_t descriptorSize = cursor->U32();
+    const uint32_t type = cursor->U32();
     remaining -= NOTE_HEADER_SIZE;
     if (nameSize > remaining || descriptorSize > remaining - nameSize) {
       return false;
     }
-    if (!ReadNoteBody(image, nameSize, descriptorSize, type, value)) {
+    if (!ReadNoteBody(image, cursor, nameSize, descriptorSize, type, value)) {
       return false;
     }
     remaining -= nameSize + descriptorSize;
@@ -93,10 +93,11 @@ bool WalkNoteRecords(ElfImage* image, const ElfSectionHeader* section, uint32_t*
 
 }  // namespace
 
-void ReadNoteRecords(ElfImage* image) {
+bool ReadNoteRecords(ElfImage* image, Cursor* cursor) {
   const ElfSectionHeader* section = FindNoteSection(image);
   uint32_t value = NOTE_VALUE_DEFAULT;
-  if (section != nullptr && WalkNoteRecords(image, section, &value)) {
+  if (section != nullptr && WalkNoteRecords(image, cursor, section, &value)) {
     image->noteValue = value;
   }
+  return !cursor->failure();
 }

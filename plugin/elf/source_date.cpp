@@ -63,7 +63,7 @@ uint32_t SourceTime(const char* sourceName) {
 }  // namespace
 
 void CheckSourceDate(ElfImage* image, const char* sourceName) {
-  if (SourceTime(sourceName) <= image->fileTime) {
+  if (!image->file->HasModificationTime() || SourceTime(sourceName) <= image->fileTime) {
     return;
   }
   if (TE_WhichByKey("AUTOTEST", "OFF|ON", 0) == AUTOTEST_ON || image->warnOutOfDate == 0) {

@@ -1,18 +1,17 @@
 // The component's shell: opening, module list, processor, commands, closing.
 #include "loader/elf_loader.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
-#include "dwarf1/dwarf1_reader.h"
-#include "dwarf2/dwarf2_reader.h"
-#include "elf/section_access.h"
+#include "elf/sections.h"
+#include "loader/loader_failure.h"
+#include "loader/loader_state.h"
 #include "loader/processors.h"
-#include "loader/shared_types.h"
 #include "loader/unique_names.h"
-#include "records/debug_records.h"
-#include "records/empty_string.h"
+#include "records/desc_module.h"
 #include "tarnixcore/files.h"
 #include "tarnixcore/messages.h"
 #include "tarnixcore/text.h"
@@ -37,12 +36,21 @@ constexpr Disp_CmdTableH commandTable[] = {
     {nullptr, nullptr, nullptr, nullptr},
 };
 
-// A file that has both formats is read as DWARF 2. A section of size 0 counts as there.
+// A file that has both formats is read as DWARF 2. A section of size 0 counts as well.
 uint32_t DecideDebugFormat(const ElfImage* image) {
   if (ELF_FindSection(image, ".debug_info") != nullptr) {
     return DEBUG_FORMAT_DWARF2;
   }
   return ELF_FindSection(image, ".debug") != nullptr ? DEBUG_FORMAT_DWARF1 : DEBUG_FORMAT_NONE;
+}
+
+// The size of the type int in bytes. An image without a program header table names no machine.
+int32_t IntSizeOf(const ElfImage* image) {
+  uint32_t machine = 0;
+  uint32_t programHeaderCount = 0;
+  uint32_t entry = 0;
+  ELF_GetMachine(image, &machine, &programHeaderCount, &entry);
+  return FindProcessor(machine, NOTE_VALUE_DEFAULT).intSize;
 }
 
 char* CopyText(const char* text) {
@@ -56,15 +64,11 @@ char* CopyText(const char* text) {
 
 }  // namespace
 
-ElfLoader::ElfLoader(const char* name) : ObjFileLoader(name) {}
+ElfLoader::ElfLoader(const char* name) : ObjFileLoader(name), state_(std::make_unique<LoaderState>()) {}
 
 ElfLoader::~ElfLoader() {
-  DropLookupIndex();
-  if (image != nullptr) {
-    ELF_Close(image);
-  }
+  ElfLoader::Close();
   std::free(absFileName);
-  std::free(sharedTypes_);
 }
 
 int ElfLoader::Type() {
@@ -76,38 +80,84 @@ int ElfLoader::Execute(char* commandLine) {
 }
 
 int ElfLoader::Execute(int request, Argument* argument) {
-  if (request != REQUEST_SECTION_BY_NAME || image == nullptr) {
+  switch (request) {
+    case REQUEST_SECTION_BY_NAME:
+      return HandOutSection(argument);
+    case REQUEST_LAST_FAILURE:
+      return HandOutFailure(argument);
+    default:
+      return 0;
+  }
+}
+
+// Bytes that the file does not have leave the buffer as it was.
+int ElfLoader::HandOutSection(Argument* argument) {
+  if (image == nullptr) {
     return 0;
   }
-  argument->size = ELF_SectionSize(image, argument->name);
-  if (argument->size == 0 || argument->buffer == nullptr) {
-    return 1;
+  const ElfSectionHeader* section = ELF_FindSection(image, argument->name);
+  argument->size = section != nullptr ? section->sh_size : 0;
+  if (argument->size != 0 && argument->buffer != nullptr) {
+    image->file->ReadAt(section->sh_offset, argument->buffer, argument->size);
   }
-  if (ELF_SeekSection(image, 0, argument->name) == 0) {
+  return 1;
+}
+
+int ElfLoader::HandOutFailure(Argument* argument) {
+  const Failure& failure = state_->lastFailure;
+  const uint32_t room = argument->size;
+  argument->size = sizeof(LoaderFailure);
+  if (!failure) {
     return 0;
   }
-  uint32_t countRead = 0;
-  return ELF_ReadBlock(image, argument->buffer, argument->size, &countRead);
+  LoaderFailure reason = {};
+  TU_strncpy(reason.text, failure.Text(), sizeof(reason.text));
+  TU_strncpy(reason.unit, failure.Unit(), sizeof(reason.unit));
+  TU_strncpy(reason.section, failure.Section(), sizeof(reason.section));
+  static_assert(LOADER_FAILURE_NO_OFFSET == Failure::NO_OFFSET);
+  reason.offset = failure.Offset();
+  if (argument->buffer != nullptr) {
+    std::memcpy(argument->buffer, &reason, std::min<size_t>(room, sizeof(reason)));
+  }
+  return 1;
 }
 
 int ElfLoader::Open(const char* fileName) {
   Close();
   char fullPath[FE_NAME_SIZE] = {};
-  image = ELF_Open(fileName, fullPath, sizeof(fullPath));
+  image = ELF_Open(fileName, fullPath, sizeof(fullPath), &state_->failure);
   char directory[FE_NAME_SIZE] = {};
   char baseName[FE_NAME_SIZE] = {};
   char extension[FE_EXTENSION_SIZE] = {};
   FE_SplitFileName(fullPath, directory, baseName, extension);
   SetAbsFileDir(directory);
-  if (image == nullptr) {
-    return 0;
+  return TakeImage(fileName);
+}
+
+int ElfLoader::OpenMemory(const char* name, const void* bytes, size_t size) {
+  Close();
+  std::unique_ptr<ByteSource> source = ByteSource::FromMemory(bytes, size);
+  if (source != nullptr) {
+    image = ELF_OpenSource(std::move(source), &state_->failure);
+  } else {
+    state_->failure.NoteNoMemory();
   }
-  char* name = CopyText(fileName);
+  return TakeImage(name);
+}
+
+// The end of both ways to open a file. `image` is null when the file was refused.
+int ElfLoader::TakeImage(const char* fileName) {
+  state_->lastFailure.Clear();
+  char* name = image != nullptr ? CopyText(fileName) : nullptr;
   if (name == nullptr) {
+    state_->failure.NoteNoMemory();  // unless there is a reason already
+    Fail();
     Close();
     return 0;
   }
   debugFormat = DecideDebugFormat(image);
+  state_->dwarf1.Open(debugFormat == DEBUG_FORMAT_DWARF1 ? image : nullptr);
+  state_->dwarf2.Open(debugFormat == DEBUG_FORMAT_DWARF2 ? image : nullptr);
   std::free(absFileName);
   absFileName = name;
   return 1;
@@ -121,96 +171,80 @@ int ElfLoader::GetInfo(char* processorName, int size, unsigned long* entry) {
     return 0;
   }
   *entry = entryAddress;
-  uint32_t noteValue = 0;
-  ELF_NoteValue(image, &noteValue);
   if (processorName != nullptr) {
-    TU_strncpy(processorName, FindProcessor(machine, noteValue).name, size);
+    TU_strncpy(processorName, FindProcessor(machine, image->noteValue).name, size);
   }
   Target* target = GetTheTarget();
   if (target != nullptr) {
-    char* noteText = nullptr;
-    ELF_NoteText(image, &noteText);
-    target->TargetCapabilities(TARGET_NOTE_TEXT, noteText);
+    target->TargetCapabilities(TARGET_NOTE_TEXT, image->noteText);
   }
   return processorName != nullptr && processorName[0] != 0 ? 1 : 0;
 }
 
 int ElfLoader::ReadModules(mem_desc* tableHeap, DescModule** modules) {
-  if (sharedTypes_ == nullptr) {
-    sharedTypes_ = static_cast<SharedTypes*>(std::malloc(sizeof(SharedTypes)));
+  if (tableHeap == nullptr) {
+    state_->failure.NoteNoMemory();
+    return 0;
   }
-  if (image == nullptr || tableHeap == nullptr || sharedTypes_ == nullptr) {
+  if (image == nullptr) {
+    state_->failure.Note(nullptr, Failure::NO_OFFSET, "no file is open");
     return 0;
   }
   switch (debugFormat) {
-    case DEBUG_FORMAT_DWARF1: {
-      // An image without a program header table tells no machine, which stands for an unknown one.
-      uint32_t machine = 0;
-      uint32_t programHeaderCount = 0;
-      uint32_t entry = 0;
-      ELF_GetMachine(image, &machine, &programHeaderCount, &entry);
-      return ReadDwarf1Modules(image, tableHeap, modules, FindProcessor(machine, NOTE_VALUE_DEFAULT).intSize);
-    }
+    case DEBUG_FORMAT_DWARF1:
+      return state_->dwarf1.ReadModules(tableHeap, modules, IntSizeOf(image));
     case DEBUG_FORMAT_DWARF2:
-      return ReadDwarf2Modules(image, tableHeap, modules);
+      return state_->dwarf2.ReadModules(tableHeap, modules);
     default:
+      state_->failure.Note(nullptr, Failure::NO_OFFSET, "the file has no debug information");
       return 0;
   }
 }
 
 int ElfLoader::Build(SymbolTable* table) {
   errorReported = 0;
-  lookups_ = 0;
-  DropLookupIndex();
+  state_->names.Reset(nullptr);
+  state_->failure.Clear();
+  state_->lastFailure.Clear();
   mem_desc* tableHeap = HEAP_Create(0, 0, 0);
   SetHeap(table, tableHeap);
   DescModule* modules = nullptr;
   if (ReadModules(tableHeap, &modules) == 0) {
-    return FailBuild(modules);
+    ReleaseModuleHeaps(modules);  // the table keeps its new heap and no modules
+    return ReportError(debugFormat != DEBUG_FORMAT_NONE);
   }
-  sharedTypes_->Keep();
-  if (!SetObjectFile(modules) || !MakeUnique(modules)) {
-    return FailBuild(modules);
-  }
+  SetObjectFile(modules);
+  MakeUnique(modules, &state_->allowance);
   SetModules(table, modules);
+  state_->names.Reset(modules);
   return 1;
 }
 
-// Every module shows the file by the name that the host gave, not by its full path.
-bool ElfLoader::SetObjectFile(DescModule* modules) {
-  bool isWhole = true;
+// Every module has the file by the name that the host used, not by its full path. Without memory the name is empty.
+void ElfLoader::SetObjectFile(DescModule* modules) {
   const size_t size = std::strlen(absFileName) + 1;
   for (DescModule* module = modules; module != nullptr; module = module->next) {
     if (module->objectFile != nullptr && (module->objectFile[0] != 0 || module->heap == nullptr)) {
       continue;
     }
-    auto* name = module->heap != nullptr ? static_cast<char*>(HEAP_Get(module->heap, size)) : nullptr;
-    if (name != nullptr) {
-      std::memcpy(name, absFileName, size);
-    }
-    module->objectFile = name != nullptr ? name : EmptyString();
-    isWhole = isWhole && name != nullptr;
+    void* copy = module->heap != nullptr ? HEAP_Get(module->heap, size) : nullptr;
+    module->objectFile = copy != nullptr ? static_cast<char*>(std::memcpy(copy, absFileName, size)) : EmptyString();
   }
-  return isWhole;
 }
 
-// The module heaps go; the table keeps its new heap and no modules.
-int ElfLoader::FailBuild(DescModule* modules) {
-  for (DescModule* module = modules; module != nullptr; module = module->next) {
-    if (module->heap != nullptr) {
-      module->heap = HEAP_Release(module->heap);
-    }
-  }
-  errorReported = 1;
-  DB_Message(debugFormat == DEBUG_FORMAT_NONE ? NO_DEBUG_INFORMATION : ERROR_IN_OBJECT_FILE);
+// Keeps the reason of the operation for a host that asks for it.
+int ElfLoader::Fail() {
+  state_->lastFailure = state_->failure;
   return 0;
 }
 
-void ElfLoader::ReportError() {
+// Fails, and warns the user once for each build.
+int ElfLoader::ReportError(bool hasDebugInformation) {
   if (errorReported == 0) {
     errorReported = 1;
-    DB_Message(ERROR_IN_OBJECT_FILE);
+    DB_Message(hasDebugInformation ? ERROR_IN_OBJECT_FILE : NO_DEBUG_INFORMATION);
   }
+  return Fail();
 }
 
 int ElfLoader::Suspend() {
@@ -218,6 +252,9 @@ int ElfLoader::Suspend() {
 }
 
 int ElfLoader::Close() {
+  state_->failure.Clear();
+  state_->dwarf1.Open(nullptr);
+  state_->dwarf2.Open(nullptr);
   if (image != nullptr) {
     ELF_Close(image);
     image = nullptr;

@@ -6,18 +6,19 @@
 //   ItemInfo item(table.Modules());
 //   loader->Extend(&table, &item, SYM_LOAD_ALL);
 //
-// Operations return 1 for success and 0 for failure, and throw nothing. All run on the host's one thread; the readers
-// keep their working state once per process, so two loaders must not scan or fill at the same moment. They may be used
-// in turns.
+// Operations return 1 for success and 0 for failure, and throw nothing. The operations of one loader must not overlap;
+// several loaders may work at the same time, each in a thread of its own.
 #pragma once
+
+#include <cstddef>
+#include <memory>
 
 #include "tarnixcore/obj_file_loader.h"
 
 struct DescModule;
-class LookupIndex;
 struct ElfImage;
 struct L_list;
-struct SharedTypes;
+struct LoaderState;
 
 enum DebugFormat : uint32_t { DEBUG_FORMAT_NONE = 0, DEBUG_FORMAT_DWARF1 = 1, DEBUG_FORMAT_DWARF2 = 2 };
 
@@ -28,7 +29,7 @@ constexpr int REQUEST_SECTION_BY_NAME = 1001;
 
 class TARNIX_EXPORT ElfLoader : public ObjFileLoader {
  public:
-  explicit ElfLoader(const char* name);
+  explicit ElfLoader(const char* name);  // throws std::bad_alloc
   ElfLoader(const ElfLoader&) = delete;
   ElfLoader& operator=(const ElfLoader&) = delete;
   ~ElfLoader() override;
@@ -36,23 +37,27 @@ class TARNIX_EXPORT ElfLoader : public ObjFileLoader {
   int Type() override;
 
   // Request 1001 hands out a section by name: `size` is set, 0 for a missing section, and `buffer` filled unless it is
-  // null. 0 for any other request and with no open image.
+  // null; 0 with no open image. Request 1002 hands out the last failure (loader/loader_failure.h). 0 for any other.
   int Execute(int request, Argument* argument) override;
 
   // Runs a line of the command table; its one command is VER.
   int Execute(char* commandLine) override;
 
-  // Closes what is open, opens `fileName` and decides the debug format by the sections that the file has.
+  // Closes what is open, opens `fileName` and decides the debug format by the sections of the file.
   int Open(const char* fileName) override;
 
-  // The name of the processor and the entry address. 0, with the entry delivered, for a processor that the loader does
-  // not know; 0, with both left alone, for an image without a program header table.
+  // The same for a file that is in memory already. The bytes must stay as they are until Close or the next Open.
+  // `name` serves as the name of the file; no directory is recorded, and no source file is compared with it.
+  int OpenMemory(const char* name, const void* bytes, size_t size);
+
+  // The name of the processor and the entry address. 0, with the entry set, for a processor that the loader does not
+  // know; 0, with both left alone, for an image without a program header table.
   int GetInfo(char* processorName, int size, unsigned long* entry) override;
 
   // Checks, writes and verifies the program segments and sets the start address. `flags` is a set of LoadCodeFlag.
   int LoadCode(Target* target, unsigned char reserved, unsigned long flags) override;
 
-  // Gives a new heap and the list of modules to `table`. The modules are not filled.
+  // Hands a new heap and the list of modules to `table`. The modules are not filled.
   int Build(SymbolTable* table) override;
 
   int Suspend() override;
@@ -71,27 +76,24 @@ class TARNIX_EXPORT ElfLoader : public ObjFileLoader {
   // Read by the host, written by the loader only.
   uint32_t debugFormat = DEBUG_FORMAT_NONE;  // set by Open
   uint32_t errorReported = 0;                // 1 once this build's warning was shown
-  char* absFileName = nullptr;               // as the host gave it to the last successful Open
+  char* absFileName = nullptr;               // as the host named it in the last successful Open
   ElfImage* image = nullptr;                 // null when no file is open
 
  private:
+  friend struct LoaderTestAccess;
+
+  int TakeImage(const char* fileName);
+  int HandOutSection(Argument* argument);
+  int HandOutFailure(Argument* argument);
   int ReadModules(mem_desc* tableHeap, DescModule** modules);
-  bool SetObjectFile(DescModule* modules);
-  int FailBuild(DescModule* modules);
-  void ReportError();
+  void SetObjectFile(DescModule* modules);
   int FillModule(DescModule* module, L_list* ranges);
-  int LoadSegment(Target* target, uint32_t index, unsigned long* done, unsigned long flags);
-  int CheckSegment(Target* target, uint32_t index, unsigned long* total);
+  void SettleModule(DescModule* module, L_list* ranges);
+  int Fail();
+  int ReportError(bool hasDebugInformation);
 
   template <typename Question>
   DescModule* FindModule(DescModule* first, const Question& question);
-  template <typename Question>
-  DescModule* WalkModules(DescModule* first, const Question& question);
-  template <typename Question>
-  DescModule* SearchIndex(uint32_t from, DescModule* first, const Question& question);
-  void DropLookupIndex();
 
-  LookupIndex* lookupIndex_ = nullptr;  // of the modules of this build, made when look-ups repeat
-  uint32_t lookups_ = 0;                // since the build
-  SharedTypes* sharedTypes_ = nullptr;  // of this build
+  std::unique_ptr<LoaderState> state_;
 };

@@ -11,5 +11,9 @@ extern "C" unsigned long GetCompVersions(uint32_t* componentVersion) {
 }
 
 extern "C" Component* GetComponent() {
-  return new (std::nothrow) ElfLoader("ElfLoader");
+  try {
+    return new ElfLoader("ElfLoader");
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
 }

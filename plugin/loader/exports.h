@@ -9,7 +9,7 @@
 #include "tarnixcore/component.h"
 
 extern "C" {
-// Stores the component's version, and gives the version of the interface that it was built for.
+// Stores the component's version, and returns the version of the interface that it was built for.
 TARNIX_EXPORT unsigned long GetCompVersions(uint32_t* componentVersion);
 
 // A new component, which the caller owns and ends through its destructor; null when there is no memory.

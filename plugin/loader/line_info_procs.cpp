@@ -1,150 +1,148 @@
 #include "loader/line_info_procs.h"
 
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
+#include <algorithm>
+#include <charconv>
+#include <new>
+#include <vector>
 
-#include "loader/span_tree.h"
+#include "loader/span_index.h"
 #include "records/debug_records.h"
 #include "records/desc_proc.h"
 
 namespace {
 
 constexpr uint32_t LAST_ADDRESS = 0xFFFFFFFF;
+constexpr char NAME_START[] = "Line Info from 0x";
+constexpr char NAME_MIDDLE[] = " to 0x";
+constexpr size_t HEX_DIGITS = 8;
+constexpr uint32_t STEP_CHARGE = 24;   // bytes
+constexpr uint32_t SPAN_CHARGE = 256;  // bytes: what the index takes for a record, beside the record itself
 
-// Covers ranges of one module, as a walk of its procedures does that takes from [low, high), procedure by procedure,
-// what each covers. Where a procedure lies wholly inside, the part in front of it is covered first, by a walk of its
-// own.
+// Covers ranges of one module. A walk over the procedures, in list order, takes from a range what each of them covers.
+// Where a procedure lies inside the range, what is before it is covered first, by a walk of its own; so the new records
+// of a range ascend, and end the list.
 class LineInfoCover {
  public:
-  LineInfoCover(DescModule* module, WorkAllowance* work) : module_(module), work_(work) {}
-  LineInfoCover(const LineInfoCover&) = delete;
-  LineInfoCover& operator=(const LineInfoCover&) = delete;
-  ~LineInfoCover() { std::free(walks_); }
+  LineInfoCover(DescModule* module, Allowance* allowance)
+      : module_(module), allowance_(allowance), heap_(&unreported_, allowance) {
+    heap_.Use(module->heap);
+  }
 
+  // Both throw std::bad_alloc.
   void TakeProcs();
   void Cover(uint32_t low, uint32_t high);
 
-  // Whether memory and allowance were there for all; without them the rest stays uncovered.
-  bool IsWhole() const { return isWhole_; }
-
  private:
-  // A walk that stands in front of procedure `next`, with what is left of its range.
+  // What is left of a range. Procedures before `again` do not touch it, so a walk over a part of it begins there: at
+  // `next`, unless a procedure that touches it took nothing.
   struct Walk {
     uint32_t low;
     uint32_t high;
-    uint32_t next;
+    uint32_t again;
+    uint32_t next;  // the procedure that the walk goes on with
   };
 
-  void Begin(uint32_t low, uint32_t high);
-  void Step(const DescProc* proc);
+  void Meet(uint32_t number);
   void AddProc(uint32_t low, uint32_t high);
-
-  static constexpr uint32_t STEP_COST = 8;
-  static constexpr uint32_t PROC_COST = 256;
+  char* NewName(uint32_t low, uint32_t high);
 
   DescModule* module_;
-  WorkAllowance* work_;
-  DescProc* last_ = nullptr;
-  SpanTree procs_;
-  Walk* walks_ = nullptr;  // the innermost last
-  uint32_t walkCount_ = 0;
-  uint32_t walkCapacity_ = 0;
-  bool isWhole_ = true;
+  Allowance* allowance_;
+  Failure unreported_;  // without memory the operation goes on
+  RecordHeap heap_;
+  DescProc* last_ = nullptr;  // of the module's list
+  SpanIndex procs_;
+  std::vector<Walk> walks_;  // the innermost last
 };
 
 void LineInfoCover::TakeProcs() {
   for (DescProc* proc = module_->procs; proc != nullptr; proc = proc->next) {
     last_ = proc;
-    isWhole_ = isWhole_ && procs_.Append(proc->lowPc, proc->highPc, proc);
-  }
-}
-
-void LineInfoCover::Begin(uint32_t low, uint32_t high) {
-  if (walkCount_ == walkCapacity_) {
-    const uint32_t capacity = walkCapacity_ == 0 ? 16 : 2 * walkCapacity_;
-    auto* walks = static_cast<Walk*>(std::realloc(walks_, capacity * sizeof(Walk)));
-    if (walks == nullptr) {
-      isWhole_ = false;
-      return;
+    if (proc->lowPc < proc->highPc) {
+      procs_.Append(proc->lowPc, proc->highPc);
     }
-    walks_ = walks;
-    walkCapacity_ = capacity;
   }
-  walks_[walkCount_++] = {low, high, 0};
 }
 
-// What a procedure that touches the innermost walk's range takes from it. A procedure that begins inside the range and
+// What a procedure that touches the range of the innermost walk takes from it. One that begins inside the range and
 // ends exactly with it takes nothing.
-void LineInfoCover::Step(const DescProc* proc) {
-  Walk& walk = walks_[walkCount_ - 1];
-  if (proc->lowPc <= walk.low) {
-    if (walk.high <= proc->highPc) {
-      --walkCount_;
-      return;
+void LineInfoCover::Meet(uint32_t number) {
+  const SpanIndex::Span proc = procs_.At(number);
+  Walk& walk = walks_.back();
+  const bool isFirst = walk.again == walk.next;
+  walk.next = number + 1;
+  walk.again = isFirst ? walk.next : walk.again;
+  if (proc.low <= walk.low) {
+    if (walk.high <= proc.high) {
+      walks_.pop_back();
+    } else {
+      walk.low = proc.high;
     }
-    walk.low = proc->highPc;
-  } else if (walk.high < proc->highPc) {
-    walk.high = proc->lowPc;
-  } else if (proc->highPc < walk.high) {
-    const uint32_t low = walk.low;
-    walk.low = proc->highPc;
-    Begin(low, proc->lowPc);
+  } else if (walk.high < proc.high) {
+    walk.high = proc.low;
+  } else if (proc.high < walk.high) {
+    const Walk inner = {walk.low, proc.low, walk.again, walk.again};
+    walk.low = proc.high;
+    walks_.push_back(inner);
+  } else if (isFirst) {
+    walk.again = number;
   }
 }
 
 void LineInfoCover::Cover(uint32_t low, uint32_t high) {
-  if (low >= high || !isWhole_) {
-    return;
+  if (low < high) {
+    walks_.push_back({low, high, 0, 0});
   }
-  Begin(low, high);
-  while (walkCount_ != 0 && work_->IsLeft()) {
-    work_->Spend(STEP_COST);
-    Walk& walk = walks_[walkCount_ - 1];
-    const uint32_t number = procs_.NextTouching(walk.next, walk.low, walk.high);
-    if (number != SpanTree::NONE) {
-      walk.next = number + 1;
-      Step(static_cast<const DescProc*>(procs_.Record(number)));
+  while (!walks_.empty() && allowance_->Consume(STEP_CHARGE)) {
+    Walk& walk = walks_.back();
+    const uint32_t number = procs_.FirstTouching(walk.next, walk.low, walk.high);
+    if (number != SpanIndex::NONE) {
+      Meet(number);
     } else {
-      --walkCount_;
-      AddProc(walk.low, walk.high);
+      const Walk rest = walk;
+      walks_.pop_back();
+      AddProc(rest.low, rest.high);
     }
   }
-  isWhole_ = isWhole_ && walkCount_ == 0;
+}
+
+// "Line Info from 0x%lx to 0x%lx". There are thousands in a file, so no format is read for each.
+char* LineInfoCover::NewName(uint32_t low, uint32_t high) {
+  char text[sizeof(NAME_START) + sizeof(NAME_MIDDLE) + 2 * HEX_DIGITS];
+  char* end = std::copy_n(NAME_START, sizeof(NAME_START) - 1, text);
+  end = std::to_chars(end, end + HEX_DIGITS, low, 16).ptr;
+  end = std::copy_n(NAME_MIDDLE, sizeof(NAME_MIDDLE) - 1, end);
+  end = std::to_chars(end, end + HEX_DIGITS, high, 16).ptr;
+  return heap_.CopyText(text, static_cast<size_t>(end - text));
 }
 
 void LineInfoCover::AddProc(uint32_t low, uint32_t high) {
-  DescProc* proc = NewDescProc(module_);
+  DescProc* proc = allowance_->TakeMemory(SPAN_CHARGE) ? NewDescProc(&heap_, nullptr) : nullptr;
   if (proc == nullptr) {
-    isWhole_ = false;
     return;
   }
-  work_->Spend(PROC_COST);
   proc->lowPc = low;
   proc->highPc = high;
-  char text[64];
-  std::snprintf(text, sizeof(text), "Line Info from 0x%lx to 0x%lx", static_cast<unsigned long>(low),
-                static_cast<unsigned long>(high));
-  const size_t size = std::strlen(text) + 1;
-  auto* name = static_cast<char*>(HEAP_Get(module_->heap, size));
-  if (name != nullptr) {
-    std::memcpy(name, text, size);
-    proc->name = name;
-  }
-  isWhole_ = isWhole_ && name != nullptr;
+  proc->name = NewName(low, high);
   (last_ == nullptr ? module_->procs : last_->next) = proc;
   last_ = proc;
-  isWhole_ = isWhole_ && procs_.Append(proc->lowPc, proc->highPc, proc);
+  procs_.Append(low, high);
 }
 
 }  // namespace
 
-bool AddLineInfoProcs(DescModule* module, L_list* ranges, WorkAllowance* work) {
-  LineInfoCover cover(module, work);
-  cover.TakeProcs();
-  for (void* data = L_First(ranges); data != nullptr; data = L_Next(ranges)) {
-    const auto* range = static_cast<const DescLineRange*>(data);
-    cover.Cover(range->low, range->high == LAST_ADDRESS ? range->high : range->high + 1);
+void AddLineInfoProcs(DescModule* module, L_list* ranges, Allowance* allowance) {
+  if (L_First(ranges) == nullptr) {
+    return;
   }
-  return cover.IsWhole();
+  try {
+    LineInfoCover cover(module, allowance);
+    cover.TakeProcs();
+    for (void* data = L_First(ranges); data != nullptr; data = L_Next(ranges)) {
+      const auto* range = static_cast<const DescLineRange*>(data);
+      cover.Cover(range->low, range->high == LAST_ADDRESS ? range->high : range->high + 1);
+    }
+  } catch (const std::bad_alloc&) {
+    // The rest stays uncovered.
+  }
 }

@@ -2,11 +2,15 @@
 // an address with rows always finds one.
 #pragma once
 
-#include "elf/work_allowance.h"
+#include "records/allowance.h"
 #include "tarnixcore/list.h"
 
 struct DescModule;
 
-// Covers, for each DescLineRange of `ranges`, what no procedure of the module covers. A step costs a walk over
-// procedures. False when the allowance is used up or memory ran out, with the rest uncovered.
-bool AddLineInfoProcs(DescModule* module, L_list* ranges, WorkAllowance* work);
+// Covers, for each DescLineRange of `ranges` in turn, what no procedure of the module covers. Without memory the rest
+// stays uncovered.
+//
+// Each time that a procedure meets a range, or the rest of one, is charged to the allowance; nothing is added once it
+// is used up. Where ranges and procedures are disjoint among themselves, each procedure meets a range twice at the
+// most.
+void AddLineInfoProcs(DescModule* module, L_list* ranges, Allowance* allowance);

@@ -1,177 +1,109 @@
 // The finders: which module holds a name or an address, filling as few modules as the indexes allow.
-#include <algorithm>
+//
+// Both walk the list of modules. One whose unit gave its range, or that the file's indexes cover, is decided without a
+// fill; any other is filled, and its records are searched.
 #include <cstring>
-#include <new>
 
+#include "dwarf/static_address.h"
+#include "elf/sections.h"
 #include "loader/elf_loader.h"
-#include "loader/lookup_index.h"
+#include "loader/loader_state.h"
 #include "records/debug_records.h"
 
 namespace {
 
-// Look-ups that are answered by walking the list, before an index is made: one question is answered sooner without.
-constexpr uint32_t WALKED_LOOKUPS = 3;
-
-bool IsIndexed(const DescGlobalName* names, const char* name) {
-  for (; names != nullptr; names = names->next) {
-    if (std::strcmp(names->name, name) == 0) {
-      return true;
-    }
-  }
-  return false;
+bool LooksAtCode(FindKind kind) {
+  return kind == FIND_ALL || kind == FIND_CODE;
+}
+bool LooksAtData(FindKind kind) {
+  return kind == FIND_ALL || kind == FIND_DATA;
 }
 
-template <typename Record>
-bool IsNamed(const Record* records, const char* name) {
+template <typename Record, typename Matches>
+bool HasAny(const Record* records, Matches matches) {
   for (; records != nullptr; records = records->next) {
-    if (std::strcmp(records->name, name) == 0) {
+    if (matches(*records)) {
       return true;
     }
   }
   return false;
 }
 
-bool IsInRanges(const DescAddrRange* ranges, uint32_t address) {
-  for (; ranges != nullptr; ranges = ranges->next) {
-    if (ranges->low <= address && address <= ranges->high) {
-      return true;
-    }
-  }
-  return false;
-}
-
-bool IsInProcs(const DescProc* procs, uint32_t address) {
-  for (; procs != nullptr; procs = procs->next) {
-    if (procs->lowPc <= address && address < procs->highPc) {
-      return true;
-    }
-  }
-  return false;
-}
-
-bool IsInVars(const ElfImage* image, const DescVar* vars, uint32_t address) {
-  for (; vars != nullptr; vars = vars->next) {
-    FixedPlace place = {0, 0};
-    if (FixedPlaceOf(image, vars, &place) && place.start <= address && address - place.start < place.size) {
-      return true;
-    }
-  }
-  return false;
-}
-
-// What is looked for, and how a module tells whether it holds it.
+// What is looked for: which modules need no fill to answer, and the answer before and after the fill.
 struct NameQuestion {
+  NameIndex::Name indexed;
   const char* name;
   FindKind kind;
 
-  Decider DeciderOf(const DescModule* module) const { return NameDecider(module); }
-  bool ByIndex(const DescModule* module) const { return IsIndexed(module->ext->globalNames, name); }
-  bool ByRecords(const DescModule* module, const ElfImage* /*image*/) const {
-    return (LooksAtCode(kind) && IsNamed(module->procs, name)) || (LooksAtData(kind) && IsNamed(module->vars, name));
+  bool IsIndexed(const DescModule* module) const { return module->ext->globalNames != nullptr; }
+  bool IndexHolds(const DescModule* module) const { return indexed.IsIn(module); }
+  bool RecordsHold(const DescModule* module) const {
+    const auto isNamed = [this](const auto& record) { return std::strcmp(record.name, name) == 0; };
+    return (LooksAtCode(kind) && HasAny(module->procs, isNamed)) ||
+           (LooksAtData(kind) && HasAny(module->vars, isNamed));
   }
-  bool IsIndexable() const { return true; }
-  uint32_t FindIn(const LookupIndex& index, uint32_t from) const { return index.FindName(name, from, kind); }
 };
 
 struct AddressQuestion {
   uint32_t address;
   FindKind kind;
+  bool littleEndian;
 
-  Decider DeciderOf(const DescModule* module) const { return AddressDecider(module, kind); }
-  bool ByIndex(const DescModule* module) const {
-    return DeciderOf(module) == Decider::ownRange ? module->lowPc <= address && address < module->highPc
-                                                  : IsInRanges(module->ext->addrRanges, address);
+  bool HasOwnRange(const DescModule* module) const { return module->hasRange != 0 && LooksAtCode(kind); }
+  bool IsIndexed(const DescModule* module) const { return HasOwnRange(module) || module->ext->addrRanges != nullptr; }
+  bool IndexHolds(const DescModule* module) const {
+    if (HasOwnRange(module)) {
+      return module->lowPc <= address && address < module->highPc;
+    }
+    return HasAny(module->ext->addrRanges,
+                  [this](const DescAddrRange& range) { return range.low <= address && address <= range.high; });
   }
-  bool ByRecords(const DescModule* module, const ElfImage* image) const {
-    return (LooksAtCode(kind) && IsInProcs(module->procs, address)) ||
-           (LooksAtData(kind) && IsInVars(image, module->vars, address));
+  bool RecordsHold(const DescModule* module) const {
+    const auto hasCode = [this](const DescProc& proc) { return proc.lowPc <= address && address < proc.highPc; };
+    const auto hasData = [this](const DescVar& variable) { return Holds(variable); };
+    return (LooksAtCode(kind) && HasAny(module->procs, hasCode)) ||
+           (LooksAtData(kind) && HasAny(module->vars, hasData));
   }
-  bool IsIndexable() const { return LookupIndex::Knows(address); }
-  uint32_t FindIn(const LookupIndex& index, uint32_t from) const { return index.FindAddress(address, from, kind); }
+
+  // A variable that is not at a fixed address, or has no size, is nowhere.
+  bool Holds(const DescVar& variable) const {
+    uint32_t start = 0;
+    return variable.byteSize > 0 && StaticAddressOf(variable.location, littleEndian, &start) && start <= address &&
+           address - start < static_cast<uint32_t>(variable.byteSize);
+  }
 };
 
 }  // namespace
 
-// A module with an index or a range is decided without a fill; one without is filled, and its records searched.
 template <typename Question>
-DescModule* ElfLoader::WalkModules(DescModule* first, const Question& question) {
+DescModule* ElfLoader::FindModule(DescModule* first, const Question& question) {
   for (DescModule* module = first; module != nullptr; module = module->next) {
-    const bool byRecords = question.DeciderOf(module) == Decider::records;
-    if (!byRecords && !question.ByIndex(module)) {
+    const bool isIndexed = question.IsIndexed(module);
+    if (isIndexed && !question.IndexHolds(module)) {
       continue;
     }
     Extend(module, SYM_LOAD_ALL);
-    if (!byRecords || question.ByRecords(module, image)) {
+    if (isIndexed || question.RecordsHold(module)) {
       return module;
     }
   }
   return nullptr;
 }
 
-// The walk's answer by the index: modules in front of the best indexed one that the walk would fill are filled, in
-// order, and entered. Without memory the index goes, and the walk answers.
-template <typename Question>
-DescModule* ElfLoader::SearchIndex(uint32_t from, DescModule* first, const Question& question) {
-  uint32_t best = question.FindIn(*lookupIndex_, from);
-  for (uint32_t place = from; place < std::min(best, lookupIndex_->Count()); ++place) {
-    DescModule* module = lookupIndex_->At(place);
-    if (lookupIndex_->HasRecords(place) || question.DeciderOf(module) != Decider::records) {
-      continue;
-    }
-    Extend(module, SYM_LOAD_ALL);
-    if (!lookupIndex_->EnterRecords(place, image)) {
-      DropLookupIndex();
-      return WalkModules(first, question);
-    }
-    best = question.ByRecords(module, image) ? place : best;
-  }
-  if (best == LookupIndex::NONE) {
-    return nullptr;
-  }
-  Extend(lookupIndex_->At(best), SYM_LOAD_ALL);
-  return lookupIndex_->At(best);
-}
-
-template <typename Question>
-DescModule* ElfLoader::FindModule(DescModule* first, const Question& question) {
-  if (first == nullptr || image == nullptr) {
-    return nullptr;
-  }
-  if (++lookups_ <= WALKED_LOOKUPS || !question.IsIndexable()) {
-    return WalkModules(first, question);
-  }
-  if (lookupIndex_ != nullptr && lookupIndex_->PlaceOf(first) == LookupIndex::NONE) {
-    DropLookupIndex();
-  }
-  if (lookupIndex_ == nullptr) {
-    lookupIndex_ = new (std::nothrow) LookupIndex;
-    if (lookupIndex_ == nullptr || !lookupIndex_->Take(first)) {
-      DropLookupIndex();
-      return WalkModules(first, question);
-    }
-  }
-  return SearchIndex(lookupIndex_->PlaceOf(first), first, question);
-}
-
-void ElfLoader::DropLookupIndex() {
-  delete lookupIndex_;
-  lookupIndex_ = nullptr;
-}
-
 int ElfLoader::FindModuleFromName(DescModule* first, const char* name, DescModule** found, FindKind kind) {
-  DescModule* module = FindModule(first, NameQuestion{name, kind});
-  if (module == nullptr) {
+  if (first == nullptr || image == nullptr) {
     return 0;
   }
-  *found = module;
-  return 1;
+  DescModule* module = FindModule(first, NameQuestion{state_->names.LookUp(name, first), name, kind});
+  *found = module != nullptr ? module : *found;
+  return module != nullptr ? 1 : 0;
 }
 
 int ElfLoader::FindModuleFromAdr(DescModule* first, Address address, DescModule** found, FindKind kind) {
-  DescModule* module = FindModule(first, AddressQuestion{address.offset, kind});
-  if (module == nullptr) {
+  if (first == nullptr || image == nullptr) {
     return 0;
   }
-  *found = module;
-  return 1;
+  DescModule* module = FindModule(first, AddressQuestion{address.offset, kind, ELF_IsLittleEndian(image)});
+  *found = module != nullptr ? module : *found;
+  return module != nullptr ? 1 : 0;
 }

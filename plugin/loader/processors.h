@@ -8,5 +8,5 @@ struct Processor {
   int32_t intSize;   // size of the type int in bytes
 };
 
-// `noteValue` tells variants of one processor apart.
+// `noteValue` decides between variants of one processor.
 Processor FindProcessor(uint32_t machine, uint32_t noteValue);

@@ -11,6 +11,7 @@ constexpr uint32_t MAX_TYPE_STEPS = 1000;
 class SizeWalk {
  public:
   int32_t SizeOf(const DescType* type);
+  uint32_t StepsTaken() const { return MAX_TYPE_STEPS - steps_; }
 
  private:
   bool Step() { return steps_ != 0 && --steps_ != 0; }
@@ -20,7 +21,7 @@ class SizeWalk {
   uint32_t steps_ = MAX_TYPE_STEPS;
 };
 
-// The type behind typedefs and qualifiers, null when the chain ends.
+// The type after typedefs and qualifiers, null when the chain ends.
 const DescType* SizeWalk::Unqualified(const DescType* type) {
   while (type != nullptr && (type->kind == KIND_TYPEDEF || type->kind == KIND_CONST || type->kind == KIND_VOLATILE)) {
     type = Step() ? type->target.type : nullptr;
@@ -52,24 +53,28 @@ int32_t SizeWalk::SizeOf(const DescType* type) {
 
 }  // namespace
 
-int32_t TypeSize(const DescType* type) {
-  return SizeWalk().SizeOf(type);
+int32_t TypeSize(const DescType* type, Allowance* allowance) {
+  SizeWalk walk;
+  const int32_t size = allowance->IsLeft() ? walk.SizeOf(type) : 0;
+  allowance->Consume(walk.StepsTaken());
+  return size;
 }
 
-void SettleArray(DescType* type) {
-  // Innermost first: the nested arrays on the way in, then their sizes on the way out. Around an array that stays
-  // without a size there is none either.
+void SettleArray(DescType* type, Allowance* allowance) {
+  // Innermost first: the nested arrays on the way in, then their sizes on the way out. An array around one that stays
+  // without a size stays without one too.
   DescType* nested[MAX_TYPE_STEPS];
   uint32_t depth = 0;
   while (type != nullptr && type->kind == KIND_ARRAY && depth < MAX_TYPE_STEPS) {
     nested[depth++] = type;
     type = type->element.type;
   }
+  allowance->Consume(depth);
   bool isSizeless = false;
   while (depth != 0) {
     DescType* array = nested[--depth];
     if (array->byteSize == 0 && !isSizeless) {
-      array->byteSize = TypeSize(array);
+      array->byteSize = TypeSize(array, allowance);
     }
     isSizeless = array->byteSize == 0;
   }

@@ -9,7 +9,7 @@ namespace {
 
 constexpr size_t PREFIX_ROOM = 22;
 
-// 1 when the name of a sorts before or equals the name of b.
+// 1 when the name of `a` sorts before the name of `b` or equals it.
 int SortsBefore(const void* a, const void* b) {
   const auto* first = static_cast<const DescModule*>(a);
   const auto* second = static_cast<const DescModule*>(b);
@@ -19,24 +19,24 @@ int SortsBefore(const void* a, const void* b) {
   return std::strcmp(first->name, second->name) <= 0 ? 1 : 0;
 }
 
-bool NumberName(DescModule* module, int number) {
+void NumberName(DescModule* module, int number, Allowance* allowance) {
   const size_t size = std::strlen(module->name) + PREFIX_ROOM;
-  auto* name = module->heap != nullptr ? static_cast<char*>(HEAP_Get(module->heap, size)) : nullptr;
-  if (name == nullptr) {
-    return false;
+  if (module->heap == nullptr || !allowance->TakeMemory(size)) {
+    return;
   }
-  std::snprintf(name, size, "%d:%s", number, module->name);
-  module->name = name;
-  return true;
+  auto* name = static_cast<char*>(HEAP_Get(module->heap, size));
+  if (name != nullptr) {
+    std::snprintf(name, size, "%d:%s", number, module->name);
+    module->name = name;
+  }
 }
 
 }  // namespace
 
-bool MakeUnique(DescModule* modules) {
+void MakeUnique(DescModule* modules, Allowance* allowance) {
   L_list* list = L_Create(nullptr);
-  bool isWhole = list != nullptr;
   for (DescModule* module = modules; module != nullptr; module = module->next) {
-    isWhole = isWhole && L_InsertData(list, L_SORTED, SortsBefore, module) != 0;
+    L_InsertData(list, L_SORTED, SortsBefore, module);  // without memory the module keeps its name
   }
   int number = 0;
   auto* module = static_cast<DescModule*>(L_First(list));
@@ -44,7 +44,7 @@ bool MakeUnique(DescModule* modules) {
     auto* following = static_cast<DescModule*>(L_Next(list));
     const bool again = following != nullptr && std::strcmp(module->name, following->name) == 0;
     if (again || number != 0) {
-      isWhole = NumberName(module, ++number) && isWhole;
+      NumberName(module, ++number, allowance);
     }
     if (!again) {
       number = 0;
@@ -52,5 +52,4 @@ bool MakeUnique(DescModule* modules) {
     module = following;
   }
   L_FreeList(&list, L_Nop);
-  return isWhole;
 }

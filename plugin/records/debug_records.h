@@ -1,16 +1,15 @@
 // The debug records: what the loader hands to its host.
 //
 // This header is a memory contract. The host is given the head of the DescModule list and reads the records directly,
-// so fields keep their order and, where pointers have 4 bytes, each takes one machine word. Both readers, DWARF 1 and
-// DWARF 2, fill the same records.
+// so the structures are plain C and fields keep their order: a pointer or a 32-bit value takes its natural place, and a
+// uint8_t one byte next to its neighbour. Both readers, DWARF 1 and DWARF 2, fill the same records.
 //
 // Rules that hold for all of them:
 //   - Lists are singly linked through `next`, which stands first (second in DescCodeMark), and end in null.
 //   - A string is never null once the reader is done with the record; without text it is the shared empty string.
 //   - Target addresses, sizes and offsets have 32 bits.
-//   - No record is freed alone. Contents of a module live in its heap; DescModule, DescModuleExt, shared types and
-//   frame
-//     records live in the table heap, which Build gave to SymbolTable::Reset.
+//   - No record is freed alone. Contents of a module live in its heap; DescModule, DescModuleExt, shared types, frame
+//     records and the texts of .debug_str live in the table heap, which Build gave to SymbolTable::Reset.
 #pragma once
 
 #include <cstddef>
@@ -19,7 +18,7 @@
 #include "tarnixcore/heap.h"
 #include "tarnixcore/list.h"
 
-struct AbbrevTable;
+class AbbrevTable;
 struct DescAddrRange;
 struct DescCodeMark;
 struct DescDimension;
@@ -66,10 +65,10 @@ struct DescModule {
 
 // What a fill needs to find its unit again, and what survives between Build and Extend. All 0 but bitNumbering.
 struct DescModuleExt {
-  uint32_t lineOffset;                    // of the unit's program in .debug_line, or of its table in .line
-  uint32_t firstEntry;                    // of the first entry behind the unit's own, in .debug_info or .debug
-  AbbrevTable* abbrevs;                   // DWARF 2: 71 bucket heads, in the module heap
-  alignas(uint32_t) uint8_t addressSize;  // DWARF 2: bytes, from the unit header
+  uint32_t lineOffset;          // of the unit's program in .debug_line, or of its table in .line
+  uint32_t firstEntry;          // of the first entry behind the unit's own, in .debug_info or .debug
+  AbbrevTable* abbrevs;         // DWARF 2: the reader's; null, since a fill reads the abbreviations when it begins
+  uint8_t addressSize;          // DWARF 2: bytes, from the unit header
   Dwarf2Fde* frames;            // DWARF 2, first module only: all frame descriptions, ascending by low address
   uint32_t unitOffset;          // of the unit header in .debug_info, or of the unit's entry in .debug
   DescAddrRange* addrRanges;    // from .debug_aranges, newest first
@@ -102,7 +101,7 @@ struct DescProc {
   DescVar* locals;                    // in file order; the DWARF 1 reader flattens nested blocks into them
   DescVar* params;                    // in file order; DWARF 1 unspecified parameters stand here as "..."
   uint32_t callKind;                  // DescCallKind
-  alignas(uint32_t) uint8_t segment;  // DW_AT_segment, low byte
+  alignas(uint32_t) uint8_t segment;  // DW_AT_segment, low byte; in a word of its own
   DescCodeMark* codeMarks;            // DWARF 2: children with the vendor tag 0x6871, in file order
 };
 
@@ -112,11 +111,11 @@ struct DescVar {
   char* name;
   DescType* type;
   int32_t byteSize;  // set by Extend for variables, locals and renumbered bit fields; else 0
-  alignas(uint32_t) uint8_t bitOffset;
-  alignas(uint32_t) uint8_t bitSize;  // width of a bit field, else 0
+  uint8_t bitOffset;
+  uint8_t bitSize;  // width of a bit field, else 0
   uintptr_t reserved;
   DescLocation* location;  // or null; a member's is its data member location
-  alignas(uint32_t) uint8_t segment;
+  uint8_t segment;         // DW_AT_segment, low byte
 };
 
 // A location expression and the addresses for which it holds: 0 to 0xFFFFFFFF for a single expression, except in a
@@ -271,11 +270,13 @@ struct Dwarf2Fde {
   uint8_t* instructions;
 };
 
-// Where pointers have 4 bytes every field is one word, so a field's offset is its number times four.
-#define ELFLOADER_WORD(record, field, number) \
-  static_assert(sizeof(void*) != 4 || offsetof(record, field) == size_t{4} * (number), #record "." #field)
-#define ELFLOADER_BEHIND(record, earlier, later) \
-  static_assert(offsetof(record, earlier) < offsetof(record, later), #record "." #later)
+// Offsets of all fields where pointers have 4 bytes, and where they have 8.
+constexpr size_t ByPointerSize(size_t with4, size_t with8) {
+  return sizeof(void*) == 4 ? with4 : with8;
+}
+#define ELFLOADER_FIELD(record, field, offset4, offset8) \
+  static_assert(offsetof(record, field) == ByPointerSize(offset4, offset8), #record "." #field)
+#define ELFLOADER_SIZE(record, size4, size8) static_assert(sizeof(record) == ByPointerSize(size4, size8), #record)
 #include "records/debug_records_layout.h"
-#undef ELFLOADER_WORD
-#undef ELFLOADER_BEHIND
+#undef ELFLOADER_FIELD
+#undef ELFLOADER_SIZE

@@ -1,12 +1,31 @@
-// Module records as both readers make them, and the mapping that both use for the unit's language.
+// Module records as both readers make them, with what the modules of one build share.
 #pragma once
 
-#include <cstdint>
-
 #include "records/debug_records.h"
+#include "records/record_heap.h"
 
-// A record in `tableHeap`, cleared, its strings the shared empty string, with its DescModuleExt. Null without memory.
-DescModule* NewDescModule(mem_desc* tableHeap);
+// What the fills of a build share. In the table heap, so that it lives as long as the modules of that table, whatever
+// the loader builds meanwhile. A reader derives its own from it.
+struct BuildRecords {
+  DescType* undefinedType;  // of what has no type
+  DescType* voidType;       // of a procedure without a result
+};
 
-// The DescLanguage of a language attribute's value (AT_language and DW_AT_language share their codes).
-uint32_t LanguageOf(uint32_t attributeValue);
+// DescModuleExt as readers make it: the host knows the fields of its base.
+struct ReaderModuleExt : DescModuleExt {
+  BuildRecords* build;
+};
+
+// A record in the table heap, its strings the shared empty string, with `ext`, which may be of a derived type and is
+// zeros. Null without memory, and when `ext` is null.
+DescModule* NewDescModule(RecordHeap* tableHeap, BuildRecords* build, ReaderModuleExt* ext);
+
+inline BuildRecords* BuildOf(const DescModule* module) {
+  return static_cast<ReaderModuleExt*>(module->ext)->build;
+}
+
+// A type record that is on no module's list, with a fixed word as its name. Null without memory.
+DescType* NewSharedType(RecordHeap* tableHeap, const char* name);
+
+// Releases the heaps of all modules of a list.
+void ReleaseModuleHeaps(DescModule* modules);

@@ -1,17 +1,15 @@
 #include "records/desc_proc.h"
 
-#include <cstring>
 #include <iterator>
 #include <new>
 
 #include "records/debug_records.h"
-#include "records/empty_string.h"
 
-DescProc* NewDescProc(DescModule* module) {
-  auto* proc = static_cast<DescProc*>(HEAP_Get(module->heap, sizeof(DescProc)));
+DescProc* NewDescProc(RecordHeap* heap, DescType* returnType) {
+  auto* proc = heap->New<DescProc>();
   if (proc != nullptr) {
-    std::memset(static_cast<void*>(proc), 0, sizeof(*proc));
     proc->name = EmptyString();
+    proc->returnType = returnType;
   }
   return proc;
 }

@@ -4,19 +4,21 @@
 #include <cstdint>
 #include <map>
 
+#include "records/record_heap.h"
+
 struct DescModule;
 struct DescProc;
+struct DescType;
 
-// A record in the module heap, cleared, `name` the shared empty string, `returnType` null for the caller to set. Null
-// when the heap has no memory.
-DescProc* NewDescProc(DescModule* module);
+// A record of zeros, `name` the shared empty string. Null without memory.
+DescProc* NewDescProc(RecordHeap* heap, DescType* returnType);
 
 // Labels of a module under construction, ascending by `lowPc`; of equal ones the later comes first.
 class LabelChain {
  public:
-  // Inserts `label`, and fills in ends: a label without one (`highPc` 0) ends at its neighbour behind, the last one
-  // with the module. An end from the file or from a neighbour stands; one from the module gives way to a label appended
-  // behind it. A null label is allowed.
+  // Inserts `label`, and fills in ends: a label without one (`highPc` 0) ends at the label after it, the last one
+  // with the module. An end from the file or from a neighbour is kept; one from the module gives way to a label that is
+  // appended after it. A null label is allowed.
   void Insert(const DescModule* module, DescProc* label);
 
   // Puts the chain in front of the module's procedures.

@@ -232,6 +232,7 @@ class ProgramTest(unittest.TestCase):
                 document = json.loads(result.stdout)
                 self.assertEqual(document["file"], str(path))
                 self.assertFalse(document.get("open") or document.get("build"))
+                self.assertTrue(command[0] != "dump" or document["failure"]["text"], path)
                 self.assertEqual(run(command[0], path, *command[1:]).returncode, 1)
         self.assertIn(b"ERROR: not ELF or illegal ELF header values\n", run("dump", self.folder / "magic.elf").stderr)
 
@@ -252,6 +253,11 @@ class ProgramTest(unittest.TestCase):
         dump = self.document("dump", "--json", path, status=1)
         self.assertEqual([module["extend"] for module in dump["modules"]], [1, 1, 0, 1])
         self.assertEqual(dump["messages"], ["!Warning: Error in object file (debug information)"])
+        self.assertEqual([module.get("failure") for module in dump["modules"]],
+                         [None, None, {"text": "there is no abbreviation 127", "unit": "led.c", "section": ".debug_info",
+                                       "offset": led["types"][0]["key"]}, None])
+        self.assertIn(f"unit led.c, .debug_info+{led['types'][0]['key']:#x}: there is no abbreviation 127",
+                      run("dump", path).stderr.decode())
         self.assertTrue(dump["modules"][2]["lineBlocks"][0]["count"])
         self.assertEqual(run("find", path, "led_step").returncode, 1)
         self.assertIn(b"not read completely", run("dump", path).stdout)

@@ -1,38 +1,79 @@
-// What the tests of the DWARF 1 readers share: a fixture that runs in both byte orders, and records as short texts.
+// What the tests of the DWARF 1 reader share: a fixture that runs in both byte orders, and records as short texts.
 #pragma once
 
 #include "dwarf1/dwarf1_reader.h"
-#include "dwarf1/reader_state.h"
 #include "support/dwarf1_builder.h"
 #include "support/host_fixture.h"
 
+// Reads files from memory with a reader of its own.
 class Dwarf1Test : public HostTest, public testing::WithParamInterface<ByteOrder> {
  protected:
   void TearDown() override {
-    L_FreeList(&ranges, L_Nop);
+    Close();
     HostTest::TearDown();
   }
 
-  // Builds the file and fills its first module as the loader does, but for what the loader settles behind a fill.
-  DescModule* Fill(const ElfFile& file) {
-    DescModule* module = Load(file);
-    EXPECT_NE(module, nullptr) << "no module";
+  // Opens the file and makes its modules; the first one.
+  DescModule* Read(const RawBytes& bytes) {
+    Close();
+    failure.Clear();
+    bytes_ = bytes;
+    image_ = ELF_OpenSource(ByteSource::FromMemory(bytes_.data(), bytes_.size()), &failure);
+    reader.Open(image_);
+    tableHeap_ = HEAP_Create(0, 0, 0);
+    built = reader.ReadModules(tableHeap_, &modules_, 4);
+    return modules_;
+  }
+  DescModule* Read(const ElfFile& file) { return Read(file.build()); }
+
+  int FillModule(DescModule* module) {
     L_FreeList(&ranges, L_Nop);
     ranges = L_Create(nullptr);
-    filled = module != nullptr ? FillDwarf1Module(loader.image, module, ranges) : 0;
-    failure = dwarf1State.failure != nullptr ? dwarf1State.failure : "";
+    filled = reader.FillModule(module, ranges);
+    reason = failure.Text();
+    EXPECT_EQ(reason.empty(), filled == 1);
+    return filled;
+  }
+
+  // Reads the file and fills its first module.
+  DescModule* Fill(const RawBytes& bytes) {
+    DescModule* module = Read(bytes);
+    if (module == nullptr) throw std::runtime_error(failure.Text());
+    FillModule(module);
     return module;
   }
+  DescModule* Fill(const ElfFile& file) { return Fill(file.build()); }
   DescModule* Fill(const Dwarf1Entries& unit) { return Fill(Dwarf1File(GetParam(), unit)); }
 
-  // A unit of entries, filled, with all its types in the order of the file.
+  // A unit of entries, filled.
   DescModule* FillEntries(const Dwarf1Entries& entries) {
     return Fill(Dwarf1Unit({at::name("main.c")}).append(entries));
   }
 
+  void ReleaseModules() {
+    ReleaseModuleHeaps(std::exchange(modules_, nullptr));
+    tableHeap_ = HEAP_Release(tableHeap_);
+  }
+
+  Failure failure;
+  Allowance allowance;
+  Dwarf1Reader reader{&failure, &allowance};
   int filled = 0;
-  std::string failure;  // why the last fill failed
+  std::string reason;  // why the last fill failed
   L_list* ranges = nullptr;
+
+ private:
+  void Close() {
+    L_FreeList(&ranges, L_Nop);
+    ReleaseModules();
+    reader.Open(nullptr);
+    if (image_ != nullptr) ELF_Close(std::exchange(image_, nullptr));
+  }
+
+  RawBytes bytes_;
+  ElfImage* image_ = nullptr;
+  mem_desc* tableHeap_ = nullptr;
+  DescModule* modules_ = nullptr;
 };
 
 // NOLINTBEGIN(bugprone-macro-parentheses): the name of a class takes none
@@ -92,5 +133,14 @@ inline std::vector<DescType*> TypesOf(const DescModule* module) {
 inline Texts TypeTexts(const DescModule* module) {
   Texts texts;
   for (const DescType* type : TypesOf(module)) texts.push_back(TypeText(type));
+  return texts;
+}
+
+// One text per data of a host list.
+template <class Record, class Function>
+Texts HostListed(L_list* list, Function text) {
+  Texts texts;
+  for (void* data = L_First(list); data != nullptr; data = L_Next(list))
+    texts.push_back(text(*static_cast<Record*>(data)));
   return texts;
 }

@@ -1,9 +1,8 @@
-// Opening: which headers and tables are taken, what is printed for the others, and what the note records say.
+// Opening: which headers and tables are accepted, what is printed for the others, and the note records.
 #include "elf/elf_image.h"
 
 #include <gtest/gtest.h>
 
-#include "elf/section_access.h"
 #include "support/elf_file.h"
 
 namespace {
@@ -12,17 +11,17 @@ const char* const ILLEGAL_HEADER = "ERROR: not ELF or illegal ELF header values\
 const char* const CORRUPT = "ERROR: illegal ELF header values (file corrupt?)\n";
 const char* const NO_SECTIONS = "No Section Header Table\nERROR: ReadSectHeaderTab\n";
 
-// Header, one program header and 4 bytes of code: everything in front of the sections takes 88 bytes.
-ElfFile SmallFile(ByteOrder order, uint32_t padding = 0) {
+// Header, one program header and 4 bytes of code: everything before the sections takes 88 bytes.
+ElfFile SmallFile(ByteOrder order) {
   ElfFile file(order);
   file.machine(EM_68K).entry(0x1234).segment(PT_LOAD, 0x1000, Bytes().u32(0x11223344));
-  file.section(".data", Bytes().pad(padding + 200));
+  file.section(".data", Bytes().pad(200));
   return file;
 }
 
 uint32_t FileSize(const ElfFile& file) { return static_cast<uint32_t>(file.build().size()); }
-void SetHeaderSize(ElfFile& file, uint32_t behind) {
-  file.set(&ElfImage::e_ehsize, static_cast<uint16_t>(FileSize(file) + behind));
+void SetHeaderSize(ElfFile& file, uint32_t past) {
+  file.set(&ElfImage::e_ehsize, static_cast<uint16_t>(FileSize(file) + past));
 }
 void SetSegment(ElfFile& file, uint32_t offset, uint32_t size) {
   file.set(&ElfProgramHeader::p_offset, offset).set(&ElfProgramHeader::p_filesz, size);
@@ -33,9 +32,11 @@ struct Opening {
   std::string printed;
 };
 
+// A file that is refused has a reason.
 Opening Open(const std::string& path) {
   testing::internal::CaptureStdout();
   const OpenedImage image(path);
+  EXPECT_EQ(image == nullptr, bool{image.failure}) << path;
   return {image != nullptr, testing::internal::GetCapturedStdout()};
 }
 
@@ -60,7 +61,7 @@ TEST(ElfOpen, ReadsHeaderAndTablesInEitherByteOrder) {
   }
 }
 
-// Refused files, and those taken although something is odd about them. The first test that fails speaks.
+// Refused files, and odd ones that are accepted. The first test that fails decides what is printed.
 TEST(ElfOpen, TestsHeaderThenSegmentsThenSections) {
   using Change = void (*)(ElfFile&);
   const struct {
@@ -79,10 +80,10 @@ TEST(ElfOpen, TestsHeaderThenSegmentsThenSections) {
        true},
       {"section entries of a 64-bit file", [](ElfFile& f) { f.set(&ElfImage::e_shentsize, 64); }, ILLEGAL_HEADER},
       {"segment entries of a 64-bit file", [](ElfFile& f) { f.set(&ElfImage::e_phentsize, 56); }, ILLEGAL_HEADER},
-      {"segment table behind the file", [](ElfFile& f) { f.set(&ElfImage::e_phoff, FileSize(f) + 1); }, ILLEGAL_HEADER},
-      {"section table behind the file", [](ElfFile& f) { f.set(&ElfImage::e_shoff, 0xFFFFFFF0); }, ILLEGAL_HEADER},
+      {"segment table past the file", [](ElfFile& f) { f.set(&ElfImage::e_phoff, FileSize(f) + 1); }, ILLEGAL_HEADER},
+      {"section table past the file", [](ElfFile& f) { f.set(&ElfImage::e_shoff, 0xFFFFFFF0); }, ILLEGAL_HEADER},
       {"header size at the file size", [](ElfFile& f) { SetHeaderSize(f, 0); }, "", true},
-      {"header size behind the file", [](ElfFile& f) { SetHeaderSize(f, 1); }, ILLEGAL_HEADER},
+      {"header size past the file", [](ElfFile& f) { SetHeaderSize(f, 1); }, ILLEGAL_HEADER},
       {"no segment table", [](ElfFile& f) { f.set(&ElfImage::e_phoff, 0); },
        "No Program Header Table\nERROR: ReadProgHeaderTab\n", true},
       {"segment up to the end of the file", [](ElfFile& f) { SetSegment(f, 84, FileSize(f) - 84); }, "", true},
@@ -94,7 +95,9 @@ TEST(ElfOpen, TestsHeaderThenSegmentsThenSections) {
        0x10000); }, CORRUPT},
       // A section table that begins at the end of the file reads as 0xFF, name table included.
       {"section table at the end of the file", [](ElfFile& f) { f.set(&ElfImage::e_shoff, FileSize(f)); }, nullptr},
-      {"name table index behind the table", [](ElfFile& f) { f.set(&ElfImage::e_shstrndx, 999); }, nullptr},
+      {"name table past the file", [](ElfFile& f) { f.section("names").set(&ElfSectionHeader::sh_size,
+       5000).set(&ElfImage::e_shstrndx, 2); }, "Size error\nERROR: ReadSectHeaderTab\n"},
+      {"name table index past the table", [](ElfFile& f) { f.set(&ElfImage::e_shstrndx, 999); }, nullptr},
       // clang-format on
   };
   for (const auto& fact : facts) {
@@ -107,28 +110,6 @@ TEST(ElfOpen, TestsHeaderThenSegmentsThenSections) {
         EXPECT_EQ(opening.printed, fact.printed) << fact.what;
       }
     }
-  }
-}
-
-TEST(ElfOpen, TableSizesMustBeBelowTheFileSize) {
-  for (const uint32_t entrySize : {32u, 40u}) {
-    ElfFile file = SmallFile(ByteOrder::big);
-    const uint32_t padding = entrySize - FileSize(file) % entrySize;
-    file = SmallFile(ByteOrder::big, padding);
-    const auto count = static_cast<uint16_t>(FileSize(file) / entrySize);
-    const auto counts = entrySize == 32 ? &ElfImage::e_phnum : &ElfImage::e_shnum;
-    EXPECT_EQ(Open(file.set(counts, count).write()).printed, ILLEGAL_HEADER) << entrySize;
-    // One byte more passes this test. Segments read from behind the file then fail the next, sections do not.
-    file = SmallFile(ByteOrder::big, padding + 1).set(counts, count);
-    EXPECT_EQ(Open(file.write()).printed, entrySize == 32 ? CORRUPT : "") << entrySize;
-  }
-}
-
-TEST(ElfOpen, ByteOrderIsBigUnlessSaidLittle) {
-  for (const int data : {0, 2, 3, 0xFF}) {
-    const OpenedImage image = SmallFile(ByteOrder::big).ident(EI_DATA, static_cast<uint8_t>(data)).open();
-    ASSERT_NE(image, nullptr);
-    EXPECT_EQ(image->littleEndian, 0u);
   }
 }
 
@@ -147,14 +128,6 @@ TEST(ElfOpen, WhatIsNoElfFile) {
     EXPECT_FALSE(opening.opened) << length;
     EXPECT_NE(opening.printed, "") << length;
   }
-}
-
-TEST(ElfOpen, NameTableCutShort) {
-  ElfFile file = SmallFile(ByteOrder::little);
-  file.section("names", Bytes().text("x")).set(&ElfSectionHeader::sh_size, 5000).set(&ElfImage::e_shstrndx, 2);
-  EXPECT_EQ(Open(file.write()).printed, "Size error\nERROR: ReadSectHeaderTab\n");
-  file.set(&ElfSectionHeader::sh_size, 0xFFFFFFFF);
-  EXPECT_EQ(Open(file.write()).printed, "Size error\nERROR: ReadSectHeaderTab\n");
 }
 
 const Bytes VALUE_48 = Bytes().u32(48);
@@ -189,29 +162,6 @@ TEST(NoteRecords, GiveValueAndText) {
       ASSERT_NE(image, nullptr);
       EXPECT_EQ(image->noteValue, fact.value) << fact.what;
       EXPECT_STREQ(image->noteText, fact.text) << fact.what;
-    }
-  }
-}
-
-// Foreign names, sizes that do not add up, records that the file cannot back: the walk ends, nothing else happens.
-TEST(NoteRecords, WalkStopsAtTheSectionsEnd) {
-  const Bytes records[] = {
-      Bytes().u32(4).u32(16).u32(1).text("GNU").pad(16),
-      Bytes().u32(120).u32(4).u32(10).pad(120, 'x').u32(48),
-      Bytes().u32(0xFFFFFFFF).u32(0xFFFFFFFF).u32(99),
-      Bytes().u32(10).u32(0x7FFFFFFF).u32(11).text("TARNIX AG"),
-      Bytes().u32(10).u32(0xFFFFFFF0).u32(99).text("TARNIX AG").pad(40),
-      Bytes().u32(10).u32(2).u32(99).text("TARNIX AG").pad(5),
-      Bytes().pad(11),
-  };
-  for (const ByteOrder order : bothOrders) {
-    for (const Bytes& record : records) {
-      ElfFile file = SmallFile(order).section(".note", record).set(&ElfSectionHeader::sh_type, SHT_NOTE);
-      const OpenedImage image = file.open();
-      ASSERT_NE(image, nullptr);
-      EXPECT_TRUE(image->noteValue == 16 || image->noteValue == 48);
-      const OpenedImage oversized = file.set(&ElfSectionHeader::sh_size, 0xFFFFFFF0).open();
-      EXPECT_NE(oversized, nullptr);
     }
   }
 }

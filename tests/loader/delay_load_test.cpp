@@ -1,9 +1,8 @@
-// Extend: one fill per module, and what is settled behind it: line-info procedures, bit fields, sizes.
+// Extend: one fill for each module, and what is settled after it: line-info procedures, bit fields, sizes.
 #include <gtest/gtest.h>
 
 #include "support/describe.h"
 #include "support/dwarf2_builder.h"
-#include "support/random.h"
 
 namespace {
 
@@ -14,15 +13,24 @@ const Attr UNIT_NAME = Name("a.c");
 TEST_F(DelayLoad, FillsOnceAndReportsTheFirstFailureOfABuild) {
   const Unit good = Unit().parent(DW_TAG_compile_unit, {UNIT_NAME}).child(DW_TAG_variable, {Name("x")}).end();
   const Unit bad = Unit().parent(DW_TAG_compile_unit, {Name("bad.c")}).child(DW_TAG_variable, {Name("kept")}).entry(99);
-  DescModule* first = Load(Dwarf2File(ByteOrder::little, good, bad, bad));
+  const Unit worse = Unit()
+                         .parent(DW_TAG_compile_unit, {Name("worse.c"), {DW_AT_stmt_list, DW_FORM_data4, 0}})
+                         .label("int")
+                         .child(DW_TAG_base_type, {Size(4)})
+                         .child(DW_TAG_variable, {Name("kept"), Type("int")})
+                         .entry(99);
+  const auto lines = LineProgram().file("a.c").setAddress(0x10).copy().endSequence();
+  DescModule* first = Load(Dwarf2File(ByteOrder::little, good, bad, worse).section(".debug_line", lines));
   ASSERT_NE(first, nullptr);
   EXPECT_EQ(loader.Extend(nullptr, SYM_LOAD_ALL), 0);
-  EXPECT_EQ(loader.Extend(first, 0), 0);
+  for (const SYM_DelayLoadKind none : {0U, 8U, 0xFFFFFFF8U}) EXPECT_EQ(loader.Extend(first, none), 0);
   EXPECT_EQ(first->loadedKinds, 0u);
   ItemInfo item(first);
   EXPECT_EQ(loader.Extend(&table, &item, SYM_LOAD_TYPES), 1);
   EXPECT_EQ(first->loadedKinds, 7u);
-  EXPECT_EQ(loader.Extend(&table, &item, SYM_LOAD_ALL), 0) << "nothing was left to load";
+  for (const SYM_DelayLoadKind loaded : {7U, 15U, 0xFFFFFFFFU}) {
+    EXPECT_EQ(loader.Extend(&table, &item, loaded), 0) << "nothing was left to load";
+  }
   EXPECT_EQ(TakeMessages(), Texts{});
 
   for (DescModule* module = first->next; module != nullptr; module = module->next) {
@@ -30,64 +38,9 @@ TEST_F(DelayLoad, FillsOnceAndReportsTheFirstFailureOfABuild) {
     EXPECT_EQ(TakeMessages(), module == first->next ? Texts{ERROR_IN_OBJECT_FILE} : Texts{});
     EXPECT_EQ(module->loadedKinds, 7u);
     EXPECT_EQ(Names(module->vars), Texts{"kept"});
+    EXPECT_EQ(module->vars->byteSize, 0) << "what was read is kept, and not settled";
+    EXPECT_EQ(module->procs, nullptr);
     EXPECT_EQ(loader.Extend(module, SYM_LOAD_ALL), 0);
-  }
-}
-
-// The rule as a walk over all procedures, against whatever stands in its place.
-struct Range {
-  uint32_t low, high;
-};
-void Cover(std::vector<Range>& procs, uint32_t low, uint32_t high) {
-  for (size_t i = 0; i < procs.size(); ++i) {
-    const Range proc = procs[i];
-    if (proc.low >= proc.high) continue;
-    if (proc.low <= low && high <= proc.high) return;
-    if (proc.low <= low) low = std::max(low, proc.high);
-    if (proc.low <= high && high < proc.high) high = proc.low;
-    if (low < proc.low && proc.high < high) {
-      Cover(procs, low, proc.low);
-      low = proc.high;
-    }
-  }
-  if (low < high) procs.push_back({low, high});
-}
-
-TEST_F(DelayLoad, LineRangesAreCoveredAsAWalkWouldCoverThem) {
-  Random random(3);
-  for (int round = 0; round < 60; ++round) {
-    std::vector<Range> procs;
-    Unit unit = Unit().parent(DW_TAG_compile_unit, {UNIT_NAME});
-    for (uint32_t count = random.below(30); count > 0; --count) {
-      const uint32_t low = 1 + random.below(400);
-      procs.push_back({low, low + random.below(40)});
-      unit.child(DW_TAG_subprogram, {Name("p"), Low(low), High(procs.back().high)});
-    }
-    const size_t own = procs.size();
-    LineProgram lines = LineProgram().file("a.c");
-    for (uint32_t count = random.below(10); count > 0; --count) {
-      const uint32_t low = 1 + random.below(400);
-      const uint32_t size = random.below(100);
-      lines.setAddress(low).copy().advancePc(size).copy().endSequence();
-      Cover(procs, low, low + size + 1);
-    }
-    const DescModule* module = LoadAndExtend(Dwarf2File(ByteOrder::little, unit.end()).section(".debug_line", lines));
-    Texts expected;
-    for (const auto& [low, high] : procs) {
-      const std::string name = "Line Info from 0x" + Hex(low) + " to 0x" + Hex(high);
-      expected.push_back((expected.size() < own ? "p" : name) + " " + Hex(low) + "-" + Hex(high));
-    }
-    ASSERT_EQ(Described(module->procs), expected) << round;
-  }
-}
-
-TEST_F(DelayLoad, LineRangesEndAtTheLastAddress) {
-  const Unit unit = Unit().parent(DW_TAG_compile_unit, {UNIT_NAME}).end();
-  for (const auto& [low, expected] :
-       {std::pair{0xFFFFFFF0u, Texts{"Line Info from 0xfffffff0 to 0xffffffff"}}, {0xFFFFFFFFu, Texts{}}}) {
-    LineProgram lines = LineProgram().file("a.c").setAddress(low).copy().advancePc(0xFFFFFFFF - low).copy();
-    EXPECT_EQ(Names(LoadAndExtend(Dwarf2File(ByteOrder::big, unit).section(".debug_line", lines.endSequence()))->procs),
-              expected);
   }
 }
 
@@ -166,15 +119,20 @@ TEST_F(DelayLoad, BitFieldsCountFromTheLowEndUnlessTheProducerDoes) {
   }
 }
 
-// A failed fill leaves sizes and pending fields as they are.
-TEST_F(DelayLoad, PostPassesDoNotFollowAFailedFill) {
-  Unit unit = Unit().parent(DW_TAG_compile_unit, {UNIT_NAME}).label("int").child(DW_TAG_base_type, {Size(4)});
-  unit.child(DW_TAG_variable, {Name("x"), Type("int")}).entry(99);
-  const auto lines = LineProgram().file("a.c").setAddress(0x10).copy().endSequence();
-  DescModule* module = LoadAndExtend(Dwarf2File(ByteOrder::big, unit).section(".debug_line", lines));
+// Many variables of one type that is a long chain.
+TEST_F(DelayLoad, SizesTakeNoMoreThanTheAllowance) {
+  Unit unit = Unit().parent(DW_TAG_compile_unit, {UNIT_NAME});
+  for (int i = 0; i < 900; ++i) {
+    unit.label("t" + std::to_string(i)).child(DW_TAG_typedef, {Type("t" + std::to_string(i + 1))});
+  }
+  unit.label("t900").child(DW_TAG_base_type, {Size(4)});
+  unit.child(DW_TAG_variable, {Name("first"), Type("t0")});
+  for (int i = 0; i < 30000; ++i) unit.child(DW_TAG_variable, {Type("t0")});
+  const DescModule* module = LoadAndExtend(Dwarf2File(ByteOrder::little, unit.end()));
+  EXPECT_EQ(extended, 0);
   EXPECT_EQ(TakeMessages(), Texts{ERROR_IN_OBJECT_FILE});
-  EXPECT_EQ(Find(module->vars, "x")->byteSize, 0);
-  EXPECT_EQ(module->procs, nullptr);
+  EXPECT_STREQ(LastFailure(loader).unit, "a.c");
+  EXPECT_EQ(Find(module->vars, "first")->byteSize, 4);
 }
 
 }  // namespace

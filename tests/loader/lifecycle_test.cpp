@@ -76,7 +76,7 @@ TEST_F(Lifecycle, GetInfoHandsTheNoteTextToTheTarget) {
   EXPECT_STREQ(name, "HC1") << "cut to the buffer";
   loader.Open(file.note(11, Bytes().text("fast")).write().c_str());
   loader.GetInfo(name, sizeof(name), &entry);
-  loader.Open(ElfFile().set(&ElfImage::e_phoff, 0).write().c_str());  // no segment table: nothing is touched or told
+  loader.Open(ElfFile().set(&ElfImage::e_phoff, 0).write().c_str());  // no segment table: nothing is touched
   EXPECT_EQ(loader.GetInfo(name, sizeof(name), &entry), 0);
   EXPECT_STREQ(name, "HC1");
   HOST_SetTarget(nullptr);
@@ -138,6 +138,69 @@ TEST_F(Lifecycle, BuildReportsOncePerBuild) {
   EXPECT_EQ(built, 1) << "an empty list is a success";
 }
 
+// The last heap calls of a build are for the paths.
+TEST_F(Lifecycle, WithoutMemoryAModulesObjectFileIsEmpty) {
+  const std::string path = Dwarf2File(ByteOrder::big, NamedUnit("a.c"), NamedUnit("b.c")).write();
+  size_t calls = 0;
+  for (bool fails = true; fails; fails = HEAP_FailFrom(0) != 0) {
+    HEAP_FailFrom(++calls, 1);
+    LoadPath(path);
+    TakeMessages();
+  }
+  for (const auto& [back, files] : {std::pair{1u, Texts{path, ""}}, {2u, Texts{"", path}}}) {
+    HEAP_FailFrom(calls - back, 1);
+    const DescModule* modules = LoadPath(path);
+    HEAP_FailFrom(0);
+    EXPECT_EQ(built, 1);
+    EXPECT_EQ(Listed(modules, [](const DescModule& module) -> std::string { return module.objectFile; }), files);
+  }
+}
+
+TEST_F(Lifecycle, Request1002HandsOutTheLastFailure) {
+  EXPECT_STREQ(LastFailure(loader).text, "");
+  EXPECT_EQ(loader.Open(TempFolder::OfProcess().Path("missing.elf").c_str()), 0);
+  EXPECT_STREQ(LastFailure(loader).text, "there is no such file, or it cannot be read");
+  EXPECT_EQ(LastFailure(loader).offset, LOADER_FAILURE_NO_OFFSET);
+  EXPECT_EQ(loader.Build(&table), 0);
+  EXPECT_STREQ(LastFailure(loader).text, "no file is open");
+  Load(ElfFile());
+  EXPECT_STREQ(LastFailure(loader).text, "the file has no debug information");
+
+  const Unit bad = Unit().parent(DW_TAG_compile_unit, {Name("bad.c")}).entry(99);
+  DescModule* module = Load(Dwarf2File(ByteOrder::big, bad, NamedUnit("a.c")));
+  EXPECT_STREQ(LastFailure(loader).text, "") << "a new file starts afresh";
+  EXPECT_EQ(loader.Extend(module, SYM_LOAD_ALL), 0);
+  EXPECT_EQ(loader.Extend(module->next, SYM_LOAD_ALL), 1);
+  const LoaderFailure failure = LastFailure(loader);  // of the fill before
+  EXPECT_STREQ(failure.unit, "bad.c");
+  EXPECT_STREQ(failure.section, ".debug_info");
+  EXPECT_NE(std::string(failure.text).find("99"), std::string::npos) << failure.text;
+  EXPECT_LT(failure.offset, 30u);
+  EXPECT_EQ(TakeMessages(), (Texts{NO_DEBUG_INFORMATION, NO_DEBUG_INFORMATION, ERROR_IN_OBJECT_FILE}));
+
+  char part[sizeof(failure)] = {};
+  for (char* buffer : {static_cast<char*>(nullptr), part}) {
+    Argument argument = {nullptr, 5, buffer};
+    EXPECT_EQ(loader.Execute(REQUEST_LAST_FAILURE, &argument), 1);
+    EXPECT_EQ(argument.size, sizeof(failure));
+  }
+  EXPECT_EQ(std::string(part), std::string(failure.text).substr(0, 5));
+}
+
+TEST_F(Lifecycle, AFileFromMemoryReadsAsOneOfTheDisk) {
+  const RawBytes bytes = Dwarf2File(ByteOrder::big, NamedUnit("a.c")).build();
+  ASSERT_EQ(loader.OpenMemory("main.elf", bytes.data(), bytes.size()), 1);
+  ASSERT_EQ(loader.Build(&table), 1);
+  EXPECT_STREQ(table.Modules()->objectFile, "main.elf");
+  EXPECT_EQ(loader.Extend(table.Modules(), SYM_LOAD_ALL), 1);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(loader.OpenMemory("cut.elf", bytes.data(), 20), 0);
+  EXPECT_EQ(loader.OpenMemory("none.elf", nullptr, 0), 0);
+  EXPECT_NE(testing::internal::GetCapturedStdout(), "");
+  EXPECT_STREQ(loader.absFileName, "main.elf");
+  EXPECT_EQ(loader.image, nullptr);
+}
+
 TEST_F(Lifecycle, EqualModuleNamesGetNumbersInFileOrder) {
   const auto& u = NamedUnit;
   const ElfFile file = Dwarf2File(ByteOrder::big, u("b.c"), u("a.c"), u("src/b.c"), u("B.c"), u("c.c"), u("a.c"),
@@ -165,26 +228,6 @@ TEST_F(Lifecycle, Request1001HandsOutASection) {
     }
     EXPECT_EQ(RawBytes(buffer, buffer + 5),
               order == ByteOrder::little ? (RawBytes{0x34, 0x12, 5, 9, 9}) : (RawBytes{0x12, 0x34, 5, 9, 9}));
-  }
-}
-
-// Every allocation of open, build and fill fails once: the call ends, says so, and nothing stays behind.
-TEST_F(Lifecycle, SurvivesAHeapThatGivesNothing) {
-  for (const char* sample : {ELFLOAD_SAMPLE, ELFLOAD_DWARF1_SAMPLE}) {
-    size_t failures = 0;
-    for (size_t call = 1;; call += call < 300 ? 1 : 37, ++failures) {
-      ASSERT_LT(call, 100000u) << "no end of allocations";
-      HEAP_FailFrom(call);
-      int result = 1;
-      for (DescModule* module = LoadPath(sample); module != nullptr; module = module->next) {
-        result &= loader.Extend(module, SYM_LOAD_ALL);
-      }
-      HEAP_FailFrom(0);
-      const Texts messages = TakeMessages();
-      EXPECT_LE(messages.size(), 1u);
-      if (built == 1 && result == 1 && messages.empty()) break;
-    }
-    EXPECT_GT(failures, 300u);
   }
 }
 

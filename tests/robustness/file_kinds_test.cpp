@@ -1,7 +1,12 @@
-// Files that are no files, that are longer than a number of 32 bits, that change while they are open; loaders in turns.
+// Files that are no files, that are longer than a number of 32 bits, that change while they are open; several tables of
+// one loader, and several loaders, in turns and at once.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <thread>
 
 #include "host_run.h"
 #include "sound_files.h"
@@ -36,27 +41,17 @@ class FileKinds : public HostTest {
 };
 
 TEST_F(FileKinds, WhatIsNoFileIsRefused) {
-  const TempFolder& folder = TempFolder::OfProcess();
-  ExpectRefused(folder.Path("missing"));
-  ExpectRefused(folder.Path(""));
-  ExpectRefused(folder.Write("empty", {}));
   ExpectRefused(std::string(5000, 'x'));
 #if !defined(_WIN32)
+  const TempFolder& folder = TempFolder::OfProcess();
   ExpectRefused("/dev/null");
   ExpectRefused("/dev/zero");
   ASSERT_EQ(mkfifo(folder.Path("pipe").c_str(), 0600), 0);
   ExpectRefused(folder.Path("pipe"));  // and nobody waits for a writer
-  const std::string secret = Write("secret", SoundFormat::dwarf2);
-  chmod(secret.c_str(), 0);
-  if (std::FILE* file = std::fopen(secret.c_str(), "rb")) {
-    std::fclose(file);  // the administrator reads everything
-  } else {
-    ExpectRefused(secret);
-  }
 #endif
 }
 
-// The bytes behind the sound file are a hole.
+// The bytes after the sound file are a hole.
 TEST_F(FileKinds, LengthHasMoreThan32Bits) {
   const std::string alone = Write("long.elf", SoundFormat::dwarf2);
   ASSERT_NE(LoadPath(alone), nullptr);
@@ -71,7 +66,7 @@ TEST_F(FileKinds, LengthHasMoreThan32Bits) {
     EXPECT_EQ(RecordText(loader, table), records) << size;
   }
 
-  // Section names of 4 GiB less a byte, in a file that has them: the terminator behind them must find room.
+  // Section names of 4 GiB less a byte, in a file that has them: the terminator after them must find room.
   ElfFile file(ByteOrder::big);
   const RawBytes bytes = file.section(".debug_info").build();
   RawBytes falsified = bytes;
@@ -81,17 +76,7 @@ TEST_F(FileKinds, LengthHasMoreThan32Bits) {
   ExpectRefused(path);
 }
 
-TEST_F(FileKinds, AnOpenFileMayVanish) {
-  for (const SoundFormat format : {SoundFormat::dwarf1, SoundFormat::dwarf2}) {
-    const std::string path = Write("vanishing.elf", format);
-    ASSERT_NE(LoadPath(path), nullptr);
-    std::error_code error;
-    std::filesystem::remove(path, error);  // Windows refuses
-    EXPECT_EQ(ExtendAll(), 2);
-  }
-}
-
-TEST_F(FileKinds, AnOpenFileMayShrinkOrChange) {
+TEST_F(FileKinds, AnOpenFileMayShrinkChangeOrVanish) {
   for (const SoundFormat format : {SoundFormat::dwarf1, SoundFormat::dwarf2}) {
     const RawBytes sound = MakeSoundFile(format, ByteOrder::big);
     for (size_t length = 0; length < sound.size(); length += 97) {
@@ -106,30 +91,90 @@ TEST_F(FileKinds, AnOpenFileMayShrinkOrChange) {
         EXPECT_FALSE(RecordText(loader, table).empty());
       }
     }
+    ASSERT_NE(LoadPath(Write("vanishing.elf", format)), nullptr);
+    std::error_code error;
+    std::filesystem::remove(TempFolder::OfProcess().Path("vanishing.elf"), error);  // Windows refuses
+    EXPECT_EQ(ExtendAll(), 2);
   }
 }
 
-// Each loader's records are what they are alone, also when another has scanned or filled in between, or has gone.
-TEST_F(FileKinds, LoadersWorkInTurns) {
-  const std::string paths[] = {Write("a.elf", SoundFormat::dwarf1, ByteOrder::little),
-                               Write("b.elf", SoundFormat::dwarf1), Write("c.elf", SoundFormat::dwarf2),
-                               Write("d.elf", SoundFormat::dwarf2, ByteOrder::little)};
-  for (const std::string& first : paths) {
-    ASSERT_NE(LoadPath(first), nullptr);
+std::vector<RawBytes> SoundFiles() {
+  std::vector<RawBytes> files;
+  for (const ByteOrder order : bothOrders) {
+    files.push_back(MakeSoundFile(SoundFormat::dwarf1, order));
+    files.push_back(MakeSoundFile(SoundFormat::dwarf2, order));
+  }
+  return files;
+}
+
+// The records of a table are what they are alone, also when its loader or another has built, filled or dropped others
+// in between.
+TEST_F(FileKinds, TablesAndLoadersWorkInTurns) {
+  const std::vector<RawBytes> files = SoundFiles();
+  const auto open = [](ElfLoader& with, const RawBytes& file) {
+    return with.OpenMemory("f", file.data(), file.size());
+  };
+  const auto load = [&](const RawBytes& file) {
+    ASSERT_EQ(open(loader, file), 1);
+    ASSERT_EQ(loader.Build(&table), 1);
+  };
+  for (const RawBytes& first : files) {
+    load(first);
     ASSERT_EQ(ExtendAll(), 2);
     const std::string alone = RecordText(loader, table);
-    for (const std::string& second : paths) {
-      ASSERT_NE(LoadPath(first), nullptr);
+    for (const RawBytes& second : files) {
+      load(first);
       {
+        RecordTable later;
         ElfLoader other("Other");
-        RecordTable otherTable;
-        ASSERT_EQ(other.Open(second.c_str()), 1);
-        ASSERT_EQ(other.Build(&otherTable), 1);
+        RecordTable othersTable;
+        ASSERT_EQ(loader.Build(&later), 1);
+        ASSERT_EQ(open(other, second), 1);
+        ASSERT_EQ(other.Build(&othersTable), 1);
         ASSERT_EQ(loader.Extend(table.Modules(), SYM_LOAD_ALL), 1);
-        ASSERT_EQ(other.Extend(otherTable.Modules(), SYM_LOAD_ALL), 1);
+        ASSERT_EQ(loader.Extend(later.Modules(), SYM_LOAD_ALL), 1);
+        ASSERT_EQ(other.Extend(othersTable.Modules(), SYM_LOAD_ALL), 1);
       }
       ASSERT_EQ(loader.Extend(table.Modules()->next, SYM_LOAD_ALL), 1);
-      EXPECT_TRUE(RecordText(loader, table) == alone) << first << " beside " << second;
+      EXPECT_TRUE(RecordText(loader, table) == alone);
+    }
+  }
+}
+
+// Runs under the thread sanitizer too.
+TEST_F(FileKinds, LoadersWorkAtOnce) {
+  std::vector<RawBytes> files = SoundFiles();
+  for (const char* sample : {ELFLOAD_SAMPLE, ELFLOAD_DWARF1_SAMPLE}) {
+    std::ifstream file(sample, std::ios::binary);
+    files.emplace_back(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+  }
+  struct Run {
+    ElfLoader loader{"Loader"};
+    RecordTable table;
+    int failures = 0;
+    void Fill(const RawBytes& file) {
+      failures += loader.OpenMemory("f", file.data(), file.size()) != 1 ? 1 : 0;
+      failures += loader.Build(&table) != 1 ? 1 : 0;
+      for (DescModule* module = table.Modules(); module != nullptr; module = module->next) {
+        failures += loader.Extend(module, SYM_LOAD_ALL) != 1 ? 1 : 0;
+      }
+    }
+  };
+  const auto reversed = std::vector<RawBytes>(files.rbegin(), files.rend());
+  for (size_t last = 0; last < files.size(); ++last) {  // a thread's last file is compared
+    Run alone;
+    alone.Fill(files[last]);
+    Run runs[2];
+    const auto fill = [](Run* run, const std::vector<RawBytes>& all, size_t end) {
+      for (const RawBytes& file : all) run->Fill(file);
+      run->Fill(all[end]);
+    };
+    std::thread other(fill, &runs[1], reversed, files.size() - 1 - last);
+    fill(&runs[0], files, last);
+    other.join();
+    for (Run& run : runs) {
+      EXPECT_EQ(run.failures, 0);
+      EXPECT_TRUE(RecordText(run.loader, run.table) == RecordText(alone.loader, alone.table)) << last;
     }
   }
 }

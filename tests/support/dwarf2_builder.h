@@ -26,6 +26,9 @@
 #include "support/bytes.h"
 #include "support/elf_file.h"
 
+// The reader has classes of the same names.
+namespace builders {
+
 // In bytes: the usual ones, and others that must work as well.
 constexpr uint8_t addressSizes[] = {2, 4};
 constexpr uint8_t oddAddressSizes[] = {1, 2, 3, 4};
@@ -294,3 +297,7 @@ class Frames : public ByteChain<Frames> {
  private:
   uint8_t addressSize_;
 };
+
+}  // namespace builders
+
+using namespace builders;

@@ -24,7 +24,8 @@
 // Closes the image at the end of the test.
 class OpenedImage {
  public:
-  explicit OpenedImage(const std::string& path) : image_(ELF_Open(path.c_str(), fullPath, sizeof(fullPath))) {}
+  explicit OpenedImage(const std::string& path)
+      : image_(ELF_Open(path.c_str(), fullPath, sizeof(fullPath), &failure)) {}
   OpenedImage(const OpenedImage&) = delete;
   OpenedImage& operator=(const OpenedImage&) = delete;
   ~OpenedImage() {
@@ -34,6 +35,7 @@ class OpenedImage {
   ElfImage* operator->() const { return image_; }
 
   char fullPath[FE_NAME_SIZE] = {};
+  Failure failure;
 
  private:
   ElfImage* image_;
@@ -145,7 +147,7 @@ class ElfFile {
     return file.In(order_);
   }
 
-  // Writes the file into the process's folder; gives its path.
+  // Writes the file into the process's folder and returns its path.
   std::string write(const std::string& name = "test.elf") const { return TempFolder::OfProcess().Write(name, build()); }
   OpenedImage open() const { return OpenedImage(write()); }
 

@@ -1,5 +1,5 @@
-// A test that plays the host: it collects what the loader tells the user, owns the records, and fails on any message
-// that it did not ask for and on any heap that stays behind.
+// A test that plays the host: it collects the messages to the user, owns the records, and fails on any message that it
+// did not ask for and on any heap that is left over.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -10,11 +10,12 @@
 #include <utility>
 #include <vector>
 
-#include "dwarf2/reader_state.h"
 #include "loader/elf_loader.h"
-#include "records/debug_records.h"
+#include "loader/loader_failure.h"
+#include "records/desc_module.h"
 #include "support/elf_file.h"
 #include "support/heap_failure.h"
+#include "support/loader_access.h"
 #include "tarnixcore/host_program.h"
 #include "tarnixcore/obj_file_loader.h"
 
@@ -29,19 +30,24 @@ class RecordTable : public SymbolTable {
   ~RecordTable() override { Reset(nullptr); }
 
  protected:
-  void ReleaseModules(DescModule* modules) override {
-    for (DescModule* module = modules; module != nullptr; module = module->next) {
-      module->heap = HEAP_Release(module->heap);
-    }
-  }
+  void ReleaseModules(DescModule* modules) override { ReleaseModuleHeaps(modules); }
 };
+
+// What the loader hands out as its last failure; empty texts for none.
+inline LoaderFailure LastFailure(ElfLoader& loader) {
+  LoaderFailure failure = {};
+  Argument argument = {nullptr, sizeof(failure), reinterpret_cast<char*>(&failure)};
+  const int result = loader.Execute(REQUEST_LAST_FAILURE, &argument);
+  EXPECT_EQ(result, failure.text[0] != 0 ? 1 : 0);
+  return failure;
+}
 
 class HostTest : public testing::Test {
  protected:
   void SetUp() override {
     liveHeaps_ = HEAP_LiveCount();
-    // It survives from one file to the next. Every test begins as behind a standard line program.
-    dwarf2State.opcodeBase = FIRST_STANDARD_OPCODE_BASE;
+    // The opcode base survives from one file to the next. Every test begins as after a standard line program.
+    LoaderTestAccess::SetOpcodeBase(loader, 10);
     HostHandlers handlers;
     handlers.context = this;
     handlers.message = [](void* test, const char* text) { static_cast<HostTest*>(test)->messages_.emplace_back(text); };
@@ -63,7 +69,7 @@ class HostTest : public testing::Test {
     table.Reset(nullptr);
     HOST_SetHandlers(handlersBefore_);
     EXPECT_EQ(messages_, Texts{}) << "messages that the test did not expect";
-    EXPECT_EQ(HEAP_LiveCount(), liveHeaps_) << "heaps that stay behind";
+    EXPECT_EQ(HEAP_LiveCount(), liveHeaps_) << "heaps that are left over";
   }
 
   // What the user has seen since the last call, in order; boxes as "CAPTION: TEXT".
@@ -76,7 +82,7 @@ class HostTest : public testing::Test {
     built = opened != 0 ? loader.Build(&table) : 0;
     return table.Modules();
   }
-  // The same, with every module filled. `extended` tells how many fills succeeded.
+  // The same, with every module filled. `extended` counts the fills that succeeded.
   DescModule* LoadAndExtend(const ElfFile& file) {
     extended = 0;
     for (DescModule* module = Load(file); module != nullptr; module = module->next) {

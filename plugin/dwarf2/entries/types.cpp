@@ -1,28 +1,13 @@
-// Arrays, function types, derived types and basic types.
+// Types: arrays, function types, derived and basic types, structures, unions, classes, enumerations.
 #include <cstdio>
 #include <iterator>
 
-#include "dwarf2/entries/entries.h"
+#include "dwarf2/entries/entry_walk.h"
+#include "dwarf2/entries/type_rows.h"
 
 namespace {
 
-constexpr int32_t BITS_PER_BYTE = 8;
-constexpr uint32_t ADDRESS_CLASS_FLAGGED = 1;  // the one DW_AT_address_class that leaves a trace
 constexpr int MADE_UP_NAME_SIZE = 32;
-
-// DescEncoding by DW_ATE_ value; other values leave the encoding as it is.
-constexpr uint32_t encodingRows[] = {
-    ENCODING_NONE,           // 0
-    ENCODING_ADDRESS,        // DW_ATE_address
-    ENCODING_BOOLEAN,        // DW_ATE_boolean
-    ENCODING_COMPLEX,        // DW_ATE_complex_float
-    ENCODING_FLOAT,          // DW_ATE_float
-    ENCODING_SIGNED,         // DW_ATE_signed
-    ENCODING_SIGNED_CHAR,    // DW_ATE_signed_char
-    ENCODING_UNSIGNED,       // DW_ATE_unsigned
-    ENCODING_UNSIGNED_CHAR,  // DW_ATE_unsigned_char
-};
-static_assert(std::size(encodingRows) == DW_ATE_unsigned_char + 1);
 
 // Word of a nameless basic type, by DescEncoding; with a size it reads word(size).
 constexpr const char* encodingWords[] = {
@@ -30,92 +15,47 @@ constexpr const char* encodingWords[] = {
 };
 static_assert(std::size(encodingWords) == ENCODING_ADDRESS + 1);
 
-void ReadArrayAttribute(ElfImage* image, DescModule* module, const AbbrevAttribute& pair, DescType* type) {
-  switch (pair.attribute) {
-    case DW_AT_byte_size: {
-      const auto size = static_cast<int32_t>(ReadConstantForm(image, pair.form));
-      type->byteSize = type->byteSize == 0 ? size : type->byteSize;
-      break;
-    }
-    case DW_AT_stride_size: {
-      const auto bits = static_cast<int32_t>(ReadConstantForm(image, pair.form));
-      type->byteSize = -(bits / BITS_PER_BYTE);
-      break;
-    }
-    case DW_AT_type:
-      type->element.type = ReadTypeReference(image, module, pair.form);
-      break;
-    default:
-      ReadTypeAttribute(image, module, pair, type);
-      break;
-  }
-}
-
-// A missing bound is 0. A dimension without any, or with a count only, so has one element.
-DescDimension* ReadSubrange(ElfImage* image, DescModule* module, const AbbrevEntry* abbrev) {
-  auto* dimension = NewEntryRecord<DescDimension>(module->heap);
-  if (dimension == nullptr) {
-    return nullptr;
-  }
-  for (const AbbrevAttribute& pair : StepsOf(abbrev)) {
-    switch (pair.attribute) {
-      case DW_AT_lower_bound:
-        dimension->low = static_cast<int32_t>(ReadConstantForm(image, pair.form));
-        break;
-      case DW_AT_upper_bound:
-        dimension->high = static_cast<int32_t>(ReadConstantForm(image, pair.form));
-        break;
-      default:
-        SkipStep(image, pair.form);
-        break;
-    }
-  }
-  return dimension;
-}
-
-void ReadBaseTypeAttribute(ElfImage* image, DescModule* module, const AbbrevAttribute& pair, DescType* type) {
-  switch (pair.attribute) {
-    case DW_AT_encoding: {
-      const uint32_t value = ReadConstantForm(image, pair.form);
-      if (value != 0 && value < std::size(encodingRows)) {
-        type->items.encoding = encodingRows[value];
-      }
-      break;
-    }
-    case DW_AT_type:
-      type->target.type = ReadTypeReference(image, module, pair.form);
-      break;
-    default:
-      ReadTypeAttribute(image, module, pair, type);
-      break;
-  }
-}
-
-// Without memory for it the type keeps its fixed word.
-void MakeUpName(DescModule* module, DescType* type) {
-  char text[MADE_UP_NAME_SIZE];
-  const char* word = encodingWords[type->items.encoding];
-  if (type->byteSize == 0) {
-    std::snprintf(text, sizeof(text), "%s", word);
-  } else {
-    std::snprintf(text, sizeof(text), "%s(%ld)", word, static_cast<long>(type->byteSize));
-  }
-  const size_t size = std::strlen(text) + 1;
-  auto* name = static_cast<char*>(HEAP_Get(module->heap, size));
-  if (name != nullptr) {
-    std::memcpy(name, text, size);
-    type->name = name;
-  }
-}
+constexpr uint32_t LAST_TYPE_TAG = DW_TAG_volatile_type;
 
 }  // namespace
 
-DescType* BeginType(DescModule* module, const AbbrevEntry* abbrev, uint32_t entryOffset) {
-  DescType* type = FindOrAddType(module, entryOffset);
-  const TypeTagRow* row = FindTypeTag(abbrev->tag);
-  if (type == nullptr || row == nullptr) {
+// An enumeration is named as a basic type is.
+// clang-format off
+constexpr EntryWalk::TypeRow EntryWalk::typeRows[] = {
+    {DW_TAG_array_type,       KIND_ARRAY,     "array",        &EntryWalk::ReadArray},
+    {DW_TAG_class_type,       KIND_CLASS,     "class",        &EntryWalk::ReadAggregate},
+    {DW_TAG_enumeration_type, KIND_ENUM,      UNDEFINED_TYPE, &EntryWalk::ReadEnumeration},
+    {DW_TAG_pointer_type,     KIND_POINTER,   "pointer",      &EntryWalk::ReadDerivedType},
+    {DW_TAG_reference_type,   KIND_REFERENCE, "reference",    &EntryWalk::ReadDerivedType},
+    {DW_TAG_structure_type,   KIND_STRUCT,    "struct",       &EntryWalk::ReadAggregate},
+    {DW_TAG_subroutine_type,  KIND_FUNCTION,  "function",     &EntryWalk::ReadFunctionType},
+    {DW_TAG_typedef,          KIND_TYPEDEF,   "typedef",      &EntryWalk::ReadDerivedType},
+    {DW_TAG_union_type,       KIND_UNION,     "union",        &EntryWalk::ReadAggregate},
+    {DW_TAG_base_type,        KIND_BASIC,     UNDEFINED_TYPE, &EntryWalk::ReadBasicType},
+    {DW_TAG_const_type,       KIND_CONST,     "const",        &EntryWalk::ReadDerivedType},
+    {DW_TAG_volatile_type,    KIND_VOLATILE,  "volatile",     &EntryWalk::ReadDerivedType},
+};
+// clang-format on
+
+const EntryWalk::TypeRow* EntryWalk::FindTypeRow(uint32_t tag) {
+  struct RowByTag {
+    uint8_t rows[LAST_TYPE_TAG + 1] = {};  // the row's number plus 1, 0 for none
+    constexpr RowByTag() {
+      for (size_t i = 0; i < std::size(typeRows); ++i) {
+        rows[typeRows[i].tag] = static_cast<uint8_t>(i + 1);
+      }
+    }
+  };
+  static constexpr RowByTag byTag;
+  return tag <= LAST_TYPE_TAG && byTag.rows[tag] != 0 ? &typeRows[byTag.rows[tag] - 1] : nullptr;
+}
+
+DescType* EntryWalk::BeginType(const AbbrevEntry* entry, uint32_t entryOffset) {
+  DescType* type = types_.FindOrAdd(entryOffset);
+  if (type == nullptr) {
     return nullptr;
   }
+  const TypeRow* row = FindTypeRow(entry->tag);
   type->name = FixedWord(row->word);
   type->byteSize = 0;
   type->kind = row->kind;
@@ -125,103 +65,136 @@ DescType* BeginType(DescModule* module, const AbbrevEntry* abbrev, uint32_t entr
   return type;
 }
 
-void ReadTypeAttribute(ElfImage* image, DescModule* module, const AbbrevAttribute& pair, DescType* type) {
-  if (pair.attribute == DW_AT_name) {
-    char* name = ReadStringForm(image, pair.form, module->heap, 1);
-    type->name = name[0] != 0 ? name : type->name;
-  } else if (pair.attribute == DW_AT_byte_size) {
-    type->byteSize = static_cast<int32_t>(ReadConstantForm(image, pair.form));
-  } else {
-    SkipStep(image, pair.form);
-  }
-}
-
-void ReadDwarf2Array(ElfImage* image, DescModule* module, const AbbrevEntry* abbrev, uint32_t entryOffset) {
-  DescType* type = BeginType(module, abbrev, entryOffset);
+DescType* EntryWalk::ReadArray(AbbrevEntry* entry, uint32_t entryOffset) {
+  DescType* type = BeginType(entry, entryOffset);
   if (type == nullptr) {
-    return;
+    return nullptr;
   }
-  type->element.type = dwarf2State.undefinedType;
-  for (const AbbrevAttribute& pair : StepsOf(abbrev)) {
-    ReadArrayAttribute(image, module, pair, type);
-  }
+  type->element.type = build_->undefinedType;
+  RunPlan(&info_, entry, RecordKind::array, type);
   ListTail<DescDimension> dimensions(&type->items.dimensions);
   uint32_t count = 0;
-  ForEachChild(image, abbrev, [&](const AbbrevEntry* child, uint32_t childOffset) {
+  ForEachChild(entry, [&](AbbrevEntry* child, uint32_t childOffset) {
     if (child->tag == DW_TAG_subrange_type) {
-      dimensions.Append(ReadSubrange(image, module, child));
+      auto* dimension = heap_->New<DescDimension>();
+      if (dimension != nullptr) {
+        RunPlan(&info_, child, RecordKind::dimension, dimension);
+      }
+      dimensions.Append(dimension);
       ++count;
     } else if (child->tag == DW_TAG_enumeration_type) {
       // A dimension given by an enumeration: a type of its own, and no dimension comes of it.
-      ReadDwarf2Entry(image, module, child, childOffset);
+      ReadEntry(child, childOffset);
     } else {
-      SkipDwarf2Entry(image, child);
+      SkipEntry(child);
     }
   });
   type->target.count = type->items.dimensions != nullptr ? count - 1 : 0;
+  return type;
 }
 
-void ReadDwarf2FunctionType(ElfImage* image, DescModule* module, const AbbrevEntry* abbrev, uint32_t entryOffset) {
-  DescType* type = BeginType(module, abbrev, entryOffset);
+DescType* EntryWalk::ReadFunctionType(AbbrevEntry* entry, uint32_t entryOffset) {
+  DescType* type = BeginType(entry, entryOffset);
   if (type == nullptr) {
-    return;
+    return nullptr;
   }
-  type->target.type = dwarf2State.voidType;
-  for (const AbbrevAttribute& pair : StepsOf(abbrev)) {
-    switch (pair.attribute) {
-      case DW_AT_prototyped:
-        type->element.prototyped = ReadFlagForm(image, pair.form);
-        break;
-      case DW_AT_type:
-        type->target.type = ReadTypeReference(image, module, pair.form);
-        break;
-      default:
-        ReadTypeAttribute(image, module, pair, type);
-        break;
-    }
-  }
+  type->target.type = build_->voidType;
+  RunPlan(&info_, entry, RecordKind::functionType, type);
   ListTail<DescVar> params(&type->items.params);
-  ForEachChild(image, abbrev, [&](const AbbrevEntry* child, uint32_t childOffset) {
+  ForEachChild(entry, [&](AbbrevEntry* child, uint32_t childOffset) {
     if (child->tag == DW_TAG_formal_parameter) {
-      params.Append(ReadDwarf2Variable(image, module, child));
+      params.Append(ReadVariable(child));
     } else {
-      ReadDwarf2Entry(image, module, child, childOffset);
+      ReadEntry(child, childOffset);
     }
   });
+  return type;
 }
 
 // Children are not walked: they follow as further entries of the same level.
-void ReadDerivedType(ElfImage* image, DescModule* module, const AbbrevEntry* abbrev, uint32_t entryOffset) {
-  DescType* type = BeginType(module, abbrev, entryOffset);
-  if (type == nullptr) {
-    return;
+DescType* EntryWalk::ReadDerivedType(AbbrevEntry* entry, uint32_t entryOffset) {
+  DescType* type = BeginType(entry, entryOffset);
+  if (type != nullptr) {
+    RunPlan(&info_, entry, RecordKind::derivedType, type);
   }
-  for (const AbbrevAttribute& pair : StepsOf(abbrev)) {
-    switch (pair.attribute) {
-      case DW_AT_address_class:
-        if (ReadConstantForm(image, pair.form) == ADDRESS_CLASS_FLAGGED) {
-          type->element.flags.flags |= TYPE_FLAG_ADDRESS_CLASS;
-        }
-        break;
-      case DW_AT_type:
-        type->target.type = ReadTypeReference(image, module, pair.form);
-        break;
-      default:
-        ReadTypeAttribute(image, module, pair, type);
-        break;
-    }
+  return type;
+}
+
+DescType* EntryWalk::ReadBasicType(AbbrevEntry* entry, uint32_t entryOffset) {
+  DescType* type = BeginType(entry, entryOffset);
+  if (type == nullptr) {
+    return nullptr;
+  }
+  RunPlan(&info_, entry, RecordKind::basicType, type);
+  if (type->name == UNDEFINED_TYPE) {
+    MakeUpName(type);
+  }
+  return type;
+}
+
+// Without memory for it the type keeps its fixed word, and nothing fails.
+void EntryWalk::MakeUpName(DescType* type) {
+  char text[MADE_UP_NAME_SIZE];
+  const char* word = encodingWords[type->items.encoding];
+  if (type->byteSize == 0) {
+    std::snprintf(text, sizeof(text), "%s", word);
+  } else {
+    std::snprintf(text, sizeof(text), "%s(%ld)", word, static_cast<long>(type->byteSize));
+  }
+  const size_t length = std::strlen(text);
+  char* name = heap_->TryNewText(length);
+  if (name != nullptr) {
+    std::memcpy(name, text, length + 1);
+    type->name = name;
   }
 }
 
-void ReadBaseType(ElfImage* image, DescModule* module, const AbbrevEntry* abbrev, uint32_t entryOffset) {
-  DescType* type = BeginType(module, abbrev, entryOffset);
+// Members and base classes share one list, in file order. Types declared inside go on the module's list.
+DescType* EntryWalk::ReadAggregate(AbbrevEntry* entry, uint32_t entryOffset) {
+  DescType* type = BeginType(entry, entryOffset);
   if (type == nullptr) {
-    return;
+    return nullptr;
   }
-  for (const AbbrevAttribute& pair : StepsOf(abbrev)) {
-    ReadBaseTypeAttribute(image, module, pair, type);
+  RunPlan(&info_, entry, RecordKind::aggregate, type);
+  ListTail<DescVar> members(&type->items.members);
+  ListTail<DescProc> memberFunctions(&type->target.memberFunctions);
+  ForEachChild(entry, [&](AbbrevEntry* child, uint32_t childOffset) {
+    switch (child->tag) {
+      case DW_TAG_member:
+      case DW_TAG_inheritance:
+        members.Append(ReadVariable(child));
+        break;
+      case DW_TAG_subprogram:
+        memberFunctions.Append(ReadSubprogram(child));
+        break;
+      default:
+        ReadEntry(child, childOffset);
+        break;
+    }
+  });
+  return type;
+}
+
+// Named and sized as a basic type is; a DW_AT_type is dropped.
+DescType* EntryWalk::ReadEnumeration(AbbrevEntry* entry, uint32_t entryOffset) {
+  DescType* type = ReadBasicType(entry, entryOffset);
+  if (type == nullptr) {
+    return nullptr;
   }
-  if (type->name == UNDEFINED_TYPE) {
-    MakeUpName(module, type);
-  }
+  type->target.word = 0;
+  type->items.word = 0;
+  ListTail<DescEnumerator> enumerators(&type->items.enumerators);
+  ForEachChild(entry, [&](AbbrevEntry* child, uint32_t) {
+    if (child->tag != DW_TAG_enumerator) {
+      SkipEntry(child);
+      return;
+    }
+    auto* enumerator = heap_->New<DescEnumerator>();
+    if (enumerator != nullptr) {
+      enumerator->name = EmptyString();
+      RunPlan(&info_, child, RecordKind::enumerator, enumerator);
+    }
+    enumerators.Append(enumerator);
+  });
+  return type;
 }

@@ -1,0 +1,19 @@
+// Whether a location expression is a fixed address, and which.
+#pragma once
+
+#include <cstdint>
+
+#include "elf/cursor.h"
+#include "records/debug_records.h"
+
+constexpr uint8_t OPERATION_ADDRESS = 3;  // DW_OP_addr, and OP_ADDR of DWARF 1; four bytes of address follow
+
+// The address of an expression that begins with the operation; false for any other. A null location has none.
+inline bool StaticAddressOf(const DescLocation* location, bool littleEndian, uint32_t* address) {
+  if (location == nullptr || location->expression == nullptr || location->expression[0] != OPERATION_ADDRESS) {
+    return false;
+  }
+  const uint8_t* bytes = location->expression + 1;
+  *address = littleEndian ? Cursor::Little32(bytes) : Cursor::Big32(bytes);
+  return true;
+}

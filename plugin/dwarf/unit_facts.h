@@ -1,0 +1,12 @@
+// What a unit's own entry says in codes and words that both formats share: language and producer.
+#pragma once
+
+#include <cstdint>
+
+// The DescLanguage of a language attribute's value (AT_language and DW_AT_language share their codes).
+uint32_t LanguageOf(uint32_t attributeValue);
+
+// Whether a producer counts bit offsets from the low end of the storage unit. The whole text is compared.
+bool NumbersBitsFromLowEnd(const char* producer);
+
+constexpr uint32_t BITS_FROM_LOW_END = 1;  // DescModuleExt.bitNumbering of such a producer

@@ -1,0 +1,22 @@
+// What the DWARF 2 reader keeps in the table heap beside the records: for a build the texts of .debug_str, for a module
+// the places that a fill begins at.
+#pragma once
+
+#include "dwarf2/string_section.h"
+#include "records/desc_module.h"
+#include "tarnixcore/heap.h"
+
+struct Dwarf2Build : BuildRecords {
+  mem_desc* tableHeap;
+  StringSection strings;
+};
+
+// What a fill needs to find its unit again, beside the fields that a host knows.
+struct Dwarf2ModuleExt : ReaderModuleExt {
+  uint32_t unitEnd;       // of the unit in .debug_info, as its length has it
+  uint32_t abbrevOffset;  // of its abbreviations in .debug_abbrev
+};
+
+inline Dwarf2Build* Dwarf2BuildOf(const DescModule* module) {
+  return static_cast<Dwarf2Build*>(BuildOf(module));
+}

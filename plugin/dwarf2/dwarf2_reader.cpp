@@ -1,0 +1,156 @@
+#include "dwarf2/dwarf2_reader.h"
+
+#include <new>
+
+#include "dwarf2/index/frames.h"
+#include "dwarf2/index/name_index.h"
+#include "elf/source_date.h"
+#include "tarnixcore/obj_file_loader.h"
+#include "tarnixcore/text.h"
+
+namespace {
+
+constexpr uint32_t NO_LINE = 0xFFFFFFFF;
+constexpr int LINES_AS_PUBLISHED = 1;
+
+// Whether the unit itself says that it has code at address 0.
+bool HoldsAddressZero(const DescModule* module) {
+  if (module->hasRange != 0 && module->lowPc == 0 && module->highPc != 0) {
+    return true;
+  }
+  for (const DescAddrRange* range = module->ext->addrRanges; range != nullptr; range = range->next) {
+    if (range->low == 0 && range->high != NO_LINE) {
+      return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace
+
+Dwarf2Reader::Dwarf2Reader(Failure* failure, Allowance* allowance)
+    : failure_(failure),
+      allowance_(allowance),
+      tableHeap_(failure, allowance),
+      moduleHeap_(failure, allowance),
+      index_(failure, allowance),
+      scan_(failure, allowance),
+      lines_(failure, allowance, &moduleHeap_),
+      entries_(failure, allowance, &moduleHeap_) {}
+
+void Dwarf2Reader::Open(ElfImage* image) {
+  image_ = image;
+  if (image == nullptr) {
+    return;
+  }
+  const bool littleEndian = ELF_IsLittleEndian(image);
+  sections_ = FindDwarf2Sections(image);
+  index_.Use(image->file, littleEndian);
+  scan_.Use(image->file, littleEndian, &sections_);
+  lines_.Use(image->file, littleEndian);
+  entries_.Use(image->file, littleEndian, &sections_);
+}
+
+Dwarf2Build* Dwarf2Reader::MakeBuild(mem_desc* tableHeap) {
+  tableHeap_.Use(tableHeap);
+  void* memory = tableHeap_.Get(sizeof(Dwarf2Build));
+  DescType* voidType = NewSharedType(&tableHeap_, "void");
+  DescType* undefinedType = NewSharedType(&tableHeap_, UNDEFINED_TYPE);
+  if (memory == nullptr || voidType == nullptr || undefinedType == nullptr) {
+    return nullptr;
+  }
+  auto* build = new (memory) Dwarf2Build{};
+  build->voidType = voidType;
+  build->undefinedType = undefinedType;
+  build->tableHeap = tableHeap;
+  return build;
+}
+
+int Dwarf2Reader::ReadModules(mem_desc* tableHeap, DescModule** modules) {
+  failure_->Clear();
+  allowance_->Grant(static_cast<uint64_t>(image_->file->Size()));
+  index_.Use(image_->file, ELF_IsLittleEndian(image_));  // its window was in the table heap of the build before
+  Dwarf2Build* build = MakeBuild(tableHeap);
+  if (build == nullptr) {
+    return 0;
+  }
+  if (!sections_.info.exists) {
+    failure_->Note(".debug_info", Failure::NO_OFFSET, "the section is missing");
+    return 0;
+  }
+  if (sections_.info.size == 0) {
+    *modules = nullptr;
+    return 1;
+  }
+  DescModule* scanned = nullptr;
+  if (!scan_.Run(&tableHeap_, build, &scanned)) {
+    return 0;
+  }
+  *modules = scanned;
+  if (scanned != nullptr) {
+    scanned->ext->frames =
+        ReadDwarf2Frames(&index_, image_->file, sections_.frame, &tableHeap_, scanned->ext->addressSize);
+  }
+  ReadDwarf2NameIndexes(&index_, image_->file, sections_, scanned, &tableHeap_);
+  return *failure_ ? 0 : 1;
+}
+
+// The one-row block of a module without line rows, so that `lineBlocks` is never null after a fill.
+void Dwarf2Reader::MakeDefaultLineBlock(DescModule* module) {
+  auto* block = moduleHeap_.New<DescLineBlock>();
+  if (block == nullptr) {
+    return;
+  }
+  module->lineBlocks = block;
+  block->fileName = EmptyString();
+  auto* rows = moduleHeap_.NewArray<uint32_t>(3);
+  if (rows != nullptr) {
+    rows[0] = rows[1] = rows[2] = NO_LINE;
+    block->count = 1;
+    block->addresses = &rows[0];
+    block->lines = &rows[1];
+    block->columns = &rows[2];
+  }
+}
+
+void Dwarf2Reader::FillLines(DescModule* module, L_list* ranges) {
+  const bool asPublished = TE_WhichByKey("LINEPROGRAM", "LOADER|DWARF2", 0) == LINES_AS_PUBLISHED;
+  const LineRules rules = {
+      .addressSize = module->ext->addressSize,
+      .actsAsPublished = asPublished,
+      .keepsAddressZero = asPublished && HoldsAddressZero(module),
+  };
+  lines_.Run(sections_.line, module->ext->lineOffset, rules, ranges, &opcodeBase_);
+  module->files = lines_.Files();
+  module->lineBlocks = lines_.Blocks();
+  if (module->files != nullptr) {
+    CheckSourceDate(image_, module->files->baseName);
+  }
+  if (module->lineBlocks == nullptr) {
+    MakeDefaultLineBlock(module);
+  }
+}
+
+int Dwarf2Reader::FillModule(DescModule* module, L_list* ranges) {
+  failure_->Clear();
+  failure_->SetUnit(module->name);
+  module->loadedKinds |= SYM_LOAD_ALL;
+  if (!allowance_->IsLeft()) {
+    failure_->Note(".debug_info", module->ext->unitOffset, "parts of the file are read over and over");
+  } else {
+    moduleHeap_.Use(module->heap);
+    FillLines(module, ranges);
+    if (sections_.info.exists) {
+      // A producer of the reduced line program counts references from the start of the section.
+      const UnitForms unit = {
+          .addressSize = module->ext->addressSize,
+          .unitBase = IsReducedVariant(opcodeBase_) ? 0 : module->ext->unitOffset,
+      };
+      entries_.Run(module, Dwarf2BuildOf(module), unit);
+    } else {
+      failure_->Note(".debug_info", Failure::NO_OFFSET, "the section is missing");
+    }
+  }
+  failure_->SetUnit(nullptr);
+  return *failure_ ? 0 : 1;
+}

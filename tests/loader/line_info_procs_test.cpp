@@ -1,0 +1,152 @@
+// What the loader does on records alone: line-info procedures and module names, without memory too.
+#include "loader/line_info_procs.h"
+
+#include <gtest/gtest.h>
+
+#include "loader/unique_names.h"
+#include "support/describe.h"
+#include "support/random.h"
+
+namespace {
+
+struct Range {
+  uint32_t low, high;
+};
+
+// The rule itself: a range against all procedures in list order, those that were added meanwhile included.
+void Cover(std::vector<Range>& procs, uint32_t low, uint32_t high) {
+  if (low >= high) return;
+  for (size_t i = 0; i < procs.size(); ++i) {
+    const Range proc = procs[i];
+    if (proc.low >= proc.high) continue;
+    if (proc.low <= low) {
+      if (high <= proc.high) return;
+      if (low < proc.high) low = proc.high;
+    }
+    if (proc.low <= high && high < proc.high) high = proc.low;
+    if (low < proc.low && proc.high < high) {
+      Cover(procs, low, proc.low);
+      low = proc.high;
+    }
+  }
+  if (low < high) procs.push_back({low, high});
+}
+
+// A module as a fill leaves it, with ranges of line rows.
+class Records : public testing::Test {
+ protected:
+  ~Records() override {
+    HEAP_FailFrom(0);
+    L_FreeList(&ranges_, L_Nop);
+    HEAP_Release(heap_);
+  }
+
+  DescModule* Module(const std::vector<Range>& procs, char* name = EmptyString()) {
+    auto* module = records_.New<DescModule>();
+    module->heap = heap_;
+    module->name = name;
+    ListTail<DescProc> tail(&module->procs);
+    for (const Range& range : procs) {
+      auto* proc = records_.New<DescProc>();
+      proc->name = EmptyString();
+      proc->lowPc = range.low;
+      proc->highPc = range.high;
+      tail.Append(proc);
+    }
+    return module;
+  }
+  void AddRange(uint32_t low, uint32_t last) {
+    auto* range = records_.New<DescLineRange>();
+    *range = {low, last};
+    L_InsertData(ranges_, L_AT_TAIL, L_Nop, range);
+  }
+  void Begin() {
+    L_FreeList(&ranges_, L_Nop);
+    HEAP_Release(heap_);
+    ranges_ = L_Create(nullptr);
+    records_.Use(heap_ = HEAP_Create(0, 0, 0));
+    allowance_.Grant(10000);
+  }
+
+  Failure failure_;
+  Allowance allowance_;
+  mem_desc* heap_ = nullptr;
+  L_list* ranges_ = nullptr;
+  RecordHeap records_{&failure_, &allowance_};
+};
+
+TEST_F(Records, LineRangesAreCoveredAsTheRuleSays) {
+  Random random(3);
+  for (int round = 0; round < 3000; ++round) {
+    Begin();
+    const uint32_t addresses = 2 + random.below(round % 8 == 0 ? 2000 : 30);
+    const uint32_t base = round % 5 == 0 ? 0U - addresses : 0;  // up to the last address
+    const uint32_t size = 1 + random.below(addresses);
+    std::vector<Range> procs;
+    for (uint32_t count = random.below(round % 8 == 0 ? 300 : 12); count > 0; --count) {
+      const uint32_t low = base + random.below(addresses);
+      procs.push_back({low, low + random.below(size)});
+    }
+    if (round % 3 == 0) std::sort(procs.begin(), procs.end(), [](Range a, Range b) { return a.low < b.low; });
+    DescModule* module = Module(procs);
+    const size_t own = procs.size();
+    for (uint32_t count = 1 + random.below(12); count > 0; --count) {
+      const uint32_t low = base + random.below(addresses);
+      const uint32_t last = base == 0 ? low + random.below(addresses) : 0xFFFFFFFF - random.below(0U - low);
+      AddRange(low, last);
+      Cover(procs, low, last == 0xFFFFFFFF ? last : last + 1);
+    }
+    AddLineInfoProcs(module, ranges_, &allowance_);
+    Texts expected;
+    for (const Range& proc : procs) {
+      const std::string name = "Line Info from 0x" + Hex(proc.low) + " to 0x" + Hex(proc.high);
+      expected.push_back((expected.size() < own ? "" : name) + " " + Hex(proc.low) + "-" + Hex(proc.high));
+    }
+    ASSERT_EQ(Described(module->procs), expected) << round;
+  }
+}
+
+// Each of so many ranges meets each of so many procedures.
+TEST_F(Records, LineRangesTakeNoMoreThanTheAllowance) {
+  Begin();
+  std::vector<Range> procs;
+  for (uint32_t i = 0; i < 20000; ++i) procs.push_back({2 * i, 2 * i + 1});
+  DescModule* module = Module(procs);
+  for (uint32_t i = 0; i < 1000; ++i) AddRange(0, 40000 + i);
+  allowance_.Grant(200000);
+  AddLineInfoProcs(module, ranges_, &allowance_);
+  EXPECT_FALSE(allowance_.IsLeft());
+  EXPECT_GT(Names(module->procs).size(), 39999u) << "the first range is covered";
+}
+
+TEST_F(Records, WithoutMemoryARangeStaysUncovered) {
+  const Texts covered = {" 10-20", "Line Info from 0x0 to 0x10 0-10", "Line Info from 0x20 to 0x31 20-31"};
+  Texts procs;
+  for (size_t call = 1; procs != covered; ++call) {
+    Begin();
+    DescModule* module = Module({{0x10, 0x20}});
+    AddRange(0, 0x30);
+    HEAP_FailFrom(call, 1);
+    AddLineInfoProcs(module, ranges_, &allowance_);
+    const bool failed = HEAP_FailFrom(0) != 0;
+    procs = Described(module->procs);
+    EXPECT_EQ(procs != covered, failed) << call;  // a record, or its name
+    EXPECT_EQ(procs[0], covered[0]);
+  }
+}
+
+TEST_F(Records, WithoutMemoryAModuleKeepsItsName) {
+  for (const auto& [call, names] : {std::pair{0, Texts{"1:a", "b", "2:a", "3:a"}},
+                                    {1, Texts{"a", "b", "2:a", "3:a"}},
+                                    {2, Texts{"1:a", "b", "a", "3:a"}}}) {
+    Begin();
+    DescModule* modules = nullptr;
+    for (const char* name : {"a", "a", "b", "a"}) Prepend(&modules, Module({}, FixedWord(name)));
+    HEAP_FailFrom(static_cast<size_t>(call), 1);
+    MakeUnique(modules, &allowance_);
+    HEAP_FailFrom(0);
+    EXPECT_EQ(Names(modules), names);
+  }
+}
+
+}  // namespace
