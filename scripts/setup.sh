@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Installs what is missing of the Debian packages that a task needs. Asks for nothing; does nothing when all is there.
 #
-#   scripts/setup.sh [test|check|fuzz|platforms]
+#   scripts/setup.sh [test|check|bench|fuzz|platforms]
 #
-# test, the default: to build and to test; check: for scripts/lint.sh and .ci/run as well; fuzz and platforms: for the
+# test, the default: to build and to test; check: for scripts/lint.sh and .ci/run as well; bench, fuzz and platforms: for the
 # scripts of that name as well.
 set -euo pipefail
 
@@ -24,6 +24,7 @@ packages=(
 case "${1:-test}" in
   test) ;;
   check) packages+=(clang-14 clang-format-14 clang-tidy-14 cppcheck) ;;
+  bench) packages+=(binutils libbenchmark-dev libdw-dev) ;;
   fuzz) packages+=(clang-14 libclang-rt-14-dev) ;;
   platforms)
     packages+=(
@@ -36,7 +37,7 @@ case "${1:-test}" in
       wine64
     )
     ;;
-  *) echo "usage: scripts/setup.sh [test|check|fuzz|platforms]" >&2; exit 2 ;;
+  *) echo "usage: scripts/setup.sh [test|check|bench|fuzz|platforms]" >&2; exit 2 ;;
 esac
 
 missing=()
