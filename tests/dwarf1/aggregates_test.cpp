@@ -102,9 +102,9 @@ TEST_P(Dwarf1Aggregates, MembersAndMemberFunctions) {
             .entry(TAG_member, {at::name("b"), at::userType("inner")}).end()));
     // clang-format on
     const DescType* type = types[0];
-    EXPECT_EQ(TypeText(type), word + " " + word);
+    EXPECT_EQ(TypeText(type), std::string(word).append(" ").append(word));
     EXPECT_EQ(type->byteSize, 12);
-    EXPECT_EQ(VarTexts(type->items.members), (Texts{"a: char", "b: " + word + " inner"}));
+    EXPECT_EQ(VarTexts(type->items.members), (Texts{"a: char", std::string("b: ").append(word).append(" inner")}));
     EXPECT_EQ(ProcTexts(type->target.memberFunctions), (Texts{"f: int 0..0"}));
     EXPECT_EQ(VarTexts(type->target.memberFunctions->params), (Texts{"this: *" + word + " inner"}));
     EXPECT_EQ(VarTexts(type->target.memberFunctions->locals), (Texts{"i: int"}));

@@ -140,7 +140,8 @@ inline Texts TypeTexts(const DescModule* module) {
 template <class Record, class Function>
 Texts HostListed(L_list* list, Function text) {
   Texts texts;
-  for (void* data = L_First(list); data != nullptr; data = L_Next(list))
+  for (void* data = L_First(list); data != nullptr; data = L_Next(list)) {
     texts.push_back(text(*static_cast<Record*>(data)));
+  }
   return texts;
 }

@@ -119,8 +119,8 @@ TEST_P(Dwarf1LineTable, MergedUnitsKeepTheirFilesAndBlocks) {
 TEST_P(Dwarf1LineTable, UnitsThatShareATableEnd) {
   constexpr uint32_t UNITS = 2000;
   Bytes debug;
-  for (uint32_t i = 1; i <= UNITS; ++i) {
-    debug.u32(12).u16(TAG_compile_unit).u16(AT_sibling | +FORM_REF).u32(16 * i).u32(4);
+  for (uint32_t end = 16; end <= 16 * UNITS; end += 16) {
+    debug.u32(12).u16(TAG_compile_unit).u16(AT_sibling | +FORM_REF).u32(end).u32(4);
   }
   for (const uint32_t rows : {3U, 10000U}) {
     const RawBytes file = Dwarf1File(GetParam(), debug).section(".line", LineTable("", 0, Rows(rows))).build();
