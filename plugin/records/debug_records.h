@@ -51,7 +51,7 @@ struct DescModule {
   mem_desc* heap;        // the module heap
   DescType* types;       // all type records of the module, newest first
   uint32_t lowPc;        // low address of the unit
-  uint32_t highPc;       // first address behind the unit
+  uint32_t highPc;       // first address after the unit
   uint32_t loadedKinds;  // SYM_DelayLoadKind bits already loaded; set at the start of the fill, also of one that fails
   uint32_t hasRange;     // 1: lowPc and highPc hold
   DescProc* procs;       // labels by address, then procedures in file order, then the line-info procedures of Extend
@@ -66,7 +66,7 @@ struct DescModule {
 // What a fill needs to find its unit again, and what survives between Build and Extend. All 0 but bitNumbering.
 struct DescModuleExt {
   uint32_t lineOffset;          // of the unit's program in .debug_line, or of its table in .line
-  uint32_t firstEntry;          // of the first entry behind the unit's own, in .debug_info or .debug
+  uint32_t firstEntry;          // of the first entry after the unit's own, in .debug_info or .debug
   AbbrevTable* abbrevs;         // DWARF 2: the reader's; null, since a fill reads the abbreviations when it begins
   uint8_t addressSize;          // DWARF 2: bytes, from the unit header
   Dwarf2Fde* frames;            // DWARF 2, first module only: all frame descriptions, ascending by low address
@@ -92,7 +92,7 @@ struct DescProc {
   DescType* returnType;
   uint32_t prototyped;  // 0 or 1
   uint32_t lowPc;
-  uint32_t highPc;  // first address behind the code; a label without one ends at the next label or with the module
+  uint32_t highPc;  // first address after the code; a label without one ends at the next label or with the module
   uintptr_t reserved1;
   DescLocation* returnAddress;  // DW_AT_return_addr, or null
   DescLocation* frameBase;      // DW_AT_frame_base, or null
@@ -121,7 +121,7 @@ struct DescVar {
 // A location expression and the addresses for which it holds: 0 to 0xFFFFFFFF for a single expression, except in a
 // DWARF 1 lexical block, where it is the block's range.
 //
-// The zeros behind an expression end it for a consumer that walks its operations, and back the operands of a last
+// The zeros after an expression end it for a consumer that walks its operations, and back the operands of a last
 // operation that the file cuts short.
 constexpr uint32_t EXPRESSION_PADDING = 9;
 
@@ -202,7 +202,7 @@ struct DescType {
 
 struct DescFile {
   DescFile* next;
-  char* baseName;  // points into fullName, behind its last slash or backslash
+  char* baseName;  // points into fullName, after its last slash or backslash
   char* fullName;
 };
 
@@ -265,7 +265,7 @@ struct Dwarf2Fde {
   Dwarf2Fde* next;
   Dwarf2Cie* cie;
   uint32_t lowPc;
-  uint32_t highPc;  // first address behind
+  uint32_t highPc;  // first address after it
   uint32_t instructionLength;
   uint8_t* instructions;
 };
