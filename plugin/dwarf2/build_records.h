@@ -2,11 +2,13 @@
 // the places that a fill begins at.
 #pragma once
 
+#include "dwarf2/rules.h"
 #include "dwarf2/string_section.h"
 #include "records/desc_module.h"
 #include "tarnixcore/heap.h"
 
 struct Dwarf2Build : BuildRecords {
+  const Dwarf2Rules* rules;
   mem_desc* tableHeap;
   StringSection strings;
 };

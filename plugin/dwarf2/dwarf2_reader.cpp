@@ -6,12 +6,10 @@
 #include "dwarf2/index/name_index.h"
 #include "elf/source_date.h"
 #include "tarnixcore/obj_file_loader.h"
-#include "tarnixcore/text.h"
 
 namespace {
 
 constexpr uint32_t NO_LINE = 0xFFFFFFFF;
-constexpr int LINES_AS_PUBLISHED = 1;
 
 // Whether the unit itself says that it has code at address 0.
 bool HoldsAddressZero(const DescModule* module) {
@@ -51,7 +49,7 @@ void Dwarf2Reader::Open(ElfImage* image) {
   entries_.Use(image->file, littleEndian, &sections_);
 }
 
-Dwarf2Build* Dwarf2Reader::MakeBuild(mem_desc* tableHeap) {
+Dwarf2Build* Dwarf2Reader::MakeBuild(mem_desc* tableHeap, const Dwarf2Rules& rules) {
   tableHeap_.Use(tableHeap);
   void* memory = tableHeap_.Get(sizeof(Dwarf2Build));
   DescType* voidType = NewSharedType(&tableHeap_, "void");
@@ -63,14 +61,15 @@ Dwarf2Build* Dwarf2Reader::MakeBuild(mem_desc* tableHeap) {
   build->voidType = voidType;
   build->undefinedType = undefinedType;
   build->tableHeap = tableHeap;
+  build->rules = &rules;
   return build;
 }
 
-int Dwarf2Reader::ReadModules(mem_desc* tableHeap, DescModule** modules) {
+int Dwarf2Reader::ReadModules(mem_desc* tableHeap, DescModule** modules, const Dwarf2Rules& rules) {
   failure_->Clear();
   allowance_->Grant(static_cast<uint64_t>(image_->file->Size()));
   index_.Use(image_->file, ELF_IsLittleEndian(image_));  // its window was in the table heap of the build before
-  Dwarf2Build* build = MakeBuild(tableHeap);
+  Dwarf2Build* build = MakeBuild(tableHeap, rules);
   if (build == nullptr) {
     return 0;
   }
@@ -114,7 +113,7 @@ void Dwarf2Reader::MakeDefaultLineBlock(DescModule* module) {
 }
 
 void Dwarf2Reader::FillLines(DescModule* module, L_list* ranges) {
-  const bool asPublished = TE_WhichByKey("LINEPROGRAM", "LOADER|DWARF2", 0) == LINES_AS_PUBLISHED;
+  const bool asPublished = Dwarf2BuildOf(module)->rules->runsLinesAsPublished;
   const LineRules rules = {
       .addressSize = module->ext->addressSize,
       .actsAsPublished = asPublished,

@@ -2,7 +2,7 @@
 //
 //   Dwarf2Reader reader(&failure, &allowance);
 //   reader.Open(image);                                // null: the file is closed
-//   reader.ReadModules(tableHeap, &modules);           // 1 for success
+//   reader.ReadModules(tableHeap, &modules, rules);    // 1 for success
 //   reader.FillModule(module, ranges);                 // 1 for success
 #pragma once
 
@@ -22,8 +22,8 @@ class Dwarf2Reader {
   void Open(ElfImage* image);
 
   // Makes one DescModule per unit; no entry after a unit's first is read. 1 for success. On failure `modules` is set or
-  // left as it was; where it is left, nothing of the scan stays.
-  int ReadModules(mem_desc* tableHeap, DescModule** modules);
+  // left as it was; where it is left, nothing of the scan stays. The modules' fills go by the same rules.
+  int ReadModules(mem_desc* tableHeap, DescModule** modules, const Dwarf2Rules& rules);
 
   // Fills a module from its line program and its entries, and appends DescLineRange records to `ranges`. 1 for success;
   // after a failure what was read before it is kept.
@@ -35,7 +35,7 @@ class Dwarf2Reader {
   void SetOpcodeBase(uint8_t opcodeBase) { opcodeBase_ = opcodeBase; }
 
  private:
-  Dwarf2Build* MakeBuild(mem_desc* tableHeap);
+  Dwarf2Build* MakeBuild(mem_desc* tableHeap, const Dwarf2Rules& rules);
   void FillLines(DescModule* module, L_list* ranges);
   void MakeDefaultLineBlock(DescModule* module);
 

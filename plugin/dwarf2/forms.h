@@ -8,12 +8,23 @@
 
 #include "dwarf/form_shape.h"
 #include "dwarf2/dwarf2_constants.h"
+#include "dwarf2/rules.h"
 #include "elf/cursor.h"
 
 // What the values of a unit depend on.
 struct UnitForms {
   uint8_t addressSize;  // bytes
   uint32_t unitBase;    // added to a unit-relative reference: the unit's offset in .debug_info, or 0
+
+  // What units of later versions depend on beside. The bases are offsets of a unit's part of its section.
+  uint16_t version = 2;
+  uint8_t offsetSize = 4;  // bytes: 8 in the 64-bit format
+  const Dwarf2Rules* rules = &loaderRules;
+  uint32_t strOffsetsBase = 0;  // DW_AT_str_offsets_base
+  uint32_t addrBase = 0;        // DW_AT_addr_base
+  uint32_t loclistsBase = 0;    // DW_AT_loclists_base
+  uint32_t rnglistsBase = 0;    // DW_AT_rnglists_base
+  uint32_t lowPc = 0;           // of the unit: the base of its lists
 };
 
 // The row of a form; a form that DWARF 2 does not have is invalid.

@@ -12,6 +12,18 @@ struct Dwarf2Sections {
   SectionPlace frame;
   SectionPlace pubnames;
   SectionPlace aranges;
+
+  // Of later versions, and of tools that go beyond them.
+  SectionPlace types;
+  SectionPlace lineStr;
+  SectionPlace strOffsets;
+  SectionPlace addr;
+  SectionPlace loclists;
+  SectionPlace ranges;
+  SectionPlace rnglists;
+  SectionPlace names;
+  SectionPlace gnuPubnames;
+  SectionPlace ehFrame;
 };
 
 inline Dwarf2Sections FindDwarf2Sections(const ElfImage* image) {
@@ -24,5 +36,15 @@ inline Dwarf2Sections FindDwarf2Sections(const ElfImage* image) {
       .frame = ELF_PlaceOf(image, ".debug_frame"),
       .pubnames = ELF_PlaceOf(image, ".debug_pubnames"),
       .aranges = ELF_PlaceOf(image, ".debug_aranges"),
+      .types = ELF_PlaceOf(image, ".debug_types"),
+      .lineStr = ELF_PlaceOf(image, ".debug_line_str"),
+      .strOffsets = ELF_PlaceOf(image, ".debug_str_offsets"),
+      .addr = ELF_PlaceOf(image, ".debug_addr"),
+      .loclists = ELF_PlaceOf(image, ".debug_loclists"),
+      .ranges = ELF_PlaceOf(image, ".debug_ranges"),
+      .rnglists = ELF_PlaceOf(image, ".debug_rnglists"),
+      .names = ELF_PlaceOf(image, ".debug_names"),
+      .gnuPubnames = ELF_PlaceOf(image, ".debug_gnu_pubnames"),
+      .ehFrame = ELF_PlaceOf(image, ".eh_frame"),
   };
 }

@@ -53,6 +53,12 @@ int32_t IntSizeOf(const ElfImage* image) {
   return FindProcessor(machine, NOTE_VALUE_DEFAULT).intSize;
 }
 
+// The host's choice for this build.
+const Dwarf2Rules& ChosenRules() {
+  constexpr int PUBLISHED = 1;
+  return TE_WhichByKey("DWARFRULES", "LOADER|PUBLISHED", 0) == PUBLISHED ? publishedRules : loaderRules;
+}
+
 char* CopyText(const char* text) {
   const size_t size = std::strlen(text) + 1;
   auto* copy = static_cast<char*>(std::malloc(size));
@@ -194,7 +200,7 @@ int ElfLoader::ReadModules(mem_desc* tableHeap, DescModule** modules) {
     case DEBUG_FORMAT_DWARF1:
       return state_->dwarf1.ReadModules(tableHeap, modules, IntSizeOf(image));
     case DEBUG_FORMAT_DWARF2:
-      return state_->dwarf2.ReadModules(tableHeap, modules);
+      return state_->dwarf2.ReadModules(tableHeap, modules, ChosenRules());
     default:
       state_->failure.Note(nullptr, Failure::NO_OFFSET, "the file has no debug information");
       return 0;

@@ -25,6 +25,7 @@ struct DescDimension;
 struct DescEnumerator;
 struct DescFile;
 struct DescGlobalName;
+struct DescInlinedCall;
 struct DescLineBlock;
 struct DescLocation;
 struct DescModuleExt;
@@ -65,18 +66,19 @@ struct DescModule {
 
 // What a fill needs to find its unit again, and what survives between Build and Extend. All 0 but bitNumbering.
 struct DescModuleExt {
-  uint32_t lineOffset;          // of the unit's program in .debug_line, or of its table in .line
-  uint32_t firstEntry;          // of the first entry after the unit's own, in .debug_info or .debug
-  AbbrevTable* abbrevs;         // DWARF 2: the reader's; null, since a fill reads the abbreviations when it begins
-  uint8_t addressSize;          // DWARF 2: bytes, from the unit header
-  Dwarf2Fde* frames;            // DWARF 2, first module only: all frame descriptions, ascending by low address
-  uint32_t unitOffset;          // of the unit header in .debug_info, or of the unit's entry in .debug
-  DescAddrRange* addrRanges;    // from .debug_aranges, newest first
-  DescGlobalName* globalNames;  // from .debug_pubnames, newest first
-  L_list* pendingArrays;        // DWARF 1: array types that Extend settles
-  L_list* pendingFields;        // DescVar records with a bit offset, which Extend settles
-  uint32_t bitNumbering;        // 2, or 1 for producers that count bits from the low end; above 1 Extend renumbers
-  DescModule* mergedModules;    // DWARF 1: units folded into this one, last first
+  uint32_t lineOffset;            // of the unit's program in .debug_line, or of its table in .line
+  uint32_t firstEntry;            // of the first entry after the unit's own, in .debug_info or .debug
+  AbbrevTable* abbrevs;           // DWARF 2: the reader's; null, since a fill reads the abbreviations when it begins
+  uint8_t addressSize;            // DWARF 2: bytes, from the unit header
+  Dwarf2Fde* frames;              // DWARF 2, first module only: all frame descriptions, ascending by low address
+  uint32_t unitOffset;            // of the unit header in .debug_info, or of the unit's entry in .debug
+  DescAddrRange* addrRanges;      // from .debug_aranges, newest first
+  DescGlobalName* globalNames;    // from .debug_pubnames, newest first
+  L_list* pendingArrays;          // DWARF 1: array types that Extend settles
+  L_list* pendingFields;          // DescVar records with a bit offset, which Extend settles
+  uint32_t bitNumbering;          // 2, or 1 for producers that count bits from the low end; above 1 Extend renumbers
+  DescModule* mergedModules;      // DWARF 1: units folded into this one, last first
+  DescInlinedCall* inlinedCalls;  // published rules: ascending by low address, outer calls before inner ones
 };
 
 enum DescCallKind : uint32_t {
@@ -237,6 +239,18 @@ struct DescAddrRange {
 struct DescGlobalName {
   DescGlobalName* next;
   char* name;
+};
+
+// A call that the compiler replaced by the procedure's code: a record for each range of the code.
+struct DescInlinedCall {
+  DescInlinedCall* next;
+  char* name;  // of the procedure that is called, qualified
+  uint32_t lowPc;
+  uint32_t highPc;  // first address after the range
+  char* fileName;   // of the call
+  uint32_t line;    // of the call; 0 for none, as the column
+  uint32_t column;
+  uint32_t depth;  // 1 for a call in the procedure itself, 2 for a call in that one's code
 };
 
 struct DescCodeMark {

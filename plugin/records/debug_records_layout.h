@@ -34,7 +34,8 @@ ELFLOADER_FIELD(DescModuleExt, pendingArrays, 32, 56);
 ELFLOADER_FIELD(DescModuleExt, pendingFields, 36, 64);
 ELFLOADER_FIELD(DescModuleExt, bitNumbering, 40, 72);
 ELFLOADER_FIELD(DescModuleExt, mergedModules, 44, 80);
-ELFLOADER_SIZE(DescModuleExt, 48, 88);
+ELFLOADER_FIELD(DescModuleExt, inlinedCalls, 48, 88);
+ELFLOADER_SIZE(DescModuleExt, 52, 96);
 
 ELFLOADER_FIELD(DescProc, next, 0, 0);
 ELFLOADER_FIELD(DescProc, name, 4, 8);
@@ -112,6 +113,16 @@ ELFLOADER_SIZE(DescAddrRange, 12, 16);
 ELFLOADER_FIELD(DescGlobalName, next, 0, 0);
 ELFLOADER_FIELD(DescGlobalName, name, 4, 8);
 ELFLOADER_SIZE(DescGlobalName, 8, 16);
+
+ELFLOADER_FIELD(DescInlinedCall, next, 0, 0);
+ELFLOADER_FIELD(DescInlinedCall, name, 4, 8);
+ELFLOADER_FIELD(DescInlinedCall, lowPc, 8, 16);
+ELFLOADER_FIELD(DescInlinedCall, highPc, 12, 20);
+ELFLOADER_FIELD(DescInlinedCall, fileName, 16, 24);
+ELFLOADER_FIELD(DescInlinedCall, line, 20, 32);
+ELFLOADER_FIELD(DescInlinedCall, column, 24, 36);
+ELFLOADER_FIELD(DescInlinedCall, depth, 28, 40);
+ELFLOADER_SIZE(DescInlinedCall, 32, 48);
 
 ELFLOADER_FIELD(DescCodeMark, address, 0, 0);
 ELFLOADER_FIELD(DescCodeMark, next, 4, 8);
