@@ -27,7 +27,7 @@ class EntrySkipper {
   // Skips the entries after a unit's first. False unless that ends exactly at the unit's end.
   bool Skip(const DescModule* module, Counts& counts) {
     const auto& ext = static_cast<const Dwarf2ModuleExt&>(*module->ext);
-    if (!abbrevs_.Read(&abbrev_, sections_.abbrev, ext.abbrevOffset)) return false;
+    if (!abbrevs_.Read(&abbrev_, sections_.abbrev, ext.abbrevOffset, loaderRules)) return false;
     info_.SeekKept(sections_.info, ext.firstEntry, ext.unitEnd - ext.firstEntry);
     while (info_.Offset() < ext.unitEnd && !failure_) {
       const uint32_t entryOffset = info_.Offset();

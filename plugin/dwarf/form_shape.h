@@ -13,6 +13,7 @@ enum class FormShape : uint8_t {
   sleb,      // SLEB128
   indirect,  // ULEB128 form code, then a value of that form
   none,      // a form without a value
+  offset,    // as many bytes as an offset of the unit has
 };
 
 // A row of a format's table of forms; the row number is the form's code.

@@ -17,7 +17,7 @@ constexpr AbbrevEntry missingAbbreviation = {
     .firstPlan = 0,
     .firstStep = 0,
     .planKind = RecordKind::none,
-    .planAddressSize = 0,
+    .planKey = 0,
 };
 
 // Keyed with what only the running process knows, so that no file can choose codes that collide.
@@ -37,7 +37,7 @@ void AbbrevTable::Clear() {
   denseCount_ = 0;
 }
 
-bool AbbrevTable::Read(Cursor* cursor, const SectionPlace& section, uint32_t offset) {
+bool AbbrevTable::Read(Cursor* cursor, const SectionPlace& section, uint32_t offset, const Dwarf2Rules& rules) {
   Failure& failure = cursor->failure();
   Clear();
   cursor->Seek(section, offset);
@@ -51,7 +51,7 @@ bool AbbrevTable::Read(Cursor* cursor, const SectionPlace& section, uint32_t off
     if (code == 0) {
       break;
     }
-    if (!ReadDeclaration(cursor, code)) {
+    if (!ReadDeclaration(cursor, code, rules)) {
       return false;
     }
     maxCode = std::max(maxCode, code);
@@ -66,12 +66,12 @@ bool AbbrevTable::Read(Cursor* cursor, const SectionPlace& section, uint32_t off
   return true;
 }
 
-bool AbbrevTable::ReadDeclaration(Cursor* cursor, uint32_t code) {
+bool AbbrevTable::ReadDeclaration(Cursor* cursor, uint32_t code, const Dwarf2Rules& rules) {
   AbbrevEntry entry = {};
   entry.code = code;
   entry.tag = ReadUleb(cursor);
   entry.hasChildren = cursor->U8() == DW_CHILDREN_yes ? 1 : 0;
-  if (!ReadAttributes(cursor, &entry)) {
+  if (!ReadAttributes(cursor, &entry, rules)) {
     return false;
   }
   if (!entries_.Push(entry)) {
@@ -82,7 +82,7 @@ bool AbbrevTable::ReadDeclaration(Cursor* cursor, uint32_t code) {
 }
 
 // Reads pairs through the one whose attribute or form is 0 (the published rule is that both are).
-bool AbbrevTable::ReadAttributes(Cursor* cursor, AbbrevEntry* entry) {
+bool AbbrevTable::ReadAttributes(Cursor* cursor, AbbrevEntry* entry, const Dwarf2Rules& rules) {
   entry->firstAttribute = attributes_.Count();
   for (;;) {
     if (attributes_.Count() - entry->firstAttribute == MAX_ABBREV_PAIRS) {
@@ -91,7 +91,9 @@ bool AbbrevTable::ReadAttributes(Cursor* cursor, AbbrevEntry* entry) {
     }
     const uint32_t attribute = ReadUleb(cursor);
     const uint32_t form = ReadUleb(cursor);
-    if (!attributes_.Push({attribute, form})) {
+    const bool hasValue = form == DW_FORM_implicit_const && rules.readsUnitsByVersion;
+    const int32_t value = hasValue ? ReadSleb(cursor) : 0;
+    if (!attributes_.Push({attribute, form, value})) {
       cursor->failure().NoteNoMemory();
       return false;
     }
@@ -148,21 +150,21 @@ AbbrevEntry* AbbrevTable::FindOutside(uint32_t code, Cursor* cursor, uint32_t of
   return &entries_[0];
 }
 
-const Step* AbbrevTable::FindOrMakePlan(AbbrevEntry* entry, RecordKind kind, uint8_t addressSize, Failure* failure) {
+const Step* AbbrevTable::FindOrMakePlan(AbbrevEntry* entry, RecordKind kind, const UnitForms& unit, Failure* failure) {
   for (uint32_t plan = entry->firstPlan; plan != 0; plan = plans_[plan].next) {
-    if (plans_[plan].kind == kind && plans_[plan].addressSize == addressSize) {
+    if (plans_[plan].kind == kind && plans_[plan].key == KeyOf(unit)) {
       return &steps_[plans_[plan].firstStep];
     }
   }
   const uint32_t firstStep = steps_.Count();
-  if (!MakePlan(Attributes(entry), entry->attributeCount, kind, addressSize, &steps_) ||
-      !plans_.Push({entry->firstPlan, firstStep, kind, addressSize})) {
+  if (!MakePlan(Attributes(entry), entry->attributeCount, kind, unit, &steps_) ||
+      !plans_.Push({entry->firstPlan, firstStep, kind, KeyOf(unit)})) {
     failure->NoteNoMemory();
     return nullptr;
   }
   entry->firstPlan = plans_.Count() - 1;
   entry->firstStep = firstStep;
   entry->planKind = kind;
-  entry->planAddressSize = addressSize;
+  entry->planKey = KeyOf(unit);
   return &steps_[firstStep];
 }

@@ -2,9 +2,9 @@
 // an entry of it is read.
 //
 //   AbbrevTable table;
-//   table.Read(&cursor, sections.abbrev, offset);       // false with the failure noted
+//   table.Read(&cursor, sections.abbrev, offset, rules);  // false with the failure noted
 //   AbbrevEntry* entry = table.Find(code, &cursor, entryOffset);  // never null
-//   const Step* steps = table.PlanOf(entry, RecordKind::variable, addressSize);
+//   const Step* steps = table.PlanOf(entry, RecordKind::variable, unit, &failure);
 #pragma once
 
 #include <cstdint>
@@ -24,14 +24,14 @@ struct AbbrevEntry {
   uint32_t firstPlan;       // number of the newest plan, 0 for none
   uint32_t firstStep;       // of that plan
   RecordKind planKind;
-  uint8_t planAddressSize;
+  uint32_t planKey;  // what the unit was like
 };
 
 class AbbrevTable {
  public:
   // Reads the declarations at `offset`. False, with the failure noted, when the section is missing, a declaration is
   // too long, the file has asked for too much, or there is no memory.
-  bool Read(Cursor* cursor, const SectionPlace& section, uint32_t offset);
+  bool Read(Cursor* cursor, const SectionPlace& section, uint32_t offset, const Dwarf2Rules& rules);
 
   // The declaration of a code, which is at `offset`; of several the later. For a code that the table does not hold the
   // failure is noted, and the answer is an entry with a tag that no handler takes, without attributes and children.
@@ -45,13 +45,12 @@ class AbbrevTable {
   // The attributes of an entry as the file has them.
   const AbbrevAttribute* Attributes(const AbbrevEntry* entry) { return &attributes_[entry->firstAttribute]; }
 
-  // How an entry becomes a record of that kind, in a unit with that address size. Valid until the next call. Null
-  // without memory.
-  const Step* PlanOf(AbbrevEntry* entry, RecordKind kind, uint8_t addressSize, Failure* failure) {
-    if (entry->planKind == kind && entry->firstPlan != 0 && entry->planAddressSize == addressSize) {
+  // How an entry of a unit becomes a record of that kind. Valid until the next call. Null without memory.
+  const Step* PlanOf(AbbrevEntry* entry, RecordKind kind, const UnitForms& unit, Failure* failure) {
+    if (entry->planKind == kind && entry->firstPlan != 0 && entry->planKey == KeyOf(unit)) {
       return &steps_[entry->firstStep];
     }
-    return FindOrMakePlan(entry, kind, addressSize, failure);
+    return FindOrMakePlan(entry, kind, unit, failure);
   }
 
  private:
@@ -59,15 +58,15 @@ class AbbrevTable {
     uint32_t next;  // of the entry's plans, 0 for none
     uint32_t firstStep;
     RecordKind kind;
-    uint8_t addressSize;
+    uint32_t key;  // of the unit
   };
 
-  bool ReadDeclaration(Cursor* cursor, uint32_t code);
-  bool ReadAttributes(Cursor* cursor, AbbrevEntry* entry);
+  bool ReadDeclaration(Cursor* cursor, uint32_t code, const Dwarf2Rules& rules);
+  bool ReadAttributes(Cursor* cursor, AbbrevEntry* entry, const Dwarf2Rules& rules);
   bool IndexCodes(uint32_t maxCode);
   void Clear();
   AbbrevEntry* FindOutside(uint32_t code, Cursor* cursor, uint32_t offset);
-  const Step* FindOrMakePlan(AbbrevEntry* entry, RecordKind kind, uint8_t addressSize, Failure* failure);
+  const Step* FindOrMakePlan(AbbrevEntry* entry, RecordKind kind, const UnitForms& unit, Failure* failure);
 
   GrowingArray<AbbrevEntry> entries_;  // number 0 stands in for a missing one
   GrowingArray<AbbrevAttribute> attributes_;

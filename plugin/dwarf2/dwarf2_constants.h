@@ -26,6 +26,38 @@ enum DwarfForm : uint32_t {
   DW_FORM_ref8      = 0x14,
   DW_FORM_ref_udata = 0x15,
   DW_FORM_indirect  = 0x16,  // ULEB128 form code, then a value of that form
+
+  // Since DWARF 4.
+  DW_FORM_sec_offset   = 0x17,  // offset in another section
+  DW_FORM_exprloc      = 0x18,  // ULEB128 length, then that many bytes of an expression
+  DW_FORM_flag_present = 0x19,  // no bytes
+  DW_FORM_ref_sig8     = 0x20,  // 8 bytes: the signature of a type unit
+
+  // Since DWARF 5.
+  DW_FORM_strx           = 0x1A,  // ULEB128 index in .debug_str_offsets
+  DW_FORM_addrx          = 0x1B,  // ULEB128 index in .debug_addr
+  DW_FORM_ref_sup4       = 0x1C,  // offsets in the supplementary file
+  DW_FORM_strp_sup       = 0x1D,
+  DW_FORM_data16         = 0x1E,
+  DW_FORM_line_strp      = 0x1F,  // offset in .debug_line_str
+  DW_FORM_implicit_const = 0x21,  // no bytes: the value is in the abbreviation
+  DW_FORM_loclistx       = 0x22,  // ULEB128 index in .debug_loclists
+  DW_FORM_rnglistx       = 0x23,  // ULEB128 index in .debug_rnglists
+  DW_FORM_ref_sup8       = 0x24,
+  DW_FORM_strx1          = 0x25,  // indexes of 1 to 4 bytes
+  DW_FORM_strx2          = 0x26,
+  DW_FORM_strx3          = 0x27,
+  DW_FORM_strx4          = 0x28,
+  DW_FORM_addrx1         = 0x29,
+  DW_FORM_addrx2         = 0x2A,
+  DW_FORM_addrx3         = 0x2B,
+  DW_FORM_addrx4         = 0x2C,
+
+  // Of GNU tools, before DWARF 5.
+  DW_FORM_GNU_addr_index = 0x1F01,
+  DW_FORM_GNU_str_index  = 0x1F02,
+  DW_FORM_GNU_ref_alt    = 0x1F20,  // offsets in the file that .gnu_debugaltlink names
+  DW_FORM_GNU_strp_alt   = 0x1F21,
 };
 
 enum DwarfTag : uint32_t {

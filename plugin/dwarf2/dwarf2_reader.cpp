@@ -144,6 +144,7 @@ int Dwarf2Reader::FillModule(DescModule* module, L_list* ranges) {
       const UnitForms unit = {
           .addressSize = module->ext->addressSize,
           .unitBase = IsReducedVariant(opcodeBase_) ? 0 : module->ext->unitOffset,
+          .rules = Dwarf2BuildOf(module)->rules,
       };
       entries_.Run(module, Dwarf2BuildOf(module), unit);
     } else {

@@ -23,7 +23,7 @@ constexpr FormRow formRows[] = {
     {FormShape::fixed, 1},     // 0x0B DW_FORM_data1
     {FormShape::fixed, 1},     // 0x0C DW_FORM_flag
     {FormShape::sleb, 0},      // 0x0D DW_FORM_sdata
-    {FormShape::fixed, 4},     // 0x0E DW_FORM_strp
+    {FormShape::offset, 4},    // 0x0E DW_FORM_strp
     {FormShape::uleb, 0},      // 0x0F DW_FORM_udata
     {FormShape::address, 0},   // 0x10 DW_FORM_ref_addr
     {FormShape::fixed, 1},     // 0x11 DW_FORM_ref1
@@ -32,9 +32,31 @@ constexpr FormRow formRows[] = {
     {FormShape::fixed, 8},     // 0x14 DW_FORM_ref8
     {FormShape::uleb, 0},      // 0x15 DW_FORM_ref_udata
     {FormShape::indirect, 0},  // 0x16 DW_FORM_indirect
+    {FormShape::offset, 4},    // 0x17 DW_FORM_sec_offset
+    {FormShape::block, 0},     // 0x18 DW_FORM_exprloc
+    {FormShape::none, 0},      // 0x19 DW_FORM_flag_present
+    {FormShape::uleb, 0},      // 0x1A DW_FORM_strx
+    {FormShape::uleb, 0},      // 0x1B DW_FORM_addrx
+    {FormShape::fixed, 4},     // 0x1C DW_FORM_ref_sup4
+    {FormShape::offset, 4},    // 0x1D DW_FORM_strp_sup
+    {FormShape::fixed, 16},    // 0x1E DW_FORM_data16
+    {FormShape::offset, 4},    // 0x1F DW_FORM_line_strp
+    {FormShape::fixed, 8},     // 0x20 DW_FORM_ref_sig8
+    {FormShape::none, 0},      // 0x21 DW_FORM_implicit_const
+    {FormShape::uleb, 0},      // 0x22 DW_FORM_loclistx
+    {FormShape::uleb, 0},      // 0x23 DW_FORM_rnglistx
+    {FormShape::fixed, 8},     // 0x24 DW_FORM_ref_sup8
+    {FormShape::fixed, 1},     // 0x25 DW_FORM_strx1
+    {FormShape::fixed, 2},     // 0x26 DW_FORM_strx2
+    {FormShape::fixed, 3},     // 0x27 DW_FORM_strx3
+    {FormShape::fixed, 4},     // 0x28 DW_FORM_strx4
+    {FormShape::fixed, 1},     // 0x29 DW_FORM_addrx1
+    {FormShape::fixed, 2},     // 0x2A DW_FORM_addrx2
+    {FormShape::fixed, 3},     // 0x2B DW_FORM_addrx3
+    {FormShape::fixed, 4},     // 0x2C DW_FORM_addrx4
 };
 // clang-format on
-static_assert(std::size(formRows) == DW_FORM_indirect + 1);
+static_assert(std::size(formRows) == DW_FORM_addrx4 + 1);
 
 // A length that a signed distance would take backwards fails.
 void SkipBlock(Cursor* cursor, uint32_t length) {
@@ -55,16 +77,38 @@ uint32_t ReadData8(Cursor* cursor) {
 }  // namespace
 
 FormRow RowOfForm(uint32_t form) {
-  return form < std::size(formRows) ? formRows[form] : FormRow{FormShape::invalid, 0};
+  return form <= DW_FORM_indirect ? formRows[form] : FormRow{FormShape::invalid, 0};
 }
 
-int32_t FixedFormSize(uint32_t form, uint8_t addressSize) {
-  const FormRow row = RowOfForm(form);
+FormRow RowOfForm(uint32_t form, const UnitForms& unit) {
+  if (!unit.rules->readsUnitsByVersion) {
+    return RowOfForm(form);
+  }
+  switch (form) {
+    case DW_FORM_ref_addr:
+      return {unit.version < 3 ? FormShape::address : FormShape::offset, 4};
+    case DW_FORM_GNU_addr_index:
+    case DW_FORM_GNU_str_index:
+      return {FormShape::uleb, 0};
+    case DW_FORM_GNU_ref_alt:
+    case DW_FORM_GNU_strp_alt:
+      return {FormShape::offset, 4};
+    default:
+      return form < std::size(formRows) ? formRows[form] : FormRow{FormShape::invalid, 0};
+  }
+}
+
+int32_t FixedFormSize(uint32_t form, const UnitForms& unit) {
+  const FormRow row = RowOfForm(form, unit);
   switch (row.shape) {
     case FormShape::fixed:
       return row.size;
+    case FormShape::offset:
+      return unit.offsetSize;
     case FormShape::address:
-      return addressSize;
+      return unit.addressSize;
+    case FormShape::none:
+      return 0;
     default:
       return -1;
   }
@@ -92,6 +136,7 @@ void SkipForm(Cursor* cursor, uint32_t form, uint8_t addressSize) {
   const FormRow row = RowOfForm(form);
   switch (row.shape) {
     case FormShape::fixed:
+    case FormShape::offset:
       cursor->Skip(row.size);
       break;
     case FormShape::address:

@@ -30,8 +30,16 @@ struct UnitForms {
 // The row of a form; a form that DWARF 2 does not have is invalid.
 FormRow RowOfForm(uint32_t form);
 
+// The same for a unit that may be of a later version.
+FormRow RowOfForm(uint32_t form, const UnitForms& unit);
+
 // The size of a value in a unit, or -1 when it takes reading to know.
-int32_t FixedFormSize(uint32_t form, uint8_t addressSize);
+int32_t FixedFormSize(uint32_t form, const UnitForms& unit);
+
+// What sizes and classes of values depend on, as one number.
+inline uint32_t KeyOf(const UnitForms& unit) {
+  return uint32_t{unit.version} << 16 | uint32_t{unit.offsetSize} << 8 | unit.addressSize;
+}
 
 // Passes over a value. An unassigned form notes the failure and consumes nothing.
 void SkipForm(Cursor* cursor, uint32_t form, uint8_t addressSize);

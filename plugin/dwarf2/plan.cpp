@@ -4,7 +4,6 @@
 #include <cstddef>
 
 #include "dwarf2/dwarf2_constants.h"
-#include "dwarf2/forms.h"
 #include "records/debug_records.h"
 
 namespace {
@@ -154,8 +153,8 @@ bool HasNameBefore(const AbbrevAttribute* attributes, uint32_t index) {
   return false;
 }
 
-Op OpOf(Action action, uint32_t form, uint8_t addressSize) {
-  if (action == Action::address && form == DW_FORM_addr && addressSize == 4) {
+Op OpOf(Action action, uint32_t form, const UnitForms& unit) {
+  if (action == Action::address && form == DW_FORM_addr && unit.addressSize == 4) {
     return Op::address4;
   }
   return form <= DW_FORM_indirect ? opTable.ops[static_cast<size_t>(action)][form] : Op::other;
@@ -163,28 +162,28 @@ Op OpOf(Action action, uint32_t form, uint8_t addressSize) {
 
 }  // namespace
 
-bool MakePlan(const AbbrevAttribute* attributes, uint32_t count, RecordKind kind, uint8_t addressSize,
+bool MakePlan(const AbbrevAttribute* attributes, uint32_t count, RecordKind kind, const UnitForms& unit,
               GrowingArray<Step>* steps) {
   uint32_t distance = 0;
   for (uint32_t i = 0; i < count; ++i) {
     const AttributeRow* row = FindRow(kind, attributes[i].attribute);
     const uint32_t form = attributes[i].form;
     const Action action = row != nullptr ? row->action : Action::skip;
-    const int32_t size = FixedFormSize(form, addressSize);
+    const int32_t size = FixedFormSize(form, unit);
     if (action == Action::skip && size >= 0) {
       distance += static_cast<uint32_t>(size);
       continue;
     }
-    Op op = OpOf(action, form, addressSize);
+    Op op = OpOf(action, form, unit);
     // The test for an empty name is put off, which goes for the first name only; a basic type needs it at once.
     if (op == Op::nameStrp && (kind == RecordKind::basicType || HasNameBefore(attributes, i))) {
       op = Op::other;
     }
     const auto field = static_cast<uint16_t>(row != nullptr ? row->field : 0);
-    if (!steps->Push({distance, form, field, op, action})) {
+    if (!steps->Push({distance, form, field, op, action, attributes[i].value})) {
       return false;
     }
     distance = 0;
   }
-  return steps->Push({distance, 0, 0, Op::end, Action::skip});
+  return steps->Push({distance, 0, 0, Op::end, Action::skip, 0});
 }

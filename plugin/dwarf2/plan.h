@@ -6,11 +6,13 @@
 
 #include <cstdint>
 
+#include "dwarf2/forms.h"
 #include "records/growing_array.h"
 
 struct AbbrevAttribute {
   uint32_t attribute;  // DW_AT_
   uint32_t form;       // DW_FORM_
+  int32_t value;       // of DW_FORM_implicit_const
 };
 
 // What an entry becomes, and so which attributes it takes.
@@ -80,8 +82,9 @@ struct Step {
   uint16_t field;     // offset in the record
   Op op;
   Action action;
+  int32_t value;  // of DW_FORM_implicit_const
 };
 
 // Appends the plan for a list of attributes. False without memory.
-bool MakePlan(const AbbrevAttribute* attributes, uint32_t count, RecordKind kind, uint8_t addressSize,
+bool MakePlan(const AbbrevAttribute* attributes, uint32_t count, RecordKind kind, const UnitForms& unit,
               GrowingArray<Step>* steps);

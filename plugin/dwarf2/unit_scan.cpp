@@ -83,7 +83,7 @@ DescModule* UnitScan::ReadUnit(uint32_t unitLength) {
   ext->abbrevOffset = info_.U32();
   ext->addressSize = info_.U8();
   if (!hasTable_ || tableOffset_ != ext->abbrevOffset) {
-    hasTable_ = abbrevs_.Read(&abbrev_, sections_->abbrev, ext->abbrevOffset);
+    hasTable_ = abbrevs_.Read(&abbrev_, sections_->abbrev, ext->abbrevOffset, *build_->rules);
     tableOffset_ = ext->abbrevOffset;
   }
   if (hasTable_ && ReadEntry(module) && info_.Charge(info_.Offset() - unitStart)) {

@@ -40,7 +40,7 @@ void EntryWalk::Run(DescModule* module, Dwarf2Build* build, const UnitForms& uni
   }
   const auto* ext = static_cast<const Dwarf2ModuleExt*>(module->ext);
   const uint32_t span = ext->unitEnd > ext->unitOffset ? ext->unitEnd - ext->unitOffset : 0;
-  if (abbrevs_.Read(&abbrev_, sections_->abbrev, ext->abbrevOffset)) {
+  if (abbrevs_.Read(&abbrev_, sections_->abbrev, ext->abbrevOffset, *build->rules)) {
     info_.SeekKept(sections_->info, ext->firstEntry,
                    ext->unitEnd > ext->firstEntry ? ext->unitEnd - ext->firstEntry : 0);
     types_.Begin(module, ext->unitOffset, span);

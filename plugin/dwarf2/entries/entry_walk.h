@@ -62,7 +62,7 @@ class EntryWalk {
 
   // values.cpp: runs a plan at a cursor, into a record.
   void RunPlan(Cursor* cursor, AbbrevEntry* entry, RecordKind kind, void* record) {
-    const Step* steps = abbrevs_.PlanOf(entry, kind, unit_.addressSize, failure_);
+    const Step* steps = abbrevs_.PlanOf(entry, kind, unit_, failure_);
     specification_ = 0;
     if (steps == nullptr) {
       return;
