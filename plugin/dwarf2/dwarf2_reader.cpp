@@ -49,7 +49,7 @@ void Dwarf2Reader::Open(ElfImage* image) {
   scan_.Use(image->file, littleEndian, &sections_);
   versionedScan_.Use(image->file, littleEndian, &sections_, &deadCode_);
   lines_.Use(image->file, littleEndian);
-  entries_.Use(image->file, littleEndian, &sections_);
+  entries_.Use(image->file, littleEndian, &sections_, &deadCode_);
 }
 
 Dwarf2Build* Dwarf2Reader::MakeBuild(mem_desc* tableHeap, const Dwarf2Rules& rules) {
