@@ -43,6 +43,7 @@ void Dwarf2Reader::Open(ElfImage* image) {
   }
   const bool littleEndian = ELF_IsLittleEndian(image);
   sections_ = FindDwarf2Sections(image);
+  deadCode_.Use(image);
   index_.Use(image->file, littleEndian);
   scan_.Use(image->file, littleEndian, &sections_);
   lines_.Use(image->file, littleEndian);
@@ -62,6 +63,11 @@ Dwarf2Build* Dwarf2Reader::MakeBuild(mem_desc* tableHeap, const Dwarf2Rules& rul
   build->undefinedType = undefinedType;
   build->tableHeap = tableHeap;
   build->rules = &rules;
+  build->lookups = {
+      .readsAddressesBySize = rules.readsNewIndexes,
+      .seeksDataPastCode = rules.readsNewIndexes,
+      .dropsDeadCode = rules.dropsDeadCode,
+  };
   return build;
 }
 
@@ -86,12 +92,33 @@ int Dwarf2Reader::ReadModules(mem_desc* tableHeap, DescModule** modules, const D
     return 0;
   }
   *modules = scanned;
-  if (scanned != nullptr) {
-    scanned->ext->frames =
-        ReadDwarf2Frames(&index_, image_->file, sections_.frame, &tableHeap_, scanned->ext->addressSize);
+  if (scanned == nullptr) {
+    return *failure_ ? 0 : 1;
   }
-  ReadDwarf2NameIndexes(&index_, image_->file, sections_, scanned, &tableHeap_);
-  return *failure_ ? 0 : 1;
+  if (!rules.readsNewIndexes) {
+    ReadIndexes(scanned, rules);
+    return *failure_ ? 0 : 1;
+  }
+  const int result = *failure_ ? 0 : 1;
+  const SeparateFailure scope(failure_);  // what cannot be read of an index costs that alone
+  ReadIndexes(scanned, rules);
+  return result;
+}
+
+void Dwarf2Reader::ReadIndexes(DescModule* modules, const Dwarf2Rules& rules) {
+  const FrameSource frames = {.image = image_,
+                              .sections = &sections_,
+                              .rules = &rules,
+                              .deadCode = &deadCode_,
+                              .addressSize = modules->ext->addressSize};
+  modules->ext->frames = ReadDwarf2Frames(&index_, frames, &tableHeap_);
+  const IndexSource names = {.image = image_,
+                             .sections = &sections_,
+                             .deadCode = &deadCode_,
+                             .nameOfEntry = {nullptr, nullptr},
+                             .failure = failure_,
+                             .allowance = allowance_};
+  ReadDwarf2NameIndexes(&index_, names, modules, &tableHeap_);
 }
 
 // The one-row block of a module without line rows, so that `lineBlocks` is never null after a fill.

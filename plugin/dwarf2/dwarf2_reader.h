@@ -8,6 +8,7 @@
 
 #include <cstdint>
 
+#include "dwarf2/dead_code.h"
 #include "dwarf2/entries/entry_walk.h"
 #include "dwarf2/lines/line_program.h"
 #include "dwarf2/sections.h"
@@ -29,6 +30,9 @@ class Dwarf2Reader {
   // after a failure what was read before it is kept.
   int FillModule(DescModule* module, L_list* ranges);
 
+  // What the linker threw away of the file that is read.
+  const DeadCode& GetDeadCode() const { return deadCode_; }
+
   // The `opcode_base` of the line program that was read last, whichever unit or file it was of; 0 before the first. A
   // unit without a program of its own is read by it.
   uint8_t OpcodeBase() const { return opcodeBase_; }
@@ -36,6 +40,7 @@ class Dwarf2Reader {
 
  private:
   Dwarf2Build* MakeBuild(mem_desc* tableHeap, const Dwarf2Rules& rules);
+  void ReadIndexes(DescModule* modules, const Dwarf2Rules& rules);
   void FillLines(DescModule* module, L_list* ranges);
   void MakeDefaultLineBlock(DescModule* module);
 
@@ -43,6 +48,7 @@ class Dwarf2Reader {
   Allowance* allowance_;
   ElfImage* image_ = nullptr;
   Dwarf2Sections sections_ = {};
+  DeadCode deadCode_;
   uint8_t opcodeBase_ = 0;
 
   RecordHeap tableHeap_;

@@ -52,3 +52,20 @@ class Failure {
   char unit_[128] = {};
   char text_[128] = {};
 };
+
+// What is read during its life begins without a failure, so that one before it stops nothing. The first of all is kept.
+class SeparateFailure {
+ public:
+  explicit SeparateFailure(Failure* failure) : failure_(failure), before_(*failure) { failure->Clear(); }
+  SeparateFailure(const SeparateFailure&) = delete;
+  SeparateFailure& operator=(const SeparateFailure&) = delete;
+  ~SeparateFailure() {
+    if (before_) {
+      *failure_ = before_;
+    }
+  }
+
+ private:
+  Failure* failure_;
+  Failure before_;
+};
