@@ -33,6 +33,7 @@ Dwarf2Reader::Dwarf2Reader(Failure* failure, Allowance* allowance)
       moduleHeap_(failure, allowance),
       index_(failure, allowance),
       scan_(failure, allowance),
+      versionedScan_(failure, allowance),
       lines_(failure, allowance, &moduleHeap_),
       entries_(failure, allowance, &moduleHeap_) {}
 
@@ -43,11 +44,12 @@ void Dwarf2Reader::Open(ElfImage* image) {
   }
   const bool littleEndian = ELF_IsLittleEndian(image);
   sections_ = FindDwarf2Sections(image);
-  deadCode_.Use(image);
   index_.Use(image->file, littleEndian);
+  deadCode_.Use(image);
   scan_.Use(image->file, littleEndian, &sections_);
+  versionedScan_.Use(image->file, littleEndian, &sections_, &deadCode_);
   lines_.Use(image->file, littleEndian);
-  entries_.Use(image->file, littleEndian, &sections_);
+  entries_.Use(image->file, littleEndian, &sections_, &deadCode_);
 }
 
 Dwarf2Build* Dwarf2Reader::MakeBuild(mem_desc* tableHeap, const Dwarf2Rules& rules) {
@@ -88,21 +90,21 @@ int Dwarf2Reader::ReadModules(mem_desc* tableHeap, DescModule** modules, const D
     return 1;
   }
   DescModule* scanned = nullptr;
-  if (!scan_.Run(&tableHeap_, build, &scanned)) {
+  Failure setAside;
+  const bool isScanned = rules.readsUnitsByVersion ? versionedScan_.Run(&tableHeap_, build, &scanned, &setAside)
+                                                   : scan_.Run(&tableHeap_, build, &scanned);
+  if (!isScanned) {
     return 0;
   }
   *modules = scanned;
-  if (scanned == nullptr) {
-    return *failure_ ? 0 : 1;
-  }
-  if (!rules.readsNewIndexes) {
+  if (scanned != nullptr) {
     ReadIndexes(scanned, rules);
-    return *failure_ ? 0 : 1;
   }
-  const int result = *failure_ ? 0 : 1;
-  const SeparateFailure scope(failure_);  // what cannot be read of an index costs that alone
-  ReadIndexes(scanned, rules);
-  return result;
+  if (rules.keepsUnitsApart) {
+    *failure_ = setAside ? setAside : *failure_;
+    return 1;
+  }
+  return *failure_ ? 0 : 1;
 }
 
 void Dwarf2Reader::ReadIndexes(DescModule* modules, const Dwarf2Rules& rules) {
