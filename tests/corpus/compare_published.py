@@ -23,7 +23,7 @@ from expected import LANGUAGES
 from published import AGGREGATES, KINDS, SCOPES, WORDS, Image, Reading
 from published_types import TypeChecker
 
-LANGUAGE_KINDS = {"DW_LANG_Mips_Assembler": 0, "DW_LANG_Modula2": 2}
+LANGUAGE_KINDS = {"DW_LANG_Mips_Assembler": 1, "DW_LANG_Modula2": 2}
 CODE_KINDS = {"C": 3, "UPC": 3, "ObjC": 3, "C_plus_plus": 4}
 
 
@@ -121,12 +121,13 @@ class UnitChecker:
         kinds = [kind for word, kind in CODE_KINDS.items() if language.removeprefix("DW_LANG_").rstrip("0123456789") == word]
         if kinds or language in LANGUAGE_KINDS:
             self.checker.equal("unit", f"{self.place}: language", module["language"], (kinds or [LANGUAGE_KINDS.get(language)])[0])
-        if self.unit.version < 5 or self.unit.root.tag != "DW_TAG_skeleton_unit":
-            wanted = self.context["aranges"].get(self.unit.offset)
-            wanted = [each for each in wanted if not self.reading.image.is_dead(each[0])] if wanted is not None else [
-                [low, high - 1] for low, high in self.reading.ranges(root)] if "DW_AT_ranges" in root.values else None
-            if wanted is not None:
-                self.checker.lists("ranges of units", self.place, map(tuple, module["ext"]["addrRanges"]), map(tuple, wanted))
+        wanted = self.context["aranges"].get(self.unit.offset)
+        if wanted is not None:
+            wanted = [tuple(each) for each in wanted if not self.reading.image.is_dead(each[0])]
+        elif "DW_AT_ranges" in root.values:
+            wanted = [(low, high - 1) for low, high in self.reading.ranges(root)]
+        if wanted is not None:
+            self.checker.lists("ranges of units", self.place, [tuple(each) for each in module["ext"]["addrRanges"]], wanted)
 
     def check_procedures(self):
         dumped = collections.defaultdict(list)
