@@ -222,4 +222,28 @@ enum DwarfLineExtendedOpcode : uint8_t {
   DW_LNE_set_address  = 2,
   DW_LNE_define_file  = 3,
 };
+
+enum DwarfRangeListEntry : uint8_t {
+  DW_RLE_end_of_list   = 0,
+  DW_RLE_base_addressx = 1,
+  DW_RLE_startx_endx   = 2,
+  DW_RLE_startx_length = 3,
+  DW_RLE_offset_pair   = 4,
+  DW_RLE_base_address  = 5,
+  DW_RLE_start_end     = 6,
+  DW_RLE_start_length  = 7,
+};
+
+enum DwarfLocationListEntry : uint8_t {
+  DW_LLE_end_of_list      = 0,
+  DW_LLE_base_addressx    = 1,
+  DW_LLE_startx_endx      = 2,
+  DW_LLE_startx_length    = 3,
+  DW_LLE_offset_pair      = 4,
+  DW_LLE_default_location = 5,
+  DW_LLE_base_address     = 6,
+  DW_LLE_start_end        = 7,
+  DW_LLE_start_length     = 8,
+  DW_LLE_GNU_view_pair    = 9,
+};
 // clang-format on
