@@ -13,10 +13,12 @@ import copy
 import json
 import os
 import pathlib
+import re
 import subprocess
 import sys
 
 import dwarfdump
+import expressions
 import index_sections
 import readelf
 from expected import LANGUAGES
@@ -56,6 +58,11 @@ def is_named(name, alternatives):
         elif name.endswith("::" + parts[-1]) or name == parts[-1]:
             return True
     return False
+
+
+def wanted_name(names, alternatives):
+    """A name of those that is right, else how the right one is written."""
+    return next((name for name in names if is_named(name, alternatives)), "::".join(part or "(no name)" for part in alternatives[0]))
 
 
 class UnitChecker:
@@ -150,7 +157,8 @@ class UnitChecker:
                 place = f"{self.place}: procedure {key[0]:#x} {'::'.join(str(part) for part in alternatives[0])}"
                 if dumped.get(key):
                     names = [each["name"] for each in dumped[key]]
-                    self.checker.equal("names of procedures", place, bool(found) or names, True)
+                    wanted_one = wanted_name(names, alternatives)
+                    self.checker.equal("names of procedures", place, wanted_one if found else names, wanted_one)
                 if found and number == 0:
                     self.check_procedure(place, found[0], record)
 
@@ -178,15 +186,37 @@ class UnitChecker:
                     "DW_AT_ranges" not in around.values and "DW_AT_low_pc" not in around.values and around.tag != "DW_TAG_subprogram"):
                 around = around.parent
             wanted = [(0, 0xFFFFFFFF)] if around.tag == "DW_TAG_subprogram" else self.reading.ranges(around)
+            texts = [value.text] * len(wanted)
         else:
-            wanted = [each for each in entry.ranges("DW_AT_location") if each[0] < each[1] and not self.reading.image.is_dead(each[0])]
-        dumped = [(each["lowPc"], each["highPc"]) for each in record["location"] or []]
-        self.checker.equal("locations of " + kind, place, dumped, wanted)
+            listed = [(each, line.partition("): ")[2].removesuffix(")")) for each, line in zip(entry.ranges("DW_AT_location"), value.lines)
+                      if each[0] < each[1] and not self.reading.image.is_dead(each[0])]
+            wanted, texts = [each for each, _ in listed], [text for _, text in listed]
+        records = record["location"] or []
+        self.checker.equal("locations of " + kind, place, [(each["lowPc"], each["highPc"]) for each in records], wanted)
+        if len(records) == len(wanted):
+            for each, text in zip(records, texts):
+                self.check_expression(place, each["expression"], text)
+
+    def check_expression(self, place, dumped, text):
+        image = self.reading.image
+        try:
+            parsed = expressions.parse(text, self.debug_addr)
+            decoded = expressions.decode(bytes.fromhex(dumped), image.little, self.unit.address_size)
+        except expressions.Undecodable:
+            self.checker.compared["expressions not decoded"] += 1
+            return
+        self.checker.equal("expressions", place, parsed if expressions.same(decoded, parsed) else decoded, parsed)
+
+    def debug_addr(self, index):
+        base = self.unit.root.number("DW_AT_addr_base") or self.unit.root.number("DW_AT_GNU_addr_base") or 0
+        size, data = self.unit.address_size, self.context["sections"].get(".debug_addr", b"")
+        return readelf.Bytes(data, self.reading.image.little, base + size * index).fixed(size)
 
     def check_reference(self, kind, place, reference, entry):
         """That a type is there, with the size that its entry has; which it is, check of types sees to by key."""
         if entry is None:
-            self.checker.equal(kind, place, reference in (None, "shared:void", "shared:undefined") or reference, True)
+            is_void = reference in (None, "shared:void", "shared:undefined")
+            self.checker.equal(kind, place, reference, reference if is_void else "shared:void")
             return
         number = reference[1:] if reference and reference[0] == "T" else ""
         if entry.tag == "DW_TAG_unspecified_type" and not number:
@@ -197,7 +227,7 @@ class UnitChecker:
                            (KINDS[entry.tag], (self.reading.size(entry) or 0) if KINDS[entry.tag] in (0, 3, 4, 5, 6) else 0))
         name = self.reading.name(entry)
         if record and name:
-            self.checker.equal(kind, f"{place}: name of type", is_named(record["name"], self.reading.qualified(entry)) or record["name"], True)
+            self.checker.equal(kind, f"{place}: name of type", record["name"], wanted_name([record["name"]], self.reading.qualified(entry)))
 
     def address(self, entry):
         value = entry.values.get("DW_AT_location")
@@ -207,9 +237,7 @@ class UnitChecker:
         if len(words) == 2 and words[0] == "DW_OP_addr":
             return int(words[1], 16)
         if len(words) == 2 and words[0] in ("DW_OP_addrx", "DW_OP_GNU_addr_index"):
-            base = self.unit.root.number("DW_AT_addr_base") or self.unit.root.number("DW_AT_GNU_addr_base") or 0
-            size, data = self.unit.address_size, self.context["sections"].get(".debug_addr", b"")
-            return readelf.Bytes(data, self.reading.image.little, base + size * int(words[1], 16)).fixed(size)
+            return self.debug_addr(int(words[1], 16))
         return None
 
     def check_variables(self):
@@ -233,7 +261,8 @@ class UnitChecker:
                 found = next((each for each in dumped.get(at, []) if is_named(each["name"], alternatives)), None)
                 if found is None and at is None and "DW_AT_location" not in entry.values:
                     continue
-                self.checker.equal("names of variables", place, bool(found) or [each["name"] for each in dumped.get(at, [])], True)
+                self.checker.equal("names of variables", place, [] if found else [each["name"] for each in dumped.get(at, [])],
+                                   [] if found else wanted_name([], alternatives))
                 if found:
                     self.check_reference("types of variables", place, found["type"], self.reading.type(entry))
 
@@ -255,8 +284,8 @@ class UnitChecker:
             found = names.get((low, high, depth), [])
             if found:
                 alternatives = self.reading.qualified(entry)
-                self.checker.equal("names of inlined calls", f"{self.place}: {low:#x}",
-                                   any(is_named(name, alternatives) for name in found) or found, True)
+                wanted_one = wanted_name(found, alternatives)
+                self.checker.equal("names of inlined calls", f"{self.place}: {low:#x}", wanted_one if wanted_one in found else found, wanted_one)
         for i, outer in enumerate(calls):  # an outer call is in front of those in it
             inside = [each for each in calls[:i] if each["depth"] > outer["depth"] and outer["lowPc"] <= each["lowPc"] < outer["highPc"]]
             self.checker.equal("order of inlined calls", f"{self.place}: {outer['name']}", len(inside), 0)
@@ -341,6 +370,13 @@ def run_elfload(elfload, path):
     return json.loads(result.stdout), result.returncode
 
 
+def is_incomplete(path, units):
+    """Whether the rest is in another file, or compressed: the program says so, and ends with 1."""
+    sections = subprocess.run(["readelf", "-SW", path], capture_output=True, check=True).stdout.decode("utf-8", "replace")
+    return (".gnu_debugaltlink" in sections or re.search(r"\.z?debug_\w+ .* [A-Z]*C[A-Z]* +\d+ +\d+ +\d+$", sections, re.MULTILINE) is not None or
+            any("DW_AT_dwo_name" in unit.root.values or "DW_AT_GNU_dwo_name" in unit.root.values for unit in units))
+
+
 def check_file(path, options):
     dump, status = run_elfload(options.elfload, path)
     if dump.get("debugFormat") != 2:
@@ -351,6 +387,7 @@ def check_file(path, options):
     context = {"sections": sections, "lines": dwarfdump.read_line_tables(path),
                "aranges": index_sections.read_ranges(sections.get(".debug_aranges", b""), little)}
     checker = check_dump(path, dump, units, reading, context)
+    checker.equal("unit", "exit status", status, int(is_incomplete(path, units)))
     print(f"{path.name}: {len(dump['modules'])} units, exit status {status}, {len(checker.differences)} differences; compared "
           + ", ".join(f"{count} {kind}" for kind, count in sorted(checker.compared.items())))
     differences = checker.differences

@@ -3,8 +3,8 @@
 
     compare_where.py [--elfload PATH] [--limit N] [--names-only] FILE...
 
-What addr2line knows from the symbol table alone (no line) is passed over where elfload has no procedure either. Names with arguments or
-scopes in front are compared without them. Exit status 1 when something differs, or nothing was compared.
+addr2line reads a copy without symbols where llvm-objcopy is there, so that its names come from debug information; where it has none,
+elfload must have none, or the symbol's name (addr2line skips procedures outside the range of their unit). Names are compared without scopes and arguments. Exit status 1 when something differs, or nothing was compared.
 """
 import argparse
 import collections
@@ -12,8 +12,12 @@ import json
 import os
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
+import tempfile
+
+OBJCOPY = next((name for name in ("llvm-objcopy-14", "llvm-objcopy") if shutil.which(name)), None)
 
 
 def symbols(path):
@@ -31,6 +35,14 @@ def symbols(path):
 def chunks(items, size=2000):
     items = list(items)
     return [items[i:i + size] for i in range(0, len(items), size)]
+
+
+def without_symbols(path, folder):
+    """A copy without symbols, or the file itself."""
+    copy = pathlib.Path(folder, path.name)
+    if OBJCOPY and subprocess.run([OBJCOPY, "-w", "--strip-symbol=*", path, copy], capture_output=True, check=False).returncode == 0:
+        return copy
+    return path
 
 
 def addr2line(path, addresses):
@@ -74,20 +86,22 @@ def where(elfload, path, addresses):
     return json.loads(result.stdout)["results"]
 
 
-def check(path, options):
-    names = symbols(path)
+def check(path, options, folder):
+    names, plain = symbols(path), without_symbols(path, folder)
     differences, compared, uncovered = [], collections.Counter(), 0
     for part in chunks(sorted(names)):
-        theirs = addr2line(path, part)
+        theirs, by_symbol = addr2line(plain, part), addr2line(path, part) if plain != path else {}
         for answer in where(options.elfload, path, part):
             name, file, line = theirs[answer["address"]]
             procedure, row = answer.get("procedure"), answer.get("row")
-            if not procedure and not row and line in ("?", "0"):
+            ours = procedure["name"] if procedure and not procedure["name"].startswith("Line Info from") else "??"
+            if name == "??" and ours == "??":
                 uncovered += 1
                 continue
-            ours = procedure["name"] if procedure else None
+            if name == "??":
+                name = by_symbol.get(answer["address"], (name,))[0]
             compared["names"] += 1
-            if ours is None or without_arguments(ours) != without_arguments(name):
+            if without_arguments(ours) != without_arguments(name):
                 differences.append(f"{answer['address']:#x} {names[answer['address']]}: elfload {ours!r}, addr2line {name!r}")
             if not options.names_only and line not in ("?", "0"):
                 compared["lines"] += 1
@@ -110,7 +124,8 @@ def main():
     parser.add_argument("--names-only", action="store_true")
     parser.add_argument("paths", nargs="+", type=pathlib.Path)
     options = parser.parse_args()
-    results = [check(path, options) for path in options.paths]
+    with tempfile.TemporaryDirectory() as folder:
+        results = [check(path, options, folder) for path in options.paths]
     return 1 if any(failed for failed, _ in results) or not sum(count for _, count in results) else 0
 
 

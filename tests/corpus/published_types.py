@@ -49,7 +49,9 @@ class TypeChecker:
         if record["kind"] != kind:
             return
         if name and entry.tag != "DW_TAG_string_type":
-            self.equal("names of types", place, self.is_named(record["name"], entry) or record["name"], True)
+            wanted = record["name"] if self.is_named(record["name"], entry) else "::".join(
+                part or "(no name)" for part in reading.qualified(entry)[0])
+            self.equal("names of types", place, record["name"], wanted)
         elif kind in DEFAULT_NAMES or entry.tag in WORDS:
             self.equal("names of types", place, record["name"], WORDS.get(entry.tag) or DEFAULT_NAMES[kind])
         if kind in (0, 3, 4, 5, 6) or kind in (2, 9) and entry.tag != "DW_TAG_ptr_to_member_type":
@@ -80,7 +82,8 @@ class TypeChecker:
         """That a record refers to the one of that entry."""
         if entry is None or entry.tag == "DW_TAG_unspecified_type":
             if entry is None:
-                self.equal("references of types", place, reference in (None, "shared:void", "shared:undefined") or reference, True)
+                is_void = reference in (None, "shared:void", "shared:undefined")
+                self.equal("references of types", place, reference, reference if is_void else "shared:void")
             return
         number = reference[1:] if reference and reference[0] == "T" else ""
         record = self.module["types"][int(number)] if number.isdigit() and int(number) < len(self.module["types"]) else None
@@ -90,7 +93,8 @@ class TypeChecker:
             self.equal("references of types", place, record["key"], entry.offset)
         else:
             same = record["kind"] == KINDS[entry.tag] and (not self.reading.name(entry) or self.is_named(record["name"], entry))
-            self.equal("references of types", place, same or (record["kind"], record["name"]), True)
+            dumped = (record["kind"], record["name"])
+            self.equal("references of types", place, dumped, dumped if same else (KINDS[entry.tag], self.reading.name(entry)))
 
     def check_enumerators(self, place, record, entry):
         wanted = [(self.reading.name(child) or "enum", (child.number("DW_AT_const_value") or 0)) for child in entry.children
