@@ -140,6 +140,35 @@ void Dwarf2Reader::FillLines(DescModule* module, L_list* ranges) {
   }
 }
 
+char* Dwarf2Reader::FileOf(uint32_t number) {
+  return lines_.FileOf(number);
+}
+
+// What is wrong with the lines does not keep the entries from being read, as published; with the loader's rules it does.
+void Dwarf2Reader::FillRecords(DescModule* module, L_list* ranges) {
+  const Dwarf2Build* build = Dwarf2BuildOf(module);
+  FillLines(module, ranges);
+  Failure ofLines;
+  if (*failure_ && build->rules->keepsUnitsApart) {
+    ofLines = *failure_;
+    failure_->Clear();
+  }
+  if (sections_.info.exists) {
+    // A producer of the reduced line program counts references from the start of the section.
+    const UnitForms unit = {
+        .addressSize = module->ext->addressSize,
+        .unitBase = IsReducedVariant(opcodeBase_) ? 0 : module->ext->unitOffset,
+        .rules = build->rules,
+    };
+    entries_.Run(module, Dwarf2BuildOf(module), unit, this);
+  } else {
+    failure_->Note(".debug_info", Failure::NO_OFFSET, "the section is missing");
+  }
+  if (ofLines) {
+    *failure_ = ofLines;
+  }
+}
+
 int Dwarf2Reader::FillModule(DescModule* module, L_list* ranges) {
   failure_->Clear();
   failure_->SetUnit(module->name);
@@ -148,18 +177,7 @@ int Dwarf2Reader::FillModule(DescModule* module, L_list* ranges) {
     failure_->Note(".debug_info", module->ext->unitOffset, "parts of the file are read over and over");
   } else {
     moduleHeap_.Use(module->heap);
-    FillLines(module, ranges);
-    if (sections_.info.exists) {
-      // A producer of the reduced line program counts references from the start of the section.
-      const UnitForms unit = {
-          .addressSize = module->ext->addressSize,
-          .unitBase = IsReducedVariant(opcodeBase_) ? 0 : module->ext->unitOffset,
-          .rules = Dwarf2BuildOf(module)->rules,
-      };
-      entries_.Run(module, Dwarf2BuildOf(module), unit);
-    } else {
-      failure_->Note(".debug_info", Failure::NO_OFFSET, "the section is missing");
-    }
+    FillRecords(module, ranges);
   }
   failure_->SetUnit(nullptr);
   return *failure_ ? 0 : 1;
