@@ -74,6 +74,7 @@ class UnitChecker:
         self.procedures, self.variables, self.inlined, self.labels, self.optional = [], [], [], set(), set()
         self.types = {}
         self.walk(unit.root, None, 0)
+        self.type_checker = TypeChecker(checker, module, self.types, reading, self.place)
 
     def walk(self, entry, procedure, depth):
         """Sorts what is in an entry: procedures wherever they are, variables in the procedure around them or in none."""
@@ -117,7 +118,7 @@ class UnitChecker:
         self.check_variables()
         self.check_inlined()
         self.check_lines()
-        TypeChecker(self.checker, self.module, self.types, self.reading, self.place).run()
+        self.type_checker.run()
 
     def check_unit(self):
         module, root = self.module, self.unit.root
@@ -128,6 +129,10 @@ class UnitChecker:
         kinds = [kind for word, kind in CODE_KINDS.items() if language.removeprefix("DW_LANG_").rstrip("0123456789") == word]
         if kinds or language in LANGUAGE_KINDS:
             self.checker.equal("unit", f"{self.place}: language", module["language"], (kinds or [LANGUAGE_KINDS.get(language)])[0])
+        low, high = root.number("DW_AT_low_pc"), root.number("DW_AT_high_pc")
+        if low is not None and high is not None:
+            high = high if "addr" in root.values["DW_AT_high_pc"].form else low + high
+            self.checker.equal("unit", f"{self.place}: range", (module["lowPc"], module["highPc"]), (low, high))
         wanted = self.context["aranges"].get(self.unit.offset)
         if wanted is not None:
             wanted = [tuple(each) for each in wanted if not self.reading.image.is_dead(each[0])]
@@ -169,9 +174,9 @@ class UnitChecker:
             if len(record[kind]) != len(kept):
                 continue
             for each, entry in zip(record[kind], kept):
-                self.check_reference("types of " + kind, f"{place}: {each['name']}", each["type"], self.reading.type(entry))
+                self.type_checker.check_reference("types of " + kind, f"{place}: {each['name']}", each["type"], self.reading.type(entry))
                 self.check_ranges(kind, f"{place}: {each['name']}", each, entry)
-        self.check_reference("types of procedures", place, record["returnType"], self.reading.type(wanted["entry"]))
+        self.type_checker.check_reference("types of procedures", place, record["returnType"], self.reading.type(wanted["entry"]))
 
     def check_ranges(self, kind, place, record, entry):
         """Where the location holds: as its list says, or as the ranges of the block around it."""
@@ -212,23 +217,6 @@ class UnitChecker:
         size, data = self.unit.address_size, self.context["sections"].get(".debug_addr", b"")
         return readelf.Bytes(data, self.reading.image.little, base + size * index).fixed(size)
 
-    def check_reference(self, kind, place, reference, entry):
-        """That a type is there, with the size that its entry has; which it is, check of types sees to by key."""
-        if entry is None:
-            is_void = reference in (None, "shared:void", "shared:undefined")
-            self.checker.equal(kind, place, reference, reference if is_void else "shared:void")
-            return
-        number = reference[1:] if reference and reference[0] == "T" else ""
-        if entry.tag == "DW_TAG_unspecified_type" and not number:
-            return
-        is_there = number.isdigit() and int(number) < len(self.module["types"])
-        record = self.module["types"][int(number)] if is_there else None
-        self.checker.equal(kind, place, (record["kind"], record["byteSize"] if record["kind"] in (0, 3, 4, 5, 6) else 0) if record else reference,
-                           (KINDS[entry.tag], (self.reading.size(entry) or 0) if KINDS[entry.tag] in (0, 3, 4, 5, 6) else 0))
-        name = self.reading.name(entry)
-        if record and name:
-            self.checker.equal(kind, f"{place}: name of type", record["name"], wanted_name([record["name"]], self.reading.qualified(entry)))
-
     def address(self, entry):
         value = entry.values.get("DW_AT_location")
         if value is None or not value.form.startswith(("DW_FORM_exprloc", "DW_FORM_block")):
@@ -263,8 +251,10 @@ class UnitChecker:
                     continue
                 self.checker.equal("names of variables", place, [] if found else [each["name"] for each in dumped.get(at, [])],
                                    [] if found else wanted_name([], alternatives))
+                if found and at is not None:
+                    self.checker.equal("addresses of variables", place, [(each["lowPc"], each["highPc"]) for each in found["location"]], [(0, 0xFFFFFFFF)])
                 if found:
-                    self.check_reference("types of variables", place, found["type"], self.reading.type(entry))
+                    self.type_checker.check_reference("types of variables", place, found["type"], self.reading.type(entry))
 
     def check_inlined(self):
         calls = self.module.get("inlinedCalls") or self.module["ext"].get("inlinedCalls") or []
@@ -319,23 +309,35 @@ def check_dump(path, dump, units, reading, context):
     return checker
 
 
-CHECKED = {"name": "names", "lowPc": "addresses", "highPc": "addresses", "type": "types", "returnType": "types", "byteSize": "sizes", "kind": "kinds",
-           "bitSize": "bit fields", "bitOffset": "bit fields", "value": "enumerators", "items": "bounds", "expression": "offsets", "depth": "inlined calls",
-           "line": "inlined calls", "column": "inlined calls", "addresses": "lines", "lines": "lines", "addrRanges": "ranges", "element": "types",
-           "target": "types", "fileName": "files"}
+CHECKED = {"name", "lowPc", "highPc", "type", "returnType", "byteSize", "kind", "bitSize", "bitOffset", "value", "items", "expression", "depth",
+           "line", "column", "addresses", "lines", "columns", "addrRanges", "element", "target", "fileName"}
 
 
 def places(value, path=()):
-    """Paths to values, those of the last element of each list."""
+    """Paths to values, those of the last element of its kind in each list."""
     if isinstance(value, dict):
         for key, item in value.items():
             if key not in ("frames", "codeMarks", "mergedModules", "files", "callKind", "frameBase", "returnAddress", "globalNames"):
                 yield from places(item, (*path, key))
     elif isinstance(value, list) and value:
-        indexes = [i for i, item in enumerate(value) if "Line Info" not in str(item)[:30] and item != 0xFFFFFFFF]
-        yield from places(value[indexes[-1]], (*path, indexes[-1])) if indexes else ()
+        last = {(item.get("kind"), bool(item.get("bitSize"))) if isinstance(item, dict) else None: i for i, item in enumerate(value)
+                if "Line Info" not in str(item)[:30] and item != 0xFFFFFFFF}
+        for i in last.values():
+            yield from places(value[i], (*path, i))
+    elif len(path) > 1 and path[-1] in ("items", "element", "target") and isinstance(value, int):
+        return  # what a record of that kind has no use for
+    elif path[-1] in ("byteSize", "bitSize", "bitOffset") and "items" not in path and path[0] != "types":
+        return
     elif next((step for step in reversed(path) if isinstance(step, str)), "") in CHECKED:
         yield path
+
+
+def falsified(field, old):
+    if isinstance(old, int):
+        return old + 1
+    if field == "expression":
+        return old[:-1] + ("0" if old[-1] != "0" else "1")
+    return "shared:other" if old.startswith(("T", "shared:")) else old + "x"
 
 
 def self_test(path, dump, units, reading, context):
@@ -352,8 +354,7 @@ def self_test(path, dump, units, reading, context):
             old = owner[where[-1]]
             if old is None or old == "":
                 continue
-            owner[where[-1]] = old + 1 if isinstance(old, int) else ("00" if "expression" in where else "x") + old[1:] if not str(old).startswith(
-                ("T", "shared:")) else "shared:other"
+            owner[where[-1]] = falsified(where[-1], old)
             kind = ".".join(step for step in where if isinstance(step, str))
             tried[kind] += 1
             if set(check_dump(path, changed, units, reading, context).differences) <= before:

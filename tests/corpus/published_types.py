@@ -56,6 +56,8 @@ class TypeChecker:
             self.equal("names of types", place, record["name"], WORDS.get(entry.tag) or DEFAULT_NAMES[kind])
         if kind in (0, 3, 4, 5, 6) or kind in (2, 9) and entry.tag != "DW_TAG_ptr_to_member_type":
             self.equal("sizes of types", place, record["byteSize"], reading.size(entry) or 0)
+        elif kind == 8 or kind in (1, 10, 11) and entry.tag not in WORDS:
+            self.equal("sizes of types", place, record["byteSize"], entry.number("DW_AT_byte_size") or 0)
         if kind == 0:
             encoding = (entry.code("DW_AT_encoding") or "").removeprefix("DW_ATE_")
             if encoding in ENCODINGS:
@@ -70,31 +72,31 @@ class TypeChecker:
             wanted = [child for child in entry.children if child.tag == "DW_TAG_formal_parameter"]
             self.equal("parameters of function types", place, len(record["items"]), len(wanted))
             for item, child in zip(record["items"], wanted):
-                self.check_reference(place, item["type"], reading.type(child))
-            self.check_reference(place, record["target"], reading.type(entry))
+                self.check_reference("references of types", place, item["type"], reading.type(child))
+            self.check_reference("references of types", place, record["target"], reading.type(entry))
         else:
-            self.check_reference(place, record["target"], reading.type(entry))
+            self.check_reference("references of types", place, record["target"], reading.type(entry))
 
     def equal(self, kind, place, dumped, wanted):
         self.checker.equal(kind, place, dumped, wanted)
 
-    def check_reference(self, place, reference, entry):
+    def check_reference(self, kind, place, reference, entry):
         """That a record refers to the one of that entry."""
         if entry is None or entry.tag == "DW_TAG_unspecified_type":
             if entry is None:
                 is_void = reference in (None, "shared:void", "shared:undefined")
-                self.equal("references of types", place, reference, reference if is_void else "shared:void")
+                self.equal(kind, place, reference, reference if is_void else "shared:void")
             return
         number = reference[1:] if reference and reference[0] == "T" else ""
         record = self.module["types"][int(number)] if number.isdigit() and int(number) < len(self.module["types"]) else None
         if record is None:
-            self.equal("references of types", place, reference, f"{entry.offset:#x} {entry.tag}")
+            self.equal(kind, place, reference, f"{entry.offset:#x} {entry.tag}")
         elif entry.offset in self.by_offset and self.by_offset[entry.offset] is entry and not self.is_replaced(entry):
-            self.equal("references of types", place, record["key"], entry.offset)
+            self.equal(kind, place, record["key"], entry.offset)
         else:
             same = record["kind"] == KINDS[entry.tag] and (not self.reading.name(entry) or self.is_named(record["name"], entry))
             dumped = (record["kind"], record["name"])
-            self.equal("references of types", place, dumped, dumped if same else (KINDS[entry.tag], self.reading.name(entry)))
+            self.equal(kind, place, dumped, dumped if same else (KINDS[entry.tag], self.reading.name(entry)))
 
     def check_enumerators(self, place, record, entry):
         wanted = [(self.reading.name(child) or "enum", (child.number("DW_AT_const_value") or 0)) for child in entry.children
@@ -119,7 +121,7 @@ class TypeChecker:
         if entry.tag == "DW_TAG_string_type":
             self.equal("references of types", place, record["element"], "shared:character")
         else:
-            self.check_reference(place, record["element"], self.reading.type(entry))
+            self.check_reference("references of types", place, record["element"], self.reading.type(entry))
 
     def check_members(self, place, record, entry):
         wanted = list(self.reading.members(entry))
@@ -134,7 +136,7 @@ class TypeChecker:
 
     def check_member(self, place, item, member):
         reading = self.reading
-        self.check_reference(place, item["type"], reading.type(member))
+        self.check_reference("references of types", place, item["type"], reading.type(member))
         if member.number("DW_AT_bit_size"):
             offset, size, first, bits = reading.bit_field(member)
             self.equal("bit fields", f"{place} bitSize", item["bitSize"], bits & 0xFF)
@@ -143,6 +145,7 @@ class TypeChecker:
                 first = 8 * size - bits - first
             self.equal("bit fields", f"{place} bitOffset", item["bitOffset"], first & 0xFF)
         else:
+            self.equal("bit fields", f"{place} bitSize", item["bitSize"], 0)
             offset = reading.member_offset(member)
             if offset is None and "DW_AT_data_member_location" in member.values:
                 return  # a computed one, of a virtual base class
