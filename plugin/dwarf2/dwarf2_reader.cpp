@@ -134,6 +134,15 @@ int Dwarf2Reader::ReadPublished(Dwarf2Build* build, DescModule** modules) {
   return 1;
 }
 
+// Names live as long as the table, like the records that have them.
+char* Dwarf2Reader::NameOfEntry(void* context, DescModule* module, uint32_t entry) {
+  auto* reader = static_cast<Dwarf2Reader*>(context);
+  if (reader->moduleHeap_.Heap() != reader->tableHeap_.Heap()) {
+    reader->moduleHeap_.Use(reader->tableHeap_.Heap());
+  }
+  return reader->entries_.NameOf(Dwarf2BuildOf(module), module, entry);
+}
+
 void Dwarf2Reader::ReadIndexes(DescModule* modules, const Dwarf2Rules& rules) {
   const FrameSource frames = {.image = image_,
                               .sections = &sections_,
@@ -144,7 +153,7 @@ void Dwarf2Reader::ReadIndexes(DescModule* modules, const Dwarf2Rules& rules) {
   const IndexSource names = {.image = image_,
                              .sections = &sections_,
                              .deadCode = &deadCode_,
-                             .nameOfEntry = {nullptr, nullptr},
+                             .nameOfEntry = {NameOfEntry, this},
                              .failure = failure_,
                              .allowance = allowance_};
   ReadDwarf2NameIndexes(&index_, names, modules, &tableHeap_);

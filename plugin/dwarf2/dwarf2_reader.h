@@ -46,6 +46,7 @@ class Dwarf2Reader : private SourceFiles {
   void FillRecords(DescModule* module, L_list* ranges);
   int ReadByLoaderRules(Dwarf2Build* build, DescModule** modules);
   int ReadPublished(Dwarf2Build* build, DescModule** modules);
+  static char* NameOfEntry(void* context, DescModule* module, uint32_t entry);
   void ReadIndexes(DescModule* modules, const Dwarf2Rules& rules);
   void FillLines(DescModule* module, L_list* ranges);
   void MakeDefaultLineBlock(DescModule* module);
