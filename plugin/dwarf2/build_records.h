@@ -17,6 +17,7 @@ struct Dwarf2Build : BuildRecords {
 struct Dwarf2ModuleExt : ReaderModuleExt {
   uint32_t unitEnd;       // of the unit in .debug_info, as its length has it
   uint32_t abbrevOffset;  // of its abbreviations in .debug_abbrev
+  bool hasLines;          // whether `lineOffset` is that of a program
 };
 
 inline Dwarf2Build* Dwarf2BuildOf(const DescModule* module) {

@@ -153,4 +153,9 @@ enum DwarfLineExtendedOpcode : uint8_t {
   DW_LNE_set_address  = 2,
   DW_LNE_define_file  = 3,
 };
+
+enum DwarfLineContent : uint32_t {
+  DW_LNCT_path            = 1,
+  DW_LNCT_directory_index = 2,
+};
 // clang-format on

@@ -11,19 +11,6 @@ namespace {
 
 constexpr uint32_t NO_LINE = 0xFFFFFFFF;
 
-// Whether the unit itself says that it has code at address 0.
-bool HoldsAddressZero(const DescModule* module) {
-  if (module->hasRange != 0 && module->lowPc == 0 && module->highPc != 0) {
-    return true;
-  }
-  for (const DescAddrRange* range = module->ext->addrRanges; range != nullptr; range = range->next) {
-    if (range->low == 0 && range->high != NO_LINE) {
-      return true;
-    }
-  }
-  return false;
-}
-
 }  // namespace
 
 Dwarf2Reader::Dwarf2Reader(Failure* failure, Allowance* allowance)
@@ -45,7 +32,8 @@ void Dwarf2Reader::Open(ElfImage* image) {
   sections_ = FindDwarf2Sections(image);
   index_.Use(image->file, littleEndian);
   scan_.Use(image->file, littleEndian, &sections_);
-  lines_.Use(image->file, littleEndian);
+  deadCode_.Use(image);
+  lines_.Use(image->file, littleEndian, &sections_, &deadCode_);
   entries_.Use(image->file, littleEndian, &sections_);
 }
 
@@ -112,16 +100,12 @@ void Dwarf2Reader::MakeDefaultLineBlock(DescModule* module) {
   }
 }
 
-void Dwarf2Reader::FillLines(DescModule* module, L_list* ranges) {
-  const bool asPublished = Dwarf2BuildOf(module)->rules->runsLinesAsPublished;
-  const LineRules rules = {
-      .addressSize = module->ext->addressSize,
-      .actsAsPublished = asPublished,
-      .keepsAddressZero = asPublished && HoldsAddressZero(module),
-  };
-  lines_.Run(sections_.line, module->ext->lineOffset, rules, ranges, &opcodeBase_);
-  module->files = lines_.Files();
-  module->lineBlocks = lines_.Blocks();
+void Dwarf2Reader::FillLines(DescModule* module, const UnitForms& unit, L_list* ranges) {
+  if (static_cast<const Dwarf2ModuleExt*>(module->ext)->hasLines) {
+    lines_.Run(module->ext->lineOffset, unit, ranges, &opcodeBase_);
+    module->files = lines_.Files();
+    module->lineBlocks = lines_.Blocks();
+  }
   if (module->files != nullptr) {
     CheckSourceDate(image_, module->files->baseName);
   }
@@ -130,27 +114,46 @@ void Dwarf2Reader::FillLines(DescModule* module, L_list* ranges) {
   }
 }
 
+// Reads lines and entries. As published the entries are read also where the line program cannot be: its failure is
+// kept until then.
+void Dwarf2Reader::FillUnit(DescModule* module, L_list* ranges) {
+  const Dwarf2Rules* rules = Dwarf2BuildOf(module)->rules;
+  UnitForms unit = {
+      .addressSize = module->ext->addressSize,
+      .unitBase = module->ext->unitOffset,
+      .rules = rules,
+  };
+  moduleHeap_.Use(module->heap);
+  FillLines(module, unit, ranges);
+  if (!sections_.info.exists) {
+    failure_->Note(".debug_info", Failure::NO_OFFSET, "the section is missing");
+    return;
+  }
+  if (!rules->readsUnitsByVersion && IsReducedVariant(opcodeBase_)) {
+    unit.unitBase = 0;  // a producer of the reduced line program counts references from the start of the section
+  }
+  linesFailure_ = *failure_;
+  if (rules->runsLinesAsPublished) {
+    failure_->Clear();
+  }
+  entries_.Run(module, Dwarf2BuildOf(module), unit);
+}
+
 int Dwarf2Reader::FillModule(DescModule* module, L_list* ranges) {
   failure_->Clear();
   failure_->SetUnit(module->name);
+  linesFailure_.Clear();
   module->loadedKinds |= SYM_LOAD_ALL;
-  if (!allowance_->IsLeft()) {
-    failure_->Note(".debug_info", module->ext->unitOffset, "parts of the file are read over and over");
+  if (allowance_->IsLeft()) {
+    FillUnit(module, ranges);
   } else {
-    moduleHeap_.Use(module->heap);
-    FillLines(module, ranges);
-    if (sections_.info.exists) {
-      // A producer of the reduced line program counts references from the start of the section.
-      const UnitForms unit = {
-          .addressSize = module->ext->addressSize,
-          .unitBase = IsReducedVariant(opcodeBase_) ? 0 : module->ext->unitOffset,
-          .rules = Dwarf2BuildOf(module)->rules,
-      };
-      entries_.Run(module, Dwarf2BuildOf(module), unit);
-    } else {
-      failure_->Note(".debug_info", Failure::NO_OFFSET, "the section is missing");
-    }
+    failure_->Note(".debug_info", module->ext->unitOffset, "parts of the file are read over and over");
   }
   failure_->SetUnit(nullptr);
-  return *failure_ ? 0 : 1;
+  const int isFilled = *failure_ ? 0 : 1;
+  if (linesFailure_) {
+    *failure_ = linesFailure_;
+    failure_->SetUnit(nullptr);
+  }
+  return isFilled;
 }

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 
+#include "dwarf2/dead_code.h"
 #include "dwarf2/entries/entry_walk.h"
 #include "dwarf2/lines/line_program.h"
 #include "dwarf2/sections.h"
@@ -26,7 +27,8 @@ class Dwarf2Reader {
   int ReadModules(mem_desc* tableHeap, DescModule** modules, const Dwarf2Rules& rules);
 
   // Fills a module from its line program and its entries, and appends DescLineRange records to `ranges`. 1 for success;
-  // after a failure what was read before it is kept.
+  // after a failure what was read before it is kept. As published the entries are read whatever the line program is: 1
+  // with the failure set where it alone cannot be read.
   int FillModule(DescModule* module, L_list* ranges);
 
   // The `opcode_base` of the line program that was read last, whichever unit or file it was of; 0 before the first. A
@@ -36,13 +38,16 @@ class Dwarf2Reader {
 
  private:
   Dwarf2Build* MakeBuild(mem_desc* tableHeap, const Dwarf2Rules& rules);
-  void FillLines(DescModule* module, L_list* ranges);
+  void FillUnit(DescModule* module, L_list* ranges);
+  void FillLines(DescModule* module, const UnitForms& unit, L_list* ranges);
   void MakeDefaultLineBlock(DescModule* module);
 
   Failure* failure_;
   Allowance* allowance_;
   ElfImage* image_ = nullptr;
   Dwarf2Sections sections_ = {};
+  DeadCode deadCode_;
+  Failure linesFailure_;  // of the fill in hand
   uint8_t opcodeBase_ = 0;
 
   RecordHeap tableHeap_;
