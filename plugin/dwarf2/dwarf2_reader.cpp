@@ -20,6 +20,7 @@ Dwarf2Reader::Dwarf2Reader(Failure* failure, Allowance* allowance)
       moduleHeap_(failure, allowance),
       index_(failure, allowance),
       scan_(failure, allowance),
+      versionedScan_(failure, allowance),
       lines_(failure, allowance, &moduleHeap_),
       entries_(failure, allowance, &moduleHeap_) {}
 
@@ -31,10 +32,11 @@ void Dwarf2Reader::Open(ElfImage* image) {
   const bool littleEndian = ELF_IsLittleEndian(image);
   sections_ = FindDwarf2Sections(image);
   index_.Use(image->file, littleEndian);
-  scan_.Use(image->file, littleEndian, &sections_);
   deadCode_.Use(image);
+  scan_.Use(image->file, littleEndian, &sections_);
+  versionedScan_.Use(image->file, littleEndian, &sections_, &deadCode_);
   lines_.Use(image->file, littleEndian, &sections_, &deadCode_);
-  entries_.Use(image->file, littleEndian, &sections_);
+  entries_.Use(image->file, littleEndian, &sections_, &deadCode_);
 }
 
 Dwarf2Build* Dwarf2Reader::MakeBuild(mem_desc* tableHeap, const Dwarf2Rules& rules) {
@@ -70,7 +72,10 @@ int Dwarf2Reader::ReadModules(mem_desc* tableHeap, DescModule** modules, const D
     return 1;
   }
   DescModule* scanned = nullptr;
-  if (!scan_.Run(&tableHeap_, build, &scanned)) {
+  Failure setAside;
+  const bool isScanned = rules.readsUnitsByVersion ? versionedScan_.Run(&tableHeap_, build, &scanned, &setAside)
+                                                   : scan_.Run(&tableHeap_, build, &scanned);
+  if (!isScanned) {
     return 0;
   }
   *modules = scanned;
@@ -79,6 +84,10 @@ int Dwarf2Reader::ReadModules(mem_desc* tableHeap, DescModule** modules, const D
         ReadDwarf2Frames(&index_, image_->file, sections_.frame, &tableHeap_, scanned->ext->addressSize);
   }
   ReadDwarf2NameIndexes(&index_, image_->file, sections_, scanned, &tableHeap_);
+  if (rules.keepsUnitsApart) {
+    *failure_ = setAside ? setAside : *failure_;
+    return 1;
+  }
   return *failure_ ? 0 : 1;
 }
 
@@ -118,18 +127,18 @@ void Dwarf2Reader::FillLines(DescModule* module, const UnitForms& unit, L_list* 
 // kept until then.
 void Dwarf2Reader::FillUnit(DescModule* module, L_list* ranges) {
   const Dwarf2Rules* rules = Dwarf2BuildOf(module)->rules;
-  UnitForms unit = {
-      .addressSize = module->ext->addressSize,
-      .unitBase = module->ext->unitOffset,
-      .rules = rules,
-  };
+  const UnitPlace* place = static_cast<const Dwarf2ModuleExt*>(module->ext)->unit;
+  UnitForms unit = {.addressSize = module->ext->addressSize, .unitBase = module->ext->unitOffset, .rules = rules};
+  if (place != nullptr) {
+    unit = UnitDirectory::FormsOf(*place, *rules);
+  }
   moduleHeap_.Use(module->heap);
   FillLines(module, unit, ranges);
   if (!sections_.info.exists) {
     failure_->Note(".debug_info", Failure::NO_OFFSET, "the section is missing");
     return;
   }
-  if (!rules->readsUnitsByVersion && IsReducedVariant(opcodeBase_)) {
+  if (place == nullptr && IsReducedVariant(opcodeBase_)) {
     unit.unitBase = 0;  // a producer of the reduced line program counts references from the start of the section
   }
   linesFailure_ = *failure_;

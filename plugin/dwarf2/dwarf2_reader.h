@@ -13,6 +13,7 @@
 #include "dwarf2/lines/line_program.h"
 #include "dwarf2/sections.h"
 #include "dwarf2/unit_scan.h"
+#include "dwarf2/versioned_scan.h"
 #include "tarnixcore/list.h"
 
 class Dwarf2Reader {
@@ -23,7 +24,8 @@ class Dwarf2Reader {
   void Open(ElfImage* image);
 
   // Makes one DescModule per unit; no entry after a unit's first is read. 1 for success. On failure `modules` is set or
-  // left as it was; where it is left, nothing of the scan stays. The modules' fills go by the same rules.
+  // left as it was; where it is left, nothing of the scan stays. The modules' fills go by the same rules. As published
+  // success may leave a failure noted: the first reason why a unit or an index was left out.
   int ReadModules(mem_desc* tableHeap, DescModule** modules, const Dwarf2Rules& rules);
 
   // Fills a module from its line program and its entries, and appends DescLineRange records to `ranges`. 1 for success;
@@ -54,6 +56,7 @@ class Dwarf2Reader {
   RecordHeap moduleHeap_;
   Cursor index_;
   UnitScan scan_;
+  VersionedScan versionedScan_;
   LineProgram lines_;
   EntryWalk entries_;
 };
