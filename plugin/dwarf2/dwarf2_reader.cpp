@@ -52,6 +52,7 @@ Dwarf2Build* Dwarf2Reader::MakeBuild(mem_desc* tableHeap, const Dwarf2Rules& rul
   build->undefinedType = undefinedType;
   build->tableHeap = tableHeap;
   build->rules = &rules;
+  build->coversOnlyRows = rules.runsLinesAsPublished;
   return build;
 }
 

@@ -23,12 +23,12 @@ constexpr uint32_t SPAN_CHARGE = 256;  // bytes: what the index takes for a reco
 // of a range ascend, and end the list.
 class LineInfoCover {
  public:
-  LineInfoCover(DescModule* module, Allowance* allowance)
-      : module_(module), allowance_(allowance), heap_(&unreported_, allowance) {
+  LineInfoCover(DescModule* module, bool coversOnlyRows, Allowance* allowance)
+      : module_(module), allowance_(allowance), heap_(&unreported_, allowance), coversOnlyRows_(coversOnlyRows) {
     heap_.Use(module->heap);
   }
 
-  // Both throw std::bad_alloc.
+  // All throw std::bad_alloc.
   void TakeProcs();
   void Cover(uint32_t low, uint32_t high);
 
@@ -43,6 +43,8 @@ class LineInfoCover {
   };
 
   void Meet(uint32_t number);
+  void TakeRows();
+  void AddProcOfRows(uint32_t low, uint32_t high);
   void AddProc(uint32_t low, uint32_t high);
   char* NewName(uint32_t low, uint32_t high);
 
@@ -53,6 +55,9 @@ class LineInfoCover {
   DescProc* last_ = nullptr;  // of the module's list
   SpanIndex procs_;
   std::vector<Walk> walks_;  // the innermost last
+
+  const bool coversOnlyRows_;
+  std::vector<uint32_t> rows_;  // addresses of the module's rows, ascending, once they are asked for
 };
 
 void LineInfoCover::TakeProcs() {
@@ -64,8 +69,8 @@ void LineInfoCover::TakeProcs() {
   }
 }
 
-// What a procedure that touches the range of the innermost walk takes from it. One that begins inside the range and
-// ends exactly with it takes nothing.
+// What a procedure that touches the range of the innermost walk takes from it. By the loader's rules one that begins
+// inside the range and ends exactly with it takes nothing.
 void LineInfoCover::Meet(uint32_t number) {
   const SpanIndex::Span proc = procs_.At(number);
   Walk& walk = walks_.back();
@@ -78,7 +83,7 @@ void LineInfoCover::Meet(uint32_t number) {
     } else {
       walk.low = proc.high;
     }
-  } else if (walk.high < proc.high) {
+  } else if (walk.high < proc.high || (coversOnlyRows_ && walk.high == proc.high)) {
     walk.high = proc.low;
   } else if (proc.high < walk.high) {
     const Walk inner = {walk.low, proc.low, walk.again, walk.again};
@@ -101,8 +106,31 @@ void LineInfoCover::Cover(uint32_t low, uint32_t high) {
     } else {
       const Walk rest = walk;
       walks_.pop_back();
-      AddProc(rest.low, rest.high);
+      if (coversOnlyRows_) {
+        AddProcOfRows(rest.low, rest.high);
+      } else {
+        AddProc(rest.low, rest.high);
+      }
     }
+  }
+}
+
+void LineInfoCover::TakeRows() {
+  for (const DescLineBlock* block = module_->lineBlocks; block != nullptr; block = block->next) {
+    rows_.insert(rows_.end(), block->addresses, block->addresses + block->count);
+  }
+  std::sort(rows_.begin(), rows_.end());
+}
+
+// Covers what no procedure has from its first row on. Without a row it is what is between two procedures, and stays
+// uncovered.
+void LineInfoCover::AddProcOfRows(uint32_t low, uint32_t high) {
+  if (rows_.empty()) {
+    TakeRows();
+  }
+  const auto first = std::lower_bound(rows_.begin(), rows_.end(), low);
+  if (first != rows_.end() && *first < high) {
+    AddProc(*first, high);
   }
 }
 
@@ -131,12 +159,12 @@ void LineInfoCover::AddProc(uint32_t low, uint32_t high) {
 
 }  // namespace
 
-void AddLineInfoProcs(DescModule* module, L_list* ranges, Allowance* allowance) {
+void AddLineInfoProcs(DescModule* module, L_list* ranges, bool coversOnlyRows, Allowance* allowance) {
   if (L_First(ranges) == nullptr) {
     return;
   }
   try {
-    LineInfoCover cover(module, allowance);
+    LineInfoCover cover(module, coversOnlyRows, allowance);
     cover.TakeProcs();
     for (void* data = L_First(ranges); data != nullptr; data = L_Next(ranges)) {
       const auto* range = static_cast<const DescLineRange*>(data);

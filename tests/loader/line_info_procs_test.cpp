@@ -96,7 +96,7 @@ TEST_F(Records, LineRangesAreCoveredAsTheRuleSays) {
       AddRange(low, last);
       Cover(procs, low, last == 0xFFFFFFFF ? last : last + 1);
     }
-    AddLineInfoProcs(module, ranges_, &allowance_);
+    AddLineInfoProcs(module, ranges_, false, &allowance_);
     Texts expected;
     for (const Range& proc : procs) {
       const std::string name = "Line Info from 0x" + Hex(proc.low) + " to 0x" + Hex(proc.high);
@@ -114,7 +114,7 @@ TEST_F(Records, LineRangesTakeNoMoreThanTheAllowance) {
   DescModule* module = Module(procs);
   for (uint32_t i = 0; i < 1000; ++i) AddRange(0, 40000 + i);
   allowance_.Grant(200000);
-  AddLineInfoProcs(module, ranges_, &allowance_);
+  AddLineInfoProcs(module, ranges_, false, &allowance_);
   EXPECT_FALSE(allowance_.IsLeft());
   EXPECT_GT(Names(module->procs).size(), 39999u) << "the first range is covered";
 }
@@ -127,7 +127,7 @@ TEST_F(Records, WithoutMemoryARangeStaysUncovered) {
     DescModule* module = Module({{0x10, 0x20}});
     AddRange(0, 0x30);
     HEAP_FailFrom(call, 1);
-    AddLineInfoProcs(module, ranges_, &allowance_);
+    AddLineInfoProcs(module, ranges_, false, &allowance_);
     const bool failed = HEAP_FailFrom(0) != 0;
     procs = Described(module->procs);
     EXPECT_EQ(procs != covered, failed) << call;  // a record, or its name
