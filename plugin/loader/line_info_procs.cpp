@@ -31,6 +31,7 @@ class LineInfoCover {
   // All throw std::bad_alloc.
   void TakeProcs();
   void Cover(uint32_t low, uint32_t high);
+  void CoverRows();  // once, after all ranges
 
  private:
   // What is left of a range. Procedures before `again` do not touch it, so a walk over a part of it begins there: at
@@ -42,10 +43,17 @@ class LineInfoCover {
     uint32_t next;  // the procedure that the walk goes on with
   };
 
+  // What no procedure covers of a range, where only rows are covered.
+  struct Piece {
+    uint32_t low;
+    uint32_t high;
+    uint32_t firstRow;  // address of its lowest row; `high` without rows
+  };
+
   void Meet(uint32_t number);
-  void TakeRows();
-  void AddProcOfRows(uint32_t low, uint32_t high);
-  void AddProc(uint32_t low, uint32_t high);
+  void AddPiece(uint32_t low, uint32_t high);
+  void FindFirstRows();
+  bool AddProc(uint32_t low, uint32_t high);
   char* NewName(uint32_t low, uint32_t high);
 
   DescModule* module_;
@@ -57,7 +65,7 @@ class LineInfoCover {
   std::vector<Walk> walks_;  // the innermost last
 
   const bool coversOnlyRows_;
-  std::vector<uint32_t> rows_;  // addresses of the module's rows, ascending, once they are asked for
+  std::vector<Piece> pieces_;
 };
 
 void LineInfoCover::TakeProcs() {
@@ -107,30 +115,59 @@ void LineInfoCover::Cover(uint32_t low, uint32_t high) {
       const Walk rest = walk;
       walks_.pop_back();
       if (coversOnlyRows_) {
-        AddProcOfRows(rest.low, rest.high);
-      } else {
-        AddProc(rest.low, rest.high);
+        AddPiece(rest.low, rest.high);
+      } else if (allowance_->TakeMemory(SPAN_CHARGE) && AddProc(rest.low, rest.high)) {
+        procs_.Append(rest.low, rest.high);
       }
     }
   }
 }
 
-void LineInfoCover::TakeRows() {
-  for (const DescLineBlock* block = module_->lineBlocks; block != nullptr; block = block->next) {
-    rows_.insert(rows_.end(), block->addresses, block->addresses + block->count);
+// A piece takes part in what follows as if it were covered, whether it has rows or not: no other has its addresses.
+void LineInfoCover::AddPiece(uint32_t low, uint32_t high) {
+  if (allowance_->TakeMemory(SPAN_CHARGE)) {
+    pieces_.push_back({low, high, high});
+    procs_.Append(low, high);
   }
-  std::sort(rows_.begin(), rows_.end());
 }
 
-// Covers what no procedure has from its first row on. Without a row it is what is between two procedures, and stays
-// uncovered.
-void LineInfoCover::AddProcOfRows(uint32_t low, uint32_t high) {
-  if (rows_.empty()) {
-    TakeRows();
+// Asks for the piece of a row only where the row is not between the same two pieces as the row before.
+void LineInfoCover::FindFirstRows() {
+  std::vector<Piece*> pieces;
+  for (Piece& piece : pieces_) {
+    pieces.push_back(&piece);
   }
-  const auto first = std::lower_bound(rows_.begin(), rows_.end(), low);
-  if (first != rows_.end() && *first < high) {
-    AddProc(*first, high);
+  std::sort(pieces.begin(), pieces.end(), [](const Piece* a, const Piece* b) { return a->low < b->low; });
+  uint32_t from = 0;
+  uint32_t to = 0;
+  for (const DescLineBlock* block = module_->lineBlocks; block != nullptr; block = block->next) {
+    for (int32_t i = 0; i < block->count; ++i) {
+      const uint32_t address = block->addresses[i];
+      if (address - from < to - from) {
+        continue;
+      }
+      const auto next = std::upper_bound(pieces.begin(), pieces.end(), address,
+                                         [](uint32_t row, const Piece* piece) { return row < piece->low; });
+      Piece* piece = next != pieces.begin() ? *(next - 1) : nullptr;
+      if (piece != nullptr && address < piece->high) {
+        piece->firstRow = std::min(piece->firstRow, address);
+      } else {
+        from = piece != nullptr ? piece->high : 0;
+        to = next != pieces.end() ? (*next)->low : LAST_ADDRESS;
+      }
+    }
+  }
+}
+
+// A piece is covered from its first row on. One without a row is what is between two procedures.
+void LineInfoCover::CoverRows() {
+  if (!pieces_.empty()) {
+    FindFirstRows();
+  }
+  for (const Piece& piece : pieces_) {
+    if (piece.firstRow < piece.high) {
+      AddProc(piece.firstRow, piece.high);
+    }
   }
 }
 
@@ -144,17 +181,18 @@ char* LineInfoCover::NewName(uint32_t low, uint32_t high) {
   return heap_.CopyText(text, static_cast<size_t>(end - text));
 }
 
-void LineInfoCover::AddProc(uint32_t low, uint32_t high) {
-  DescProc* proc = allowance_->TakeMemory(SPAN_CHARGE) ? NewDescProc(&heap_, nullptr) : nullptr;
+// False without memory.
+bool LineInfoCover::AddProc(uint32_t low, uint32_t high) {
+  DescProc* proc = NewDescProc(&heap_, nullptr);
   if (proc == nullptr) {
-    return;
+    return false;
   }
   proc->lowPc = low;
   proc->highPc = high;
   proc->name = NewName(low, high);
   (last_ == nullptr ? module_->procs : last_->next) = proc;
   last_ = proc;
-  procs_.Append(low, high);
+  return true;
 }
 
 }  // namespace
@@ -170,6 +208,7 @@ void AddLineInfoProcs(DescModule* module, L_list* ranges, bool coversOnlyRows, A
       const auto* range = static_cast<const DescLineRange*>(data);
       cover.Cover(range->low, range->high == LAST_ADDRESS ? range->high : range->high + 1);
     }
+    cover.CoverRows();
   } catch (const std::bad_alloc&) {
     // The rest stays uncovered.
   }
