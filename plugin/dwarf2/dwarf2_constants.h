@@ -131,6 +131,7 @@ enum DwarfAttribute : uint32_t {
   DW_AT_bit_offset           = 0x0C,
   DW_AT_bit_size             = 0x0D,
   DW_AT_stmt_list            = 0x10,
+  DW_AT_import               = 0x18,
   DW_AT_low_pc               = 0x11,
   DW_AT_high_pc              = 0x12,
   DW_AT_language             = 0x13,
@@ -226,5 +227,29 @@ enum DwarfLineExtendedOpcode : uint8_t {
 enum DwarfLineContent : uint32_t {
   DW_LNCT_path            = 1,
   DW_LNCT_directory_index = 2,
+};
+
+enum DwarfRangeListEntry : uint8_t {
+  DW_RLE_end_of_list   = 0,
+  DW_RLE_base_addressx = 1,
+  DW_RLE_startx_endx   = 2,
+  DW_RLE_startx_length = 3,
+  DW_RLE_offset_pair   = 4,
+  DW_RLE_base_address  = 5,
+  DW_RLE_start_end     = 6,
+  DW_RLE_start_length  = 7,
+};
+
+enum DwarfLocationListEntry : uint8_t {
+  DW_LLE_end_of_list      = 0,
+  DW_LLE_base_addressx    = 1,
+  DW_LLE_startx_endx      = 2,
+  DW_LLE_startx_length    = 3,
+  DW_LLE_offset_pair      = 4,
+  DW_LLE_default_location = 5,
+  DW_LLE_base_address     = 6,
+  DW_LLE_start_end        = 7,
+  DW_LLE_start_length     = 8,
+  DW_LLE_GNU_view_pair    = 9,
 };
 // clang-format on

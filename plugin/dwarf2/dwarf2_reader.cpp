@@ -115,6 +115,8 @@ void Dwarf2Reader::FillLines(DescModule* module, const UnitForms& unit, L_list* 
     lines_.Run(module->ext->lineOffset, unit, ranges, &opcodeBase_);
     module->files = lines_.Files();
     module->lineBlocks = lines_.Blocks();
+  } else {
+    lines_.Clear();
   }
   if (module->files != nullptr) {
     CheckSourceDate(image_, module->files->baseName);
@@ -124,16 +126,20 @@ void Dwarf2Reader::FillLines(DescModule* module, const UnitForms& unit, L_list* 
   }
 }
 
-// Reads lines and entries. As published the entries are read also where the line program cannot be: its failure is
-// kept until then.
-void Dwarf2Reader::FillUnit(DescModule* module, L_list* ranges) {
-  const Dwarf2Rules* rules = Dwarf2BuildOf(module)->rules;
+char* Dwarf2Reader::FileOf(uint32_t number) {
+  return lines_.FileOf(number);
+}
+
+// Reads lines and entries. As published what is wrong with the lines does not keep the entries from being read; by the
+// loader's rules it does.
+void Dwarf2Reader::FillRecords(DescModule* module, L_list* ranges) {
+  Dwarf2Build* build = Dwarf2BuildOf(module);
   const UnitPlace* place = static_cast<const Dwarf2ModuleExt*>(module->ext)->unit;
-  UnitForms unit = {.addressSize = module->ext->addressSize, .unitBase = module->ext->unitOffset, .rules = rules};
+  UnitForms unit = {
+      .addressSize = module->ext->addressSize, .unitBase = module->ext->unitOffset, .rules = build->rules};
   if (place != nullptr) {
-    unit = UnitDirectory::FormsOf(*place, *rules);
+    unit = UnitDirectory::FormsOf(*place, *build->rules);
   }
-  moduleHeap_.Use(module->heap);
   FillLines(module, unit, ranges);
   if (!sections_.info.exists) {
     failure_->Note(".debug_info", Failure::NO_OFFSET, "the section is missing");
@@ -143,10 +149,10 @@ void Dwarf2Reader::FillUnit(DescModule* module, L_list* ranges) {
     unit.unitBase = 0;  // a producer of the reduced line program counts references from the start of the section
   }
   linesFailure_ = *failure_;
-  if (rules->runsLinesAsPublished) {
+  if (build->rules->keepsUnitsApart) {
     failure_->Clear();
   }
-  entries_.Run(module, Dwarf2BuildOf(module), unit);
+  entries_.Run(module, build, unit, this);
 }
 
 int Dwarf2Reader::FillModule(DescModule* module, L_list* ranges) {
@@ -155,15 +161,15 @@ int Dwarf2Reader::FillModule(DescModule* module, L_list* ranges) {
   linesFailure_.Clear();
   module->loadedKinds |= SYM_LOAD_ALL;
   if (allowance_->IsLeft()) {
-    FillUnit(module, ranges);
+    moduleHeap_.Use(module->heap);
+    FillRecords(module, ranges);
   } else {
     failure_->Note(".debug_info", module->ext->unitOffset, "parts of the file are read over and over");
   }
-  failure_->SetUnit(nullptr);
   const int isFilled = *failure_ ? 0 : 1;
   if (linesFailure_) {
     *failure_ = linesFailure_;
-    failure_->SetUnit(nullptr);
   }
+  failure_->SetUnit(nullptr);
   return isFilled;
 }

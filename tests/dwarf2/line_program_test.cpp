@@ -225,40 +225,45 @@ TEST_F(LinePrograms, AsPublishedAreRefusedWithTheOffset) {
   const auto start = [](uint32_t length, uint16_t version, uint32_t headerLength) {
     return LineProgram({.version = version, .totalLength = length, .prologueLength = headerLength, .label = "program"});
   };
-  constexpr uint8_t LINE_STR = DW_FORM_line_strp;
+  const char* const TABLES_TOO_LONG = "the tables of a line program are longer than its header_length says";
   const struct {
-    const char* what;
     LineProgram program;
+    const char* reason;
     uint32_t offset;  // from the program on
     const char* section = ".debug_line";
   } facts[] = {
-      {"version 1", Published({.version = 1}).copy(), 4},
-      {"version 6", Published({.version = 6}).copy(), 4},
-      {"longer than the section", start(0x100, 2, 20), 0},
-      {"64-bit length", LineProgram(start(0xFFFFFFFF, 1, 0)).pad(8), 12},
-      {"header longer than the program", start(0x15, 2, 0x100), 6},
-      {"tables longer than the header", start(0x14, 2, 1), 11},
-      {"line_range 0", Published({.lineRange = 0}).copy(), 13},
-      {"entries of no bytes", withTables(5, Bytes().u8(0).u8(4)), 31},
-      {"more entries than the header has", withTables(5, Bytes().u8(1).u8(9).u8(DW_FORM_data1).u8(9).u32(0)), 37},
-      {"no such form", withTables(5, Bytes().u8(1).u8(1).u8(0x30).u8(1).u8(1)), 33},
-      {"operand after the end", Published().setAddress(0x1000).op(DW_LNS_advance_pc), 57},
-      {"extended opcode after the end", Published().u8(0).u8(3).u8(DW_LNE_end_sequence), 49},
-      {"address of 9 bytes", Published().setAddress(0, 9), 49},
-      {"name outside its section",
-       withTables(5, Bytes().u8(0).u8(0).u8(1).u8(1).u8(LINE_STR).u8(2).u32(0).u32(99)).setAddress(0x1000).copy(), 99,
-       ".debug_line_str"},
+      // clang-format off
+      {Published({.version = 1}).copy(), "a line program of version 1 is not known", 4},
+      {Published({.version = 6}).copy(), "a line program of version 6 is not known", 4},
+      {start(0x100, 2, 20), "a line program goes past the end of the section", 0},
+      {start(0xFFFFFFFF, 1, 0).pad(8), "an offset has more than 32 bits", 12},
+      {start(0x15, 2, 0x100), "header_length leads past the end of the line program", 6},
+      {start(0x14, 2, 1), TABLES_TOO_LONG, 11},
+      {Published({.lineRange = 0}).copy(), "line_range is 0", 13},
+      {withTables(5, Bytes().u8(0).u8(4).u8(0)), "a table of a line program has entries of no bytes", 32},
+      {withTables(5, Bytes().u8(1).u8(9).u8(DW_FORM_data1).u8(9).u32(0)), TABLES_TOO_LONG, 38},
+      {withTables(5, Bytes().u8(1).u8(1).u8(0x30).u8(1).u8(1)), "form 0x30 is not known", 34},
+      {Published().setAddress(0x1000).op(DW_LNS_advance_pc), "an opcode goes past the end of the line program", 59},
+      {Published().u8(0).u8(3).u8(DW_LNE_end_sequence), "a line opcode of 0x3 bytes goes past the end of the program",
+       51},
+      {Published().setAddress(0, 9), "an address of 9 bytes", 51},
+      {Published().extended(DW_LNE_define_file, Bytes().text("c")).pad(9),
+       "the operands of a line opcode are longer than its length says", 51},
+      {withTables(5, Bytes().u8(0).u8(0).u8(1).u8(1).u8(DW_FORM_line_strp).u8(2).u32(0).u32(99)).setAddress(0x1000)
+           .copy(), "a text without end", 99, ".debug_line_str"},
+      // clang-format on
   };
   for (const auto& fact : facts) {
     for (const ByteOrder order : bothOrders) {
       DescModule* module = Run(order, fact.program);
-      EXPECT_EQ(extended, 0) << fact.what;
-      EXPECT_EQ(TakeMessages(), Texts{ERROR_IN_OBJECT_FILE}) << fact.what;
+      EXPECT_EQ(extended, 0) << fact.reason;
+      EXPECT_EQ(TakeMessages(), Texts{ERROR_IN_OBJECT_FILE}) << fact.reason;
       const LoaderFailure failure = LastFailure(loader);
-      EXPECT_STREQ(failure.section, fact.section) << fact.what;
-      EXPECT_EQ(failure.offset, fact.offset + (failure.section == std::string(".debug_line") ? BEFORE : 0))
-          << fact.what << ": " << failure.text;
-      EXPECT_EQ(Names(module->vars), Texts{"v"}) << fact.what;
+      const std::string section = failure.section;
+      EXPECT_STREQ(failure.text, fact.reason);
+      EXPECT_EQ(section, fact.section) << fact.reason;
+      EXPECT_EQ(failure.offset, fact.offset + (section == ".debug_line" ? BEFORE : 0)) << fact.reason;
+      EXPECT_EQ(Names(module->vars), Texts{"v"}) << fact.reason;
     }
   }
 }

@@ -18,7 +18,7 @@ bool LineBlocks::BeginBlock(int32_t file) {
   block->fileName = EmptyString();
   (firstBlock_ == nullptr ? firstBlock_ : current_->next) = block;
   current_ = block;
-  block->fileName = files_->NameOf(file);
+  block->fileName = files_->ListedNameOf(static_cast<uint32_t>(file));
   return !*failure_;
 }
 

@@ -139,14 +139,20 @@ void LineFiles::List(File* file) {
   lastFile_ = record;
 }
 
-char* LineFiles::NameOf(int32_t number) {
-  const uint32_t index = static_cast<uint32_t>(number) - firstNumber_;
-  if (number < 0 || static_cast<uint32_t>(number) < firstNumber_ || index >= files_.Count()) {
-    return EmptyString();
-  }
-  File* file = &files_[index];
-  char* text = TextOf(file);
-  if (!file->isListed && file->text != nullptr) {
+LineFiles::File* LineFiles::FileOf(uint32_t number) {
+  const uint32_t index = number - firstNumber_;
+  return number >= firstNumber_ && index < files_.Count() ? &files_[index] : nullptr;
+}
+
+char* LineFiles::NameOf(uint32_t number) {
+  File* file = FileOf(number);
+  return file != nullptr ? TextOf(file) : EmptyString();
+}
+
+char* LineFiles::ListedNameOf(uint32_t number) {
+  char* text = NameOf(number);
+  File* file = FileOf(number);
+  if (file != nullptr && !file->isListed && file->text != nullptr) {
     List(file);
   }
   return text;

@@ -42,9 +42,11 @@ class LineFiles {
   void AddDirectory(const LineText& name);
   void AddFile(const LineText& name, uint32_t directory);
 
-  // The name of a file that has a row now: it is on the list from here on, unless one of that base name is. The empty
-  // text for a number that no file has, and without memory.
-  char* NameOf(int32_t number);
+  // The name of a file by its number in the program. The empty text for a number that no file has, and without memory.
+  char* NameOf(uint32_t number);
+
+  // The same for a file that has a row now: it is on the list from here on, unless one of that base name is.
+  char* ListedNameOf(uint32_t number);
 
   DescFile* Listed() const { return firstFile_; }
 
@@ -56,6 +58,7 @@ class LineFiles {
     bool isListed;  // whether its base name is on the list of files
   };
 
+  File* FileOf(uint32_t number);
   bool GoTo(LineText* text);
   bool IsAbsolute(LineText* name);
   LineText* DirectoryOf(File* file);

@@ -34,6 +34,11 @@ void LineProgram::Run(uint32_t offset, const UnitForms& unit, L_list* ranges, ui
   cursor_.Charge(cursor_.Offset() - offset);
 }
 
+void LineProgram::Clear() {
+  files_.Begin(1, false);
+  blocks_.Begin(nullptr);
+}
+
 // Works out the special opcodes once, so that running one needs no division. A machine with several operations in an
 // instruction counts them.
 void LineProgram::MakeSpecialOpcodes() {

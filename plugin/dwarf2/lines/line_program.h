@@ -41,8 +41,12 @@ class LineProgram {
   // it has been read; it stays as it is where there is no section of line programs, which is no failure then.
   void Run(uint32_t offset, const UnitForms& unit, L_list* ranges, uint8_t* opcodeBase);
 
+  // In place of a program where a unit has none.
+  void Clear();
+
   DescFile* Files() const { return files_.Listed(); }
   DescLineBlock* Blocks() const { return blocks_.Blocks(); }
+  char* FileOf(uint32_t number) { return files_.NameOf(number); }  // by the program's own numbers
 
  private:
   static constexpr uint32_t OPCODES = 256;
