@@ -224,6 +224,11 @@ enum DwarfLineExtendedOpcode : uint8_t {
   DW_LNE_define_file  = 3,
 };
 
+enum DwarfLineContent : uint32_t {
+  DW_LNCT_path            = 1,
+  DW_LNCT_directory_index = 2,
+};
+
 enum DwarfRangeListEntry : uint8_t {
   DW_RLE_end_of_list   = 0,
   DW_RLE_base_addressx = 1,
