@@ -43,7 +43,6 @@ enum UnreadCode : uint32_t {
   DW_AT_count = 0x37,
   DW_AT_declaration = 0x3C,
   DW_AT_external = 0x3F,
-  DW_OP_addr = 0x03,
   DW_OP_fbreg = 0x91,
 };
 
