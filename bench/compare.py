@@ -76,15 +76,19 @@ class Table:
 
 
 class Comparison:
-    def __init__(self, build, runs):
+    def __init__(self, build, runs, rules):
         self.build = build
         self.runs = runs
+        self.rules = rules
 
     def tool(self, name):
         path = os.path.join(self.build, name)
         if not os.path.exists(path):
             raise Failed(f"{path} is not built")
         return path
+
+    def elfload(self, *arguments):
+        return [self.tool("elfload"), "--rules", self.rules, *arguments]
 
     def in_turns(self, *commands, keep_output=True):
         """One list of runs for each command."""
@@ -106,8 +110,8 @@ class Comparison:
         """Open, Build and fill against libdw and the limit. libdw keeps nothing of what it has visited: what it is compared
         with is the fill of one unit after the other, each released when the next one comes."""
         ours_runs, kept_runs, peer_runs, peer_open_runs, limit_runs = self.in_turns(
-            [self.tool("elfload"), "stats", "--json", "--release", path],
-            [self.tool("elfload"), "stats", "--json", path],
+            self.elfload("stats", "--json", "--release", path),
+            self.elfload("stats", "--json", path),
             [self.tool("libdw_peer"), "fill", path],
             [self.tool("libdw_peer"), "open", path],
             [self.tool("elfload_limit"), path],
@@ -174,7 +178,7 @@ class Comparison:
         symbols = dict(zip(plain.stdout.decode().splitlines(), symbols.values()))
         names = [name for name in symbols if re.fullmatch(r"[A-Za-z]\w*(::\w+)*", name)]
         for name in names[:-SYMBOLS_TRIED:-1]:
-            found = subprocess.run([self.tool("elfload"), "find", "--json", path, name],
+            found = subprocess.run(self.elfload("find", "--json", path, name),
                                    stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=False)
             if found.returncode == 0:
                 return name, symbols[name]
@@ -183,11 +187,10 @@ class Comparison:
     def lookup(self, path):
         """Cold look-ups: the whole process."""
         name, address = self.subject(path)
-        elfload = self.tool("elfload")
         ours, gdb, ours_address, addr2line = self.in_turns(
-            [elfload, "find", path, name],
+            self.elfload("find", path, name),
             ["gdb-multiarch", "-nx", "-batch", "-ex", f"info address {name}", path],
-            [elfload, "where", path, hex(address)],
+            self.elfload("where", path, hex(address)),
             ["addr2line", "-e", path, hex(address)],
         )
         if name.encode() not in gdb[0].output:
@@ -204,7 +207,7 @@ class Comparison:
     def dump(self, path):
         """The whole file as text, to nowhere."""
         ours, peer = self.in_turns(
-            [self.tool("elfload"), "dump", "--json", path],
+            self.elfload("dump", "--json", path),
             ["readelf", "--debug-dump=info,decodedline", path],
             keep_output=False,
         )
@@ -225,7 +228,7 @@ class Comparison:
         paths = [os.path.join(folder, f"{shape}-{count}.elf") for count in (small, large)]
         for count, path in zip((small, large), paths):
             subprocess.run([self.tool("elfload_generate"), shape, str(count), path], check=True)
-        runs = self.in_turns(*([self.tool("elfload"), "stats", "--json", path] for path in paths))
+        runs = self.in_turns(*(self.elfload("stats", "--json", path) for path in paths))
         table = Table(f"growth: {small} and {large} {shape}")
         for phases in (("open", "build"), ("fill",)):
             small_time, large_time = (
@@ -245,10 +248,11 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--build", default=os.path.join(root, "build", "bench"), metavar="FOLDER")
     parser.add_argument("--runs", type=int, default=5, metavar="N")
+    parser.add_argument("--rules", default="loader", choices=("loader", "published"))
     parser.add_argument("--skip", action="append", default=[], choices=STAGES)
     parser.add_argument("files", nargs="*", metavar="FILE")
     options = parser.parse_args()
-    comparison = Comparison(options.build, max(1, options.runs))
+    comparison = Comparison(options.build, max(1, options.runs), options.rules)
     status = 0
     stages = [(getattr(comparison, stage), (path,)) for path in options.files
               for stage in STAGES[:3] if stage not in options.skip]

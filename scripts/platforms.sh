@@ -31,6 +31,7 @@ answers() {
   mkdir "$scratch/$folder"
   for file in "${files[@]}"; do
     name=$scratch/$folder/$(basename "$file")
+    "$@" --rules loader dump --json "$file" >"$name.loader.json" 2>/dev/null || true
     "$@" dump --json "$file" >"$name.json" 2>"$name.messages" || true
     sed -i 's/\r$//' "$name.messages" # Windows ends the lines of messages its own way
     "$@" dump "$file" >"$name.txt" 2>/dev/null || true

@@ -80,9 +80,9 @@ void AddSharedOptions(CLI::App& line, Options& options) {
       ->transform(Choice({{"auto", 0}, {"always", 1}, {"never", 2}}))
       ->type_name("WHEN");
   line.add_option("--plugin", options.plugin, "the loader module to use")->type_name("PATH");
-  line.add_option("--lines", options.lines, "rules for line programs: loader or dwarf2 (the default of where)")
-      ->transform(
-          Choice({{"loader", static_cast<int>(LineRules::loader)}, {"dwarf2", static_cast<int>(LineRules::dwarf2)}}))
+  line.add_option("--rules", options.rules, "how debug information is read: published (the default) or loader")
+      ->transform(Choice(
+          {{"loader", static_cast<int>(DwarfRules::loader)}, {"published", static_cast<int>(DwarfRules::published)}}))
       ->type_name("RULES");
   line.add_option("--answer", options.answerCancel,
                   "how to answer message boxes without a terminal: ok (the default) or cancel")

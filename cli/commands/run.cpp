@@ -1,6 +1,7 @@
 // From the command line to the command.
 #include "commands/command_line.h"
 #include "commands/commands.h"
+#include "tarnixcore/text.h"
 #include "terminal/platform.h"
 #include "terminal/standard_error.h"
 
@@ -8,13 +9,12 @@ namespace elfload {
 
 namespace {
 
-// Tells the loader by which rules to read line programs. Where neither the user nor the environment says,
-// `where` takes the published ones, since it is mostly asked about the output of GNU tools; all else takes the
-// loader's.
-void ChooseLineRules(const Options& options) {
-  const bool isAutomatic = options.lines == LineRules::automatic;
-  const bool asPublished = isAutomatic ? options.command == Command::where : options.lines == LineRules::dwarf2;
-  SetEnvironment("LINEPROGRAM", asPublished ? "DWARF2" : "LOADER", !isAutomatic);
+// Settles the rules and sets them for the loader, which asks for the key at each Build.
+void SettleRules(Options& options) {
+  constexpr char key[] = "DWARFRULES";
+  constexpr int published = static_cast<int>(DwarfRules::published);
+  if (!options.rules) options.rules = static_cast<DwarfRules>(TE_WhichByKey(key, "LOADER|PUBLISHED", published));
+  SetEnvironment(key, *options.rules == DwarfRules::published ? "PUBLISHED" : "LOADER");
 }
 
 }  // namespace
@@ -32,7 +32,7 @@ ExitStatus RunCommandLine(int count, const char* const* arguments, Output& out) 
     }
     return result->status;
   }
-  ChooseLineRules(options);
+  SettleRules(options);
   Session session(options, out);
   return commands[static_cast<size_t>(options.command)](session, options, out);
 }

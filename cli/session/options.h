@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,8 +13,8 @@
 namespace elfload {
 
 enum class Command : uint8_t { info, modules, dump, find, where, section, stats, load, version };
-// The rules by which line programs are read; automatic: those of the environment, else what suits the command.
-enum class LineRules : uint8_t { automatic, loader, dwarf2 };
+// The rules by which debug information is read: the loader's own, or those of the published standards.
+enum class DwarfRules : uint8_t { loader, published };
 
 // Exit status of the program.
 enum ExitStatus : int {
@@ -28,8 +29,8 @@ struct Options {
   bool json = false;
   bool verbose = false;
   ColorChoice color = ColorChoice::automatic;
-  std::string plugin;  // path of the module; empty: where it is installed
-  LineRules lines = LineRules::automatic;
+  std::string plugin;                // path of the module; empty: where it is installed
+  std::optional<DwarfRules> rules;   // without the option RunCommandLine takes the environment's, else the published
   bool answerCancel = false;         // how message boxes are answered where nobody can be asked
   std::vector<std::string> modules;  // dump: index or name of each
   FindKind kind = FIND_ALL;          // find

@@ -64,8 +64,8 @@ std::FILE* TakeStandardOutput() {
   return _fdopen(saved, "wb");
 }
 
-void SetEnvironment(const char* name, const char* value, bool replace) {
-  if (replace || std::getenv(name) == nullptr) _putenv_s(name, value);
+void SetEnvironment(const char* name, const char* value) {
+  _putenv_s(name, value);
 }
 
 bool IsTerminal(std::FILE* stream) {
@@ -132,8 +132,8 @@ std::FILE* TakeStandardOutput() {
   return fdopen(saved, "wb");
 }
 
-void SetEnvironment(const char* name, const char* value, bool replace) {
-  setenv(name, value, replace ? 1 : 0);
+void SetEnvironment(const char* name, const char* value) {
+  setenv(name, value, 1);
 }
 
 bool IsTerminal(std::FILE* stream) {

@@ -26,8 +26,8 @@ void* ModuleSymbol(void* module, const char* name);
 // the process prints on standard output goes to standard error from now on. Null when there is no standard output.
 std::FILE* TakeStandardOutput();
 
-// Sets a variable of the process's environment, unless it is there and `replace` is false.
-void SetEnvironment(const char* name, const char* value, bool replace);
+// Sets a variable of the process's environment.
+void SetEnvironment(const char* name, const char* value);
 
 // Whether a stream is a terminal.
 bool IsTerminal(std::FILE* stream);

@@ -57,7 +57,7 @@ class Judge:
     def run(self, command):
         words = [word.replace("FILE", self.path).replace("OUT", self.out) for word in command.split()]
         out = next((word for word in words if word.startswith(self.out)), None)
-        return run([self.options.elfload, *words], self.options.timeout, out, ceiling=not self.options.sanitized)
+        return run([self.options.elfload, "--rules", self.options.rules, *words], self.options.timeout, out, ceiling=not self.options.sanitized)
 
     def faults(self, command, result):
         """What is wrong with a run, and which part of its bound it took."""
@@ -164,6 +164,7 @@ def parse():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--elfload", required=True, type=os.path.abspath)
     parser.add_argument("--sizes", default="20000,250000,500000,1000000", help="of the files in bytes, roughly")
+    parser.add_argument("--rules", default="loader", choices=("loader", "published"))
     parser.add_argument("--orders", default="little,big")
     parser.add_argument("--only", metavar="KIND", help="kinds whose name has this part")
     parser.add_argument("--factor", type=float, default=1, help="of the bound")

@@ -50,7 +50,7 @@ def start(command, output, timeout, ceiling):
         resource.setrlimit(resource.RLIMIT_FSIZE, (FILE_CEILING, FILE_CEILING))
         if ceiling:
             resource.setrlimit(resource.RLIMIT_AS, (MEMORY_CEILING, MEMORY_CEILING))
-        environment = {key: value for key, value in os.environ.items() if key not in ("AUTOTEST", "LINEPROGRAM")}
+        environment = {key: value for key, value in os.environ.items() if key not in ("AUTOTEST", "DWARFRULES")}
         environment.update(ASAN_OPTIONS="exitcode=99", UBSAN_OPTIONS="halt_on_error=1:exitcode=99")
         os.execve(command[0], command, environment)
     finally:

@@ -17,9 +17,11 @@ import unittest
 ELFLOAD = SAMPLE = DWARF1 = None
 
 
-def run(*arguments, **environment):
-    clean = {key: value for key, value in os.environ.items() if key not in ("NO_COLOR", "AUTOTEST", "LINEPROGRAM")}
-    return subprocess.run([ELFLOAD, *map(str, arguments)], capture_output=True, check=False, stdin=subprocess.DEVNULL,
+def run(*arguments, rules="loader", **environment):
+    """`rules` None leaves the option out."""
+    clean = {key: value for key, value in os.environ.items() if key not in ("NO_COLOR", "AUTOTEST", "DWARFRULES")}
+    chosen = ["--rules", rules] if rules else []
+    return subprocess.run([ELFLOAD, *chosen, *map(str, arguments)], capture_output=True, check=False, stdin=subprocess.DEVNULL,
                           env={**clean, **environment})
 
 
@@ -112,18 +114,18 @@ class ProgramTest(unittest.TestCase):
         self.assertIn(b"filled unit 2 led.c: its range holds the address", text.stderr)
         self.assertIn(b"decided by the finder", text.stderr)
 
-    def test_rules_for_lines(self):
+    def test_rules(self):
         # A DW_LNS_set_prologue_end becomes DW_LNS_const_add_pc, which makes a row by the loader's rules alone.
         path = self.damaged("lines.elf", lambda data: data.replace(b"\x0a\x03\x78\x3c", b"\x08\x03\x78\x3c"))
 
         def rows(*arguments, **environment):
-            dump = self.document(*arguments, "dump", "--json", path, **environment)
+            dump = self.document("dump", "--json", path, *arguments, rules=None, **environment)
             return sum(block["count"] for module in dump["modules"] for block in module["lineBlocks"])
 
-        loader, published = rows("--lines", "loader"), rows("--lines", "dwarf2")
+        loader, published = rows("--rules", "loader"), rows("--rules", "published")
         self.assertEqual(loader, published + 1)
-        self.assertEqual([rows(), rows(LINEPROGRAM="DWARF2"), rows("--lines", "loader", LINEPROGRAM="DWARF2")],
-                         [loader, published, loader])
+        self.assertEqual([rows(), rows(DWARFRULES="LOADER"), rows("--rules", "published", DWARFRULES="loader")],
+                         [published, loader, published])
 
     def test_where_goes_on_when_the_unit_range_leaves_code_out(self):
         def shrink(data):
@@ -282,8 +284,9 @@ class ProgramTest(unittest.TestCase):
     def test_command_lines(self):
         for arguments in ([], ["nothing"], ["dump"], ["find", SAMPLE], ["where", SAMPLE, "main"],
                           ["find", SAMPLE, "0xg"], ["where", SAMPLE, "0x100000000"], ["find", "--kind", "x", SAMPLE, "a"],
-                          ["section", SAMPLE], ["dump", "--json=maybe", SAMPLE], ["--answer", "no", "info", SAMPLE]):
-            result = run(*arguments)
+                          ["section", SAMPLE], ["dump", "--json=maybe", SAMPLE], ["--answer", "no", "info", SAMPLE],
+                          ["--rules", "mine", "info", SAMPLE]):
+            result = run(*arguments, rules=None)
             self.assertEqual((result.returncode, result.stdout), (2, b""), arguments)
             self.assertTrue(result.stderr.startswith(b"elfload: "), arguments)
         for command in ("info", "modules", "dump", "find", "where", "section", "stats", "version"):

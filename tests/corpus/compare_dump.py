@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Compares `elfload dump` with readelf: units, indexes, procedures, variables, types, frames, and line rows by the
-published rules, which `--lines dwarf2` asks for.
+published rules. All else is read by the loader's.
 
     compare_dump.py --elfload PATH [--self-test] FILE_OR_FOLDER...
 
@@ -184,13 +184,13 @@ class UnitChecker:
             self.check_reference(f"{what} target", record["target"], facts["reference"], default)
 
 
-def run_elfload(elfload, *arguments):
-    return subprocess.run([elfload, *arguments], capture_output=True, check=False)
+def run_elfload(elfload, *arguments, rules="loader"):
+    return subprocess.run([elfload, "--rules", rules, *arguments], capture_output=True, check=False)
 
 
 def check_published_rows(checker, path, elfload):
     """Compares the rows that the loader gives by the published rules with readelf's, unit by unit in section order."""
-    dump = json.loads(run_elfload(elfload, "dump", "--json", "--lines", "dwarf2", path).stdout)
+    dump = json.loads(run_elfload(elfload, "dump", "--json", path, rules="published").stdout)
     rows = [(readelf.base_name(block["fileName"]), line, address)
             for module in sorted(dump["modules"], key=lambda module: module["ext"]["lineOffset"])
             for block in module["lineBlocks"] for address, line in zip(block["addresses"], block["lines"])

@@ -119,7 +119,7 @@ TEST_F(LinePrograms, GiveRowsFilesAndRanges) {
 // The published rules, which a host can ask for: no row and no line step for const_add_pc, an unscaled operand of
 // fixed_advance_pc, addresses as long as their opcode says, and address 0 where the unit has code there.
 TEST_F(LinePrograms, ActAsPublishedOnRequest) {
-  const EnvironmentValue published("LINEPROGRAM", "DWARF2");
+  const EnvironmentValue published("DWARFRULES", "PUBLISHED");
   const struct {
     LineProgram program;
     Attrs unit;

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Compares `elfload dump --json` with the dumps kept in the folders beside this script.
+"""Compares `elfload --rules loader dump --json` with the dumps kept in the folders beside this script.
 
     golden_test.py --elfload PATH [--update] SAMPLES
 
@@ -46,8 +46,8 @@ def main():
     failures = 0
     for folder in sorted(path.parent for path in pathlib.Path(__file__).parent.glob("*/NOTES")):
         # The file is named as it stands beside its sources; those may be younger than it in a fresh clone.
-        result = subprocess.run([options.elfload.resolve(), "dump", "--json", f"{folder.name}.elf"], check=False,
-                                cwd=options.samples / folder.name, env={**os.environ, "AUTOTEST": "ON"},
+        result = subprocess.run([options.elfload.resolve(), "--rules", "loader", "dump", "--json", f"{folder.name}.elf"],
+                                check=False, cwd=options.samples / folder.name, env={**os.environ, "AUTOTEST": "ON"},
                                 stdout=subprocess.PIPE)
         text = "\n".join(lines(json.loads(result.stdout))) + "\n"
         golden = folder / "dump.txt"
