@@ -20,6 +20,8 @@ EntryWalk::EntryWalk(Failure* failure, Allowance* allowance, RecordHeap* heap)
       text_(failure, allowance),
       abbrev_(failure, allowance),
       values_(failure, allowance),
+      expressions_(heap),
+      locations_(failure, allowance, &expressions_),
       types_(heap, failure) {}
 
 void EntryWalk::Use(const ByteSource* file, bool littleEndian, const Dwarf2Sections* sections,
@@ -27,6 +29,8 @@ void EntryWalk::Use(const ByteSource* file, bool littleEndian, const Dwarf2Secti
   file_ = file;
   deadCode_ = deadCode;
   values_.Use(file, littleEndian, sections);
+  expressions_.Use(sections, &values_);
+  locations_.Use(file, littleEndian, sections, deadCode, &values_);
   sections_ = sections;
   isLittleEndian_ = littleEndian;
   for (Cursor* cursor : {&info_, &detour_, &loc_, &text_, &abbrev_}) {

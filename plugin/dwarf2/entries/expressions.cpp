@@ -17,11 +17,11 @@ void CopyBytes(Cursor* cursor, uint8_t* bytes, uint32_t length) {
 
 }  // namespace
 
-// Before version 5 only split units have indexes, and those came with a section of addresses.
-void ExpressionReader::BeginUnit(const UnitForms& unit, FormValues* values, const Dwarf2Sections& sections) {
-  isResolved_ = unit.rules->readsUnitsByVersion &&
-                (unit.version >= FIRST_VERSION_WITH_INDEXES || unit.offsetSize != 4 || sections.addr.exists);
-  rewrite_.BeginUnit(unit, values);
+// Whether operations of the unit may have to be resolved. Before version 5 only split units have indexes, and those
+// came with a section of addresses.
+bool ExpressionReader::DependsOnUnit(const UnitForms& unit) const {
+  return unit.rules->readsUnitsByVersion &&
+         (unit.version >= FIRST_VERSION_WITH_INDEXES || unit.offsetSize != 4 || hasAddresses_);
 }
 
 // A record with room for an expression, and the zeros after it.
@@ -36,14 +36,15 @@ DescLocation* ExpressionReader::New(uint32_t length, uint32_t lowPc, uint32_t hi
   return location;
 }
 
-DescLocation* ExpressionReader::Read(Cursor* cursor, uint32_t length, uint32_t lowPc, uint32_t highPc) {
+DescLocation* ExpressionReader::Read(Cursor* cursor, const UnitForms& unit, uint32_t length, uint32_t lowPc,
+                                     uint32_t highPc) {
   const bool isInWindow = cursor->End() - cursor->Next() >= static_cast<ptrdiff_t>(length);
   if (!isInWindow && length > cursor->BytesLeft()) {
     cursor->Fail("an expression of 0x%X bytes goes past the end of the file", static_cast<unsigned>(length));
     return nullptr;
   }
-  if (isResolved_) {
-    return ReadResolved(cursor, length, lowPc, highPc);
+  if (DependsOnUnit(unit)) {
+    return ReadResolved(cursor, unit, length, lowPc, highPc);
   }
   DescLocation* location = New(length, lowPc, highPc);
   if (location == nullptr) {
@@ -58,7 +59,8 @@ DescLocation* ExpressionReader::Read(Cursor* cursor, uint32_t length, uint32_t l
   return location;
 }
 
-DescLocation* ExpressionReader::ReadResolved(Cursor* cursor, uint32_t length, uint32_t lowPc, uint32_t highPc) {
+DescLocation* ExpressionReader::ReadResolved(Cursor* cursor, const UnitForms& unit, uint32_t length, uint32_t lowPc,
+                                             uint32_t highPc) {
   const uint8_t* bytes = cursor->Next();
   if (cursor->End() - bytes >= static_cast<ptrdiff_t>(length)) {
     cursor->SetNext(bytes + length);
@@ -70,6 +72,7 @@ DescLocation* ExpressionReader::ReadResolved(Cursor* cursor, uint32_t length, ui
     CopyBytes(cursor, bytes_.begin(), length);
     bytes = bytes_.begin();
   }
+  rewrite_.BeginUnit(unit, values_);
   if (rewrite_.IsNeeded(bytes, length)) {
     if (!rewrite_.Run(cursor, bytes, length)) {
       return nullptr;

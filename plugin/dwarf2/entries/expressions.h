@@ -2,8 +2,8 @@
 // expressions for values that the file has without one.
 //
 //   ExpressionReader expressions(&heap);
-//   expressions.BeginUnit(unit, &values, sections);
-//   DescLocation* location = expressions.Read(&info, length, 0, 0xFFFFFFFF);
+//   expressions.Use(&sections, &values);
+//   DescLocation* location = expressions.Read(&info, unit, length, 0, ADDRESS_SPACE_END);
 #pragma once
 
 #include <cstdint>
@@ -18,12 +18,15 @@ class ExpressionReader {
  public:
   explicit ExpressionReader(RecordHeap* heap) : heap_(heap) {}
 
-  // The unit that is read from now on. It must live as long as it is read. Without this, all expressions are copied.
-  void BeginUnit(const UnitForms& unit, FormValues* values, const Dwarf2Sections& sections);
+  // The file that is read from now on.
+  void Use(const Dwarf2Sections* sections, FormValues* values) {
+    hasAddresses_ = sections->addr.exists;
+    values_ = values;
+  }
 
   // A record with the next `length` bytes. Null, with the failure noted, for bytes that the file does not have, and
   // without memory.
-  DescLocation* Read(Cursor* cursor, uint32_t length, uint32_t lowPc, uint32_t highPc);
+  DescLocation* Read(Cursor* cursor, const UnitForms& unit, uint32_t length, uint32_t lowPc, uint32_t highPc);
 
   // A record with DW_OP_plus_uconst, for a member that is `distance` bytes after the start of its structure.
   DescLocation* MakeDistance(uint32_t distance);
@@ -39,12 +42,14 @@ class ExpressionReader {
   DescLocation* MakeImplicitText(const char* text, uint32_t size);
 
  private:
+  bool DependsOnUnit(const UnitForms& unit) const;
   DescLocation* New(uint32_t length, uint32_t lowPc, uint32_t highPc);
   DescLocation* NewImplicit(uint32_t size, uint8_t** value);
-  DescLocation* ReadResolved(Cursor* cursor, uint32_t length, uint32_t lowPc, uint32_t highPc);
+  DescLocation* ReadResolved(Cursor* cursor, const UnitForms& unit, uint32_t length, uint32_t lowPc, uint32_t highPc);
 
   RecordHeap* heap_;
-  bool isResolved_ = false;  // whether operations of the unit may depend on it
+  FormValues* values_ = nullptr;
+  bool hasAddresses_ = false;  // whether the file has .debug_addr
   ExpressionRewrite rewrite_;
   GrowingArray<uint8_t> bytes_;  // of an expression that is in no window
 };

@@ -9,12 +9,12 @@ void LocationReader::Use(const ByteSource* file, bool littleEndian, const Dwarf2
 DescLocation* LocationReader::Read(Cursor* cursor, uint32_t form, int32_t implicitConst, Constants constants,
                                    const UnitForms& unit) {
   if (RowOfForm(form, unit).shape == FormShape::block) {
-    return expressions_->Read(cursor, ReadBlockLength(cursor, form), 0, ADDRESS_SPACE_END);
+    return expressions_->Read(cursor, unit, ReadBlockLength(cursor, form), 0, ADDRESS_SPACE_END);
   }
   const AttributeValue value = values_->Read(cursor, form, implicitConst, unit);
   if (value.IsBlock() && value.size == 0) {  // by DW_FORM_indirect
     cursor->Seek(value.place);
-    return expressions_->Read(cursor, value.number, 0, ADDRESS_SPACE_END);
+    return expressions_->Read(cursor, unit, value.number, 0, ADDRESS_SPACE_END);
   }
   if (value.valueClass == ValueClass::listIndex || value.IsOffset(unit)) {
     return ReadList(unit, value);
@@ -38,7 +38,7 @@ DescLocation* LocationReader::ReadList(const UnitForms& unit, const AttributeVal
       list_.Bytes().Skip(length);
       continue;
     }
-    DescLocation* location = expressions_->Read(&list_.Bytes(), length, range.low, range.high);
+    DescLocation* location = expressions_->Read(&list_.Bytes(), unit, length, range.low, range.high);
     if (location == nullptr) {
       break;
     }
