@@ -15,7 +15,7 @@
 #include "dwarf2/versioned_scan.h"
 #include "tarnixcore/list.h"
 
-class Dwarf2Reader {
+class Dwarf2Reader : private SourceFiles {
  public:
   Dwarf2Reader(Failure* failure, Allowance* allowance);
 
@@ -37,7 +37,9 @@ class Dwarf2Reader {
   void SetOpcodeBase(uint8_t opcodeBase) { opcodeBase_ = opcodeBase; }
 
  private:
+  char* FileOf(uint32_t number) override;
   Dwarf2Build* MakeBuild(mem_desc* tableHeap, const Dwarf2Rules& rules);
+  void FillRecords(DescModule* module, L_list* ranges);
   void FillLines(DescModule* module, L_list* ranges);
   void MakeDefaultLineBlock(DescModule* module);
 
