@@ -16,6 +16,7 @@
 #include "dwarf2/build_records.h"
 #include "dwarf2/dead_code.h"
 #include "dwarf2/entries/entry_facts.h"
+#include "dwarf2/entries/location_lists.h"
 #include "dwarf2/entries/pending_names.h"
 #include "dwarf2/entries/scope_names.h"
 #include "dwarf2/forms.h"
@@ -199,7 +200,9 @@ class EntryWalk {
   // locations.cpp
   DescLocation* ReadLocation(Cursor* cursor, uint32_t form);
   DescLocation* ReadLocationList(Cursor* cursor, uint32_t offset);
-  DescLocation* ReadExpression(Cursor* cursor, uint32_t length, uint32_t lowPc, uint32_t highPc);
+  DescLocation* ReadExpression(Cursor* cursor, uint32_t length, uint32_t lowPc, uint32_t highPc) {
+    return expressions_.Read(cursor, unit_, length, lowPc, highPc);
+  }
 
   Failure* failure_;
   RecordHeap* heap_;
@@ -218,6 +221,8 @@ class EntryWalk {
   AbbrevCache abbrevTables_;
   AbbrevTable* abbrevs_ = nullptr;  // of the unit that is being read
   FormValues values_;
+  ExpressionReader expressions_;
+  LocationReader locations_;  // with published rules
   RangeReader ranges_;
   TypeTable types_;
   PendingNames pendingNames_;
