@@ -91,7 +91,7 @@ class Judge:
 
 
 def text_of(kind, command, size, order, result, faults):
-    return (f"{kind.name} | {command} | {size} {order} | {result.seconds:.3f} s | {result.memory / 2**20:.1f} MiB | "
+    return (f"{kind.name} | {command[:60]} | {size} {order} | {result.seconds:.3f} s | {result.memory / 2**20:.1f} MiB | "
             f"{result.written} written{', stopped' * result.stopped} | {', '.join(faults) or 'ok'}")
 
 
@@ -121,7 +121,8 @@ def markdown(kinds_run, sizes):
     for name, commands in kinds_run.items():
         command, runs = max(commands.items(), key=lambda item: max(item[1].values()))
         nearest = max(runs.values())
-        command = command.replace("OUT", "out").replace("FILE", "file")
+        words = command.replace("OUT", "out").replace("FILE", "file").split()
+        command = " ".join(words if len(words) < 10 else [*words[:3], f"... ({len(words) - 2} names)"])
         cells = [cell(size, runs[size]) if size in runs else "not run" for size in sizes]
         verdict = ", ".join([f"{nearest.share:.0%}", *nearest.faults])
         print(" | ".join([f"| {name}", f"`{command}`", *cells, f"{verdict} |"]))
@@ -136,6 +137,8 @@ def run_kind(judge, kind, options):
                 if options.quick and number % len(options.orders) != place:
                     continue
                 result = judge.run(command)
+                if judge.faults(command, result)[0] == ["time"]:  # the machine may have been at other work
+                    result = min(result, judge.run(command), key=lambda run: run.seconds)
                 yield size, order, command, result
                 if result.hung:
                     return

@@ -5,7 +5,7 @@ from formats import (ALL, AT_BIT_SIZE, AT_HIGH_PC, AT_LOCATION, AT_LOW_PC, AT_NA
 from kinds import FIND, ORDERS, STATS, TEXT, WHERE, kind, orders
 
 FIRST = 12  # offset of a unit's first child
-FIND_ADDRESSES = "find FILE 0x1 0x100 0x8000 0x10000 0x80000000 0x100"
+FIND_ADDRESSES = "find FILE 0x1 0x100 0x8000 0x10000 0x80000000 0x101"
 TYPED = declaration(2, "variable", 0, (AT_TYPE, FORM_REF_ADDR))
 
 
