@@ -74,7 +74,7 @@ class Judge:
                 ("time", result.seconds > seconds),
                 ("memory", result.memory > memory and not self.options.sanitized),
                 ("not read", command == STATS and not self.holds_all(result))]
-        share = max(result.seconds / max(seconds, 1e-9), result.memory / memory)
+        share = max(result.seconds / max(seconds, 1e-9), result.memory / memory if result.memory > result.least else 0)
         return [what for what, is_so in rows if is_so], share + 1000 * result.hung
 
     def holds_all(self, result):
@@ -91,8 +91,9 @@ class Judge:
 
 
 def text_of(kind, command, size, order, result, faults):
-    return (f"{kind.name} | {command[:60]} | {size} {order} | {result.seconds:.3f} s | {result.memory / 2**20:.1f} MiB | "
-            f"{result.written} written{', stopped' * result.stopped} | {', '.join(faults) or 'ok'}")
+    return (f"{kind.name} | {command[:60]} | {size} {order} | {result.seconds:.3f} s | "
+            f"{result.memory / 2**20:.1f} MiB | {result.written} written{', stopped' * result.stopped} | "
+            f"{', '.join(faults) or 'ok'}")
 
 
 class Judged(NamedTuple):
@@ -106,7 +107,9 @@ class Judged(NamedTuple):
 
 def cell(wanted, run):
     """Time, memory and what makes a run unlike the others: much written, a file that cannot be as long as wanted."""
-    text = f"{run.result.seconds:.2f} s, {run.result.memory / 2**20:.0f} MiB"
+    is_seen = run.result.memory > run.result.least
+    memory = f"{run.result.memory / 2**20:.0f}" if is_seen else f"under {run.result.least / 2**20:.0f}"
+    text = f"{run.result.seconds:.2f} s, {memory} MiB"
     if run.result.written > 1e6:
         text += f", {run.result.written / 1e6:.0f} MB out"
     if run.result.stopped:
@@ -116,7 +119,8 @@ def cell(wanted, run):
 
 def markdown(kinds_run, sizes):
     """A row a kind: the command that came nearest to its bound at any size, and how near; of both orders the worse."""
-    print("| Kind of file | Command | " + " | ".join(f"{size // 1000} KB" for size in sizes) + " | Of the bound |")
+    heads = [f"{size / 1e6:g} MB" if size >= 1e6 else f"{size / 1e3:g} KB" for size in sizes]
+    print(" | ".join(["| Kind of file", "Command", *heads, "Of the bound |"]))
     print("|---" * (len(sizes) + 3) + "|")
     for name, commands in kinds_run.items():
         command, runs = max(commands.items(), key=lambda item: max(item[1].values()))

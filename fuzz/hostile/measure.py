@@ -9,12 +9,14 @@ from typing import NamedTuple
 
 KEPT_OUTPUT = 1 << 16
 MEMORY_CEILING, FILE_CEILING = 4 << 30, 2 << 30  # what no run gets more of, lest it take the machine's
+COPY_GROWS = 1 << 20  # bytes, before it becomes the command
 WAIT = 20  # times the timeout: a run that waits for something takes no time of the processor
 
 
 class Run(NamedTuple):
     seconds: float  # of the processor, for program and system
     memory: int  # peak, in bytes
+    least: int  # a lesser peak is not seen: the process begins as a copy of this one
     written: int  # bytes: standard output and error, and the file that was asked for
     status: int  # exit status, or minus the signal
     hung: bool
@@ -91,4 +93,5 @@ def run(command, timeout, most_written, out=None, ceiling=True):
     status = os.waitstatus_to_exitcode(status)
     seconds = usage.ru_utime + usage.ru_stime
     hung = hung or status == -signal.SIGXCPU or seconds > timeout  # the system may end it late
-    return Run(seconds, usage.ru_maxrss * 1024, written, status, hung, stopped, kept)
+    least = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss * 1024 + COPY_GROWS
+    return Run(seconds, usage.ru_maxrss * 1024, least, written, status, hung, stopped, kept)
