@@ -47,8 +47,8 @@ std::string OwnName(const DescType* type) {
 
 class Declarator {
  public:
-  // `inner` is the text to the right of the type: the name with what binds to it already.
-  std::string Declare(const DescType* type, std::string inner) {
+  // Adds a declaration to `text`. `inner` is what is to the right of the type: the name with what binds to it already.
+  void Declare(const DescType* type, std::string inner, std::string& text) {
     std::string qualifiers;
     const int outer = depth_;
     bool isWhole = false;
@@ -57,30 +57,32 @@ class Declarator {
       isWhole = !WrapTarget(type, inner, qualifiers);
     }
     depth_ = outer;
-    return Join(qualifiers + (isWhole ? Named(type) : "..."), inner);
+    text += qualifiers;
+    text += isWhole ? Named(type) : "...";
+    if (inner.empty()) return;
+    if (inner[0] != '[') text += ' ';
+    text += inner;
   }
 
-  std::string Parameters(const DescVar* params, bool isPrototyped) {
-    if (params == nullptr) return isPrototyped ? "(void)" : "()";
-    std::string text;
+  void Parameters(const DescVar* params, bool isPrototyped, std::string& text) {
+    text += params == nullptr && isPrototyped ? "(void" : "(";
+    const size_t first = text.size();
     for (const DescVar* param = params; param != nullptr; param = param->next) {
-      if (!text.empty()) text += ", ";
+      if (text.size() > first) text += ", ";
       if (types_ > mostTypes || text_ > mostText) {
         text += "...";
         break;
       }
-      // The DWARF 1 reader makes a parameter of this name for unspecified ones.
-      text += Is(param->name, "...") ? "..." : Declare(param->type, Count(Printable(param->name ? param->name : "")));
+      if (Is(param->name, "...")) {  // of the DWARF 1 reader, for unspecified ones
+        text += "...";
+      } else {
+        Declare(param->type, Count(Printable(param->name ? param->name : "")), text);
+      }
     }
-    return "(" + text + ")";
+    text += ')';
   }
 
  private:
-  static std::string Join(const std::string& left, const std::string& inner) {
-    if (inner.empty()) return left;
-    return inner[0] == '[' ? left + inner : left + " " + inner;
-  }
-
   // A name, counted as text of this declaration.
   std::string Count(std::string name) {
     text_ += name.size();
@@ -128,7 +130,7 @@ class Declarator {
         type = type->element.type;
         return true;
       case KIND_FUNCTION:
-        inner += Parameters(type->items.params, type->element.prototyped != 0);
+        Parameters(type->items.params, type->element.prototyped != 0, inner);
         qualifiers.clear();
         break;
       default:
@@ -180,16 +182,20 @@ std::string Trimmed(std::string text) {
 }  // namespace
 
 std::string Declaration(const DescType* type, std::string_view name) {
-  return Trimmed(Declarator().Declare(type, std::string(name)));
+  std::string text;
+  Declarator().Declare(type, std::string(name), text);
+  return Trimmed(std::move(text));
 }
 
 std::string Prototype(const DescProc* proc) {
-  Declarator declarator;
   std::string name = Printable(proc->name != nullptr ? proc->name : "");
   if (KindOf(proc) == ProcKind::lineInfo) return name;
   if (KindOf(proc) == ProcKind::label) return name + ":";
-  const std::string head = (name.empty() ? "?" : name) + declarator.Parameters(proc->params, proc->prototyped != 0);
-  return Trimmed(Declarator().Declare(proc->returnType, head));
+  if (name.empty()) name = "?";
+  Declarator().Parameters(proc->params, proc->prototyped != 0, name);
+  std::string text;
+  Declarator().Declare(proc->returnType, std::move(name), text);
+  return Trimmed(std::move(text));
 }
 
 std::string Definition(const DescType* type) {
