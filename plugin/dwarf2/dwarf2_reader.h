@@ -33,6 +33,9 @@ class Dwarf2Reader : private SourceFiles {
   // with the failure set where it alone cannot be read.
   int FillModule(DescModule* module, L_list* ranges);
 
+  // What the linker threw away of the file that is read.
+  const DeadCode& GetDeadCode() const { return deadCode_; }
+
   // The `opcode_base` of the line program that was read last, whichever unit or file it was of; 0 before the first. A
   // unit without a program of its own is read by it.
   uint8_t OpcodeBase() const { return opcodeBase_; }
@@ -42,6 +45,10 @@ class Dwarf2Reader : private SourceFiles {
   char* FileOf(uint32_t number) override;
   Dwarf2Build* MakeBuild(mem_desc* tableHeap, const Dwarf2Rules& rules);
   void FillRecords(DescModule* module, L_list* ranges);
+  int ReadByLoaderRules(Dwarf2Build* build, DescModule** modules);
+  int ReadPublished(Dwarf2Build* build, DescModule** modules);
+  static char* NameOfEntry(void* context, DescModule* module, uint32_t entry);
+  void ReadIndexes(DescModule* modules, const Dwarf2Rules& rules);
   void FillLines(DescModule* module, const UnitForms& unit, L_list* ranges);
   void MakeDefaultLineBlock(DescModule* module);
 

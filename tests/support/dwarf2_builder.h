@@ -36,7 +36,6 @@ constexpr uint8_t oddAddressSizes[] = {1, 2, 3, 4};
 // Published codes that no reader looks at.
 enum UnreadCode : uint32_t {
   DW_AT_sibling = 0x01,
-  DW_OP_addr = 0x03,
   DW_OP_fbreg = 0x91,
 };
 
