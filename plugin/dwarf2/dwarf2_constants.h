@@ -131,6 +131,7 @@ enum DwarfAttribute : uint32_t {
   DW_AT_bit_offset           = 0x0C,
   DW_AT_bit_size             = 0x0D,
   DW_AT_stmt_list            = 0x10,
+  DW_AT_import               = 0x18,
   DW_AT_low_pc               = 0x11,
   DW_AT_high_pc              = 0x12,
   DW_AT_language             = 0x13,

@@ -1,15 +1,18 @@
 #include "dwarf2/dwarf2_reader.h"
 
+#include <algorithm>
 #include <new>
 
 #include "dwarf2/index/frames.h"
 #include "dwarf2/index/name_index.h"
+#include "dwarf2/missing_parts.h"
 #include "elf/source_date.h"
 #include "tarnixcore/obj_file_loader.h"
 
 namespace {
 
 constexpr uint32_t NO_LINE = 0xFFFFFFFF;
+constexpr uint64_t READINGS_OF_ENTRIES = 64;  // of each, for all units together
 
 // Whether the unit itself says that it has code at address 0.
 bool HoldsAddressZero(const DescModule* module) {
@@ -89,8 +92,18 @@ int Dwarf2Reader::ReadModules(mem_desc* tableHeap, DescModule** modules, const D
     *modules = nullptr;
     return 1;
   }
-  DescModule* scanned = nullptr;
   Failure setAside;
+  sections_ = FindDwarf2Sections(image_);
+  if (rules.readsUnitsByVersion && !NoteMissingParts(image_, &sections_, failure_)) {
+    return 0;
+  }
+  if (rules.readsUnitsByVersion) {  // units may share entries of others
+    const uint64_t infoSize = uint64_t{sections_.info.size} + sections_.types.size;
+    allowance_->GrantMore(READINGS_OF_ENTRIES * std::min(infoSize, static_cast<uint64_t>(image_->file->Size())));
+  }
+  setAside = *failure_;
+  failure_->Clear();
+  DescModule* scanned = nullptr;
   const bool isScanned = rules.readsUnitsByVersion ? versionedScan_.Run(&tableHeap_, build, &scanned, &setAside)
                                                    : scan_.Run(&tableHeap_, build, &scanned);
   if (!isScanned) {
@@ -121,6 +134,10 @@ void Dwarf2Reader::ReadIndexes(DescModule* modules, const Dwarf2Rules& rules) {
                              .failure = failure_,
                              .allowance = allowance_};
   ReadDwarf2NameIndexes(&index_, names, modules, &tableHeap_);
+  if (rules.readsNewIndexes) {
+    const SeparateFailure scope(failure_);
+    versionedScan_.AddUnitRanges(modules);
+  }
 }
 
 // The one-row block of a module without line rows, so that `lineBlocks` is never null after a fill.
@@ -159,6 +176,36 @@ void Dwarf2Reader::FillLines(DescModule* module, L_list* ranges) {
   }
 }
 
+char* Dwarf2Reader::FileOf(uint32_t number) {
+  return lines_.FileOf(number);
+}
+
+// What is wrong with the lines does not keep the entries from being read, as published; with the loader's rules it
+// does.
+void Dwarf2Reader::FillRecords(DescModule* module, L_list* ranges) {
+  const Dwarf2Build* build = Dwarf2BuildOf(module);
+  FillLines(module, ranges);
+  Failure ofLines;
+  if (*failure_ && build->rules->keepsUnitsApart) {
+    ofLines = *failure_;
+    failure_->Clear();
+  }
+  if (sections_.info.exists) {
+    // A producer of the reduced line program counts references from the start of the section.
+    const UnitForms unit = {
+        .addressSize = module->ext->addressSize,
+        .unitBase = IsReducedVariant(opcodeBase_) ? 0 : module->ext->unitOffset,
+        .rules = build->rules,
+    };
+    entries_.Run(module, Dwarf2BuildOf(module), unit, this);
+  } else {
+    failure_->Note(".debug_info", Failure::NO_OFFSET, "the section is missing");
+  }
+  if (ofLines) {
+    *failure_ = ofLines;
+  }
+}
+
 int Dwarf2Reader::FillModule(DescModule* module, L_list* ranges) {
   failure_->Clear();
   failure_->SetUnit(module->name);
@@ -167,18 +214,7 @@ int Dwarf2Reader::FillModule(DescModule* module, L_list* ranges) {
     failure_->Note(".debug_info", module->ext->unitOffset, "parts of the file are read over and over");
   } else {
     moduleHeap_.Use(module->heap);
-    FillLines(module, ranges);
-    if (sections_.info.exists) {
-      // A producer of the reduced line program counts references from the start of the section.
-      const UnitForms unit = {
-          .addressSize = module->ext->addressSize,
-          .unitBase = IsReducedVariant(opcodeBase_) ? 0 : module->ext->unitOffset,
-          .rules = Dwarf2BuildOf(module)->rules,
-      };
-      entries_.Run(module, Dwarf2BuildOf(module), unit);
-    } else {
-      failure_->Note(".debug_info", Failure::NO_OFFSET, "the section is missing");
-    }
+    FillRecords(module, ranges);
   }
   failure_->SetUnit(nullptr);
   return *failure_ ? 0 : 1;

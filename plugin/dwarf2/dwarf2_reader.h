@@ -16,7 +16,7 @@
 #include "dwarf2/versioned_scan.h"
 #include "tarnixcore/list.h"
 
-class Dwarf2Reader {
+class Dwarf2Reader : private SourceFiles {
  public:
   Dwarf2Reader(Failure* failure, Allowance* allowance);
 
@@ -41,8 +41,10 @@ class Dwarf2Reader {
   void SetOpcodeBase(uint8_t opcodeBase) { opcodeBase_ = opcodeBase; }
 
  private:
+  char* FileOf(uint32_t number) override;
   Dwarf2Build* MakeBuild(mem_desc* tableHeap, const Dwarf2Rules& rules);
   void ReadIndexes(DescModule* modules, const Dwarf2Rules& rules);
+  void FillRecords(DescModule* module, L_list* ranges);
   void FillLines(DescModule* module, L_list* ranges);
   void MakeDefaultLineBlock(DescModule* module);
 

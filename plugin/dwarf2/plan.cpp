@@ -102,6 +102,7 @@ constexpr AttributeRow attributeRows[] = {
     {RecordKind::scope,        DW_AT_ranges,               Action::ranges,         0, RowRules::published},
     {RecordKind::scope,        DW_AT_abstract_origin,      Action::specification,  0, RowRules::published},
     {RecordKind::scope,        DW_AT_specification,        Action::specification,  0, RowRules::published},
+    {RecordKind::scope,        DW_AT_import,               Action::specification,  0, RowRules::published},
     {RecordKind::scope,        DW_AT_extension,            Action::specification,  0, RowRules::published},
     {RecordKind::scope,        DW_AT_call_file,            Action::word,           offsetof(ScopeEntry, callFile), RowRules::published},
     {RecordKind::scope,        DW_AT_call_line,            Action::word,           offsetof(ScopeEntry, callLine), RowRules::published},

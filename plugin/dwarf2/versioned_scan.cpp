@@ -1,5 +1,6 @@
 #include "dwarf2/versioned_scan.h"
 
+#include "dwarf/index_records.h"
 #include "dwarf/unit_facts.h"
 #include "dwarf2/unit_header.h"
 #include "dwarf2/unit_names.h"
@@ -17,6 +18,7 @@ VersionedScan::VersionedScan(Failure* failure, Allowance* allowance)
       abbrev_(failure, allowance),
       index_(failure, allowance),
       values_(failure, allowance),
+      ranges_(failure, allowance),
       texts_(failure, allowance),
       moduleHeap_(failure, allowance) {}
 
@@ -29,6 +31,7 @@ void VersionedScan::Use(const ByteSource* file, bool littleEndian, const Dwarf2S
   }
   values_.Use(file, littleEndian, sections);
   texts_.Use(file, littleEndian, sections);
+  ranges_.Use(file, littleEndian, sections, deadCode, &values_);
 }
 
 bool VersionedScan::Run(RecordHeap* tableHeap, Dwarf2Build* build, DescModule** modules, Failure* setAside) {
@@ -194,4 +197,20 @@ void VersionedScan::NoteMissingFile(const UnitPlace& unit, const UnitRoot& root)
   failure_->SetUnit(units_.Last().module->name);
   failure_->Note(sections_->info.name, unit.start, "the unit's entries are in another file: %.80s", file.text);
   failure_->SetUnit(nullptr);
+}
+
+void VersionedScan::AddUnitRanges(DescModule* modules) {
+  for (DescModule* module = modules; module != nullptr && !*failure_; module = module->next) {
+    const auto* ext = static_cast<const Dwarf2ModuleExt*>(module->ext);
+    if (ext->addrRanges != nullptr || ext->ranges.valueClass == ValueClass::absent) {
+      continue;
+    }
+    unitRanges_.Empty();
+    failure_->SetUnit(module->name);
+    ranges_.Read(UnitDirectory::FormsOf(*ext->unit, *build_->rules), ext->ranges, &unitRanges_);
+    failure_->SetUnit(nullptr);
+    for (const AddressRange& range : unitRanges_) {
+      AddAddrRange(tableHeap_, module, range.low, range.high - range.low);
+    }
+  }
 }

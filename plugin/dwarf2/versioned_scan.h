@@ -10,6 +10,7 @@
 #include "dwarf2/build_records.h"
 #include "dwarf2/dead_code.h"
 #include "dwarf2/listed_units.h"
+#include "dwarf2/ranges.h"
 #include "dwarf2/unit_root.h"
 #include "dwarf2/unit_texts.h"
 #include "records/record_heap.h"
@@ -24,6 +25,9 @@ class VersionedScan {
   // A unit that cannot be read is left out; the first reason of all goes to `setAside`. False, with the failure noted,
   // without memory: no module is handed out then.
   bool Run(RecordHeap* tableHeap, Dwarf2Build* build, DescModule** modules, Failure* setAside);
+
+  // Gives the modules that .debug_aranges does not have the ranges that their units give.
+  void AddUnitRanges(DescModule* modules);
 
  private:
   void ReadSection(const SectionPlace& section, bool isInTypes);
@@ -42,6 +46,8 @@ class VersionedScan {
   Cursor abbrev_;
   Cursor index_;
   FormValues values_;
+  RangeReader ranges_;
+  GrowingArray<AddressRange> unitRanges_;
   UnitTexts texts_;
   RecordHeap moduleHeap_;
   AbbrevTable abbrevs_;

@@ -128,6 +128,7 @@ DescType* EntryWalk::ReadBasicType(AbbrevEntry* entry, uint32_t entryOffset) {
   RunPlan(&info_, entry, RecordKind::basicType, type);
   if (type->name == UNDEFINED_TYPE) {
     MakeUpName(type);
+    isNameMadeUp_ = true;
   }
   return type;
 }
@@ -154,6 +155,10 @@ DescType* EntryWalk::ReadAggregate(AbbrevEntry* entry, uint32_t entryOffset) {
   DescType* type = BeginType(entry, entryOffset);
   if (type == nullptr) {
     return nullptr;
+  }
+  if (unit_.rules->walksScopes) {
+    ReadPublishedAggregate(entry, entryOffset, type);
+    return type;
   }
   RunPlan(&info_, entry, RecordKind::aggregate, type);
   ListTail<DescVar> members(&type->items.members);

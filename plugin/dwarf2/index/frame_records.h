@@ -42,6 +42,7 @@ class FrameReader {
     uint32_t idOffset;  // of CIE_id or CIE_pointer
     uint32_t cie;       // offset of the CIE: of the record itself, or of the one that it names
     bool isCie;
+    bool isPassedOver;  // published: it has no id
   };
 
   // What a description needs to know of its CIE.

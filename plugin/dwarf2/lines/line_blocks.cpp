@@ -33,6 +33,10 @@ char* LineBlocks::TextOf(File* file) {
   return file->text;
 }
 
+char* LineBlocks::FileOf(uint32_t number) {
+  return number >= 1 && number <= files_.Count() ? TextOf(&files_[number - 1]) : EmptyString();
+}
+
 // Lists a source file when its first block begins, unless a file of that base name is listed already.
 void LineBlocks::ListFile(File* file) {
   file->isListed = true;

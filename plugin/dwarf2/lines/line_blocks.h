@@ -58,6 +58,9 @@ class LineBlocks {
   DescFile* Files() const { return firstFile_; }
   DescLineBlock* Blocks() const { return firstBlock_; }
 
+  // The name of a file by its number in the program; the shared empty string for an unknown one.
+  char* FileOf(uint32_t number);
+
  private:
   struct File {
     uint32_t offset;  // of the name in the section

@@ -45,6 +45,7 @@ class LineProgram {
 
   DescFile* Files() const { return blocks_.Files(); }
   DescLineBlock* Blocks() const { return blocks_.Blocks(); }
+  char* FileOf(uint32_t number) { return blocks_.FileOf(number); }  // by the program's own numbers
 
  private:
   static constexpr uint32_t OPCODES = 256;
