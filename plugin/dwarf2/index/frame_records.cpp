@@ -18,8 +18,11 @@ bool IsKnownVersion(uint32_t version) {
 
 }  // namespace
 
-FrameReader::Cie* FrameReader::FindCie(uint32_t offset) const {
-  return cies_.Find<Cie>(offset, [](const Cie*) { return true; });
+FrameReader::Cie* FrameReader::FindCie(uint32_t offset) {
+  if (lastCie_ == nullptr || lastCie_->offset != offset) {
+    lastCie_ = cies_.Find<Cie>(offset, [](const Cie*) { return true; });
+  }
+  return lastCie_;
 }
 
 FrameReader::Cie* FrameReader::FindOrAddCie(uint32_t offset) {
@@ -197,11 +200,6 @@ bool FrameReader::ReadCode(const Cie& cie, const Record& record, Dwarf2Fde* fde)
   }
   fde->highPc = fde->lowPc + range;
   return true;
-}
-
-bool FrameReader::IsLeftOut(const Cie& cie, const Dwarf2Fde& fde) const {
-  return (rules_.deadCode != nullptr && rules_.deadCode->IsMark(fde.lowPc, cie.addressSize)) ||
-         (rules_.cover != nullptr && rules_.cover->Holds(fde.lowPc, fde.highPc));
 }
 
 // length 4, then CIE_id or CIE_pointer 4, which `length` counts.
