@@ -92,32 +92,55 @@ int Dwarf2Reader::ReadModules(mem_desc* tableHeap, DescModule** modules, const D
     *modules = nullptr;
     return 1;
   }
-  Failure setAside;
   sections_ = FindDwarf2Sections(image_);
-  if (rules.readsUnitsByVersion && !NoteMissingParts(image_, &sections_, failure_)) {
-    return 0;
-  }
-  if (rules.readsUnitsByVersion) {  // units may share entries of others
-    const uint64_t infoSize = uint64_t{sections_.info.size} + sections_.types.size;
-    allowance_->GrantMore(READINGS_OF_ENTRIES * std::min(infoSize, static_cast<uint64_t>(image_->file->Size())));
-  }
-  setAside = *failure_;
-  failure_->Clear();
+  return rules.readsUnitsByVersion ? ReadPublished(build, modules) : ReadByLoaderRules(build, modules);
+}
+
+int Dwarf2Reader::ReadByLoaderRules(Dwarf2Build* build, DescModule** modules) {
   DescModule* scanned = nullptr;
-  const bool isScanned = rules.readsUnitsByVersion ? versionedScan_.Run(&tableHeap_, build, &scanned, &setAside)
-                                                   : scan_.Run(&tableHeap_, build, &scanned);
-  if (!isScanned) {
+  if (!scan_.Run(&tableHeap_, build, &scanned)) {
     return 0;
   }
   *modules = scanned;
   if (scanned != nullptr) {
-    ReadIndexes(scanned, rules);
-  }
-  if (rules.keepsUnitsApart) {
-    *failure_ = setAside ? setAside : *failure_;
-    return 1;
+    ReadIndexes(scanned, *build->rules);
   }
   return *failure_ ? 0 : 1;
+}
+
+// What cannot be read is left out, and the first reason kept for the end. Without memory nothing is handed out.
+int Dwarf2Reader::ReadPublished(Dwarf2Build* build, DescModule** modules) {
+  Failure first;
+  if (!NoteMissingParts(image_, &sections_, failure_)) {
+    return 0;
+  }
+  failure_->SetAside(&first);
+  const uint64_t infoSize = uint64_t{sections_.info.size} + sections_.types.size;  // units may share entries of others
+  allowance_->GrantMore(READINGS_OF_ENTRIES * std::min(infoSize, static_cast<uint64_t>(image_->file->Size())));
+  DescModule* scanned = nullptr;
+  if (!versionedScan_.Run(&tableHeap_, build, &scanned, &first)) {
+    return 0;
+  }
+  *modules = scanned;
+  if (scanned != nullptr) {
+    ReadIndexes(scanned, *build->rules);
+    failure_->SetAside(&first);
+    versionedScan_.AddUnitRanges(scanned, &first);
+  }
+  if (*failure_) {
+    return 0;
+  }
+  *failure_ = first;
+  return 1;
+}
+
+// Names live as long as the table, like the records that have them.
+char* Dwarf2Reader::NameOfEntry(void* context, DescModule* module, uint32_t entry) {
+  auto* reader = static_cast<Dwarf2Reader*>(context);
+  if (reader->moduleHeap_.Heap() != reader->tableHeap_.Heap()) {
+    reader->moduleHeap_.Use(reader->tableHeap_.Heap());
+  }
+  return reader->entries_.NameOf(Dwarf2BuildOf(module), module, entry);
 }
 
 void Dwarf2Reader::ReadIndexes(DescModule* modules, const Dwarf2Rules& rules) {
@@ -130,14 +153,10 @@ void Dwarf2Reader::ReadIndexes(DescModule* modules, const Dwarf2Rules& rules) {
   const IndexSource names = {.image = image_,
                              .sections = &sections_,
                              .deadCode = &deadCode_,
-                             .nameOfEntry = {nullptr, nullptr},
+                             .nameOfEntry = {NameOfEntry, this},
                              .failure = failure_,
                              .allowance = allowance_};
   ReadDwarf2NameIndexes(&index_, names, modules, &tableHeap_);
-  if (rules.readsNewIndexes) {
-    const SeparateFailure scope(failure_);
-    versionedScan_.AddUnitRanges(modules);
-  }
 }
 
 // The one-row block of a module without line rows, so that `lineBlocks` is never null after a fill.

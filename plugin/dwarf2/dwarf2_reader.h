@@ -43,8 +43,11 @@ class Dwarf2Reader : private SourceFiles {
  private:
   char* FileOf(uint32_t number) override;
   Dwarf2Build* MakeBuild(mem_desc* tableHeap, const Dwarf2Rules& rules);
-  void ReadIndexes(DescModule* modules, const Dwarf2Rules& rules);
   void FillRecords(DescModule* module, L_list* ranges);
+  int ReadByLoaderRules(Dwarf2Build* build, DescModule** modules);
+  int ReadPublished(Dwarf2Build* build, DescModule** modules);
+  static char* NameOfEntry(void* context, DescModule* module, uint32_t entry);
+  void ReadIndexes(DescModule* modules, const Dwarf2Rules& rules);
   void FillLines(DescModule* module, L_list* ranges);
   void MakeDefaultLineBlock(DescModule* module);
 

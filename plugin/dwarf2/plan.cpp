@@ -103,6 +103,8 @@ constexpr AttributeRow attributeRows[] = {
     {RecordKind::scope,        DW_AT_abstract_origin,      Action::specification,  0, RowRules::published},
     {RecordKind::scope,        DW_AT_specification,        Action::specification,  0, RowRules::published},
     {RecordKind::scope,        DW_AT_import,               Action::specification,  0, RowRules::published},
+    {RecordKind::scope,        DW_AT_declaration,          Action::declaration,    0, RowRules::published},
+    {RecordKind::scope,        DW_AT_inline,               Action::inlined,        0, RowRules::published},
     {RecordKind::scope,        DW_AT_extension,            Action::specification,  0, RowRules::published},
     {RecordKind::scope,        DW_AT_call_file,            Action::word,           offsetof(ScopeEntry, callFile), RowRules::published},
     {RecordKind::scope,        DW_AT_call_line,            Action::word,           offsetof(ScopeEntry, callLine), RowRules::published},

@@ -39,6 +39,10 @@ class EntryWalk {
   // units.
   void Run(DescModule* module, Dwarf2Build* build, const UnitForms& unit, SourceFiles* sourceFiles);
 
+  // The qualified name of an entry of a module's unit, in the heap of the walk; null for one that is no record of its
+  // module. For a build with published rules, before its fills.
+  char* NameOf(Dwarf2Build* build, const DescModule* module, uint32_t entry);
+
  private:
   using Handler = DescType* (EntryWalk::*)(AbbrevEntry* entry, uint32_t entryOffset);
   struct TypeRow;  // tag, kind, name without one, handler

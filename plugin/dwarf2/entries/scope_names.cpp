@@ -24,8 +24,8 @@ const ScopeNames::Unit* ScopeNames::FindUnit(uint32_t start) const {
   return found != nullptr ? &units_[static_cast<uint32_t>(reinterpret_cast<uintptr_t>(found) - 1)] : nullptr;
 }
 
-uint32_t ScopeNames::Open(uint32_t begin, char* name) {
-  if (units_.Count() == 0 || !scopes_.Push({begin, NONE, current_, name})) {
+uint32_t ScopeNames::Open(uint32_t entry, char* name) {
+  if (units_.Count() == 0 || !scopes_.Push({entry + 1, NONE, current_, name})) {
     return NONE;
   }
   current_ = scopes_.Count() - 1;

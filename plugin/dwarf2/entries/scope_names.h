@@ -20,8 +20,8 @@ class ScopeNames {
   void BeginUnit(uint32_t start);
   bool HasUnit(uint32_t start) const { return FindUnit(start) != nullptr; }
 
-  // A scope inside those that are open. Without memory its entries count as those of what is around it.
-  uint32_t Open(uint32_t begin, char* name);
+  // A scope inside those that are open, with all entries after its own. Without memory its entries count as those of what is around it.
+  uint32_t Open(uint32_t entry, char* name);
   void Close(uint32_t number, uint32_t end);
 
   // The whole name of the innermost scope that holds an entry of a unit; null for none.
