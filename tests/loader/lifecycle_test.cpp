@@ -138,24 +138,6 @@ TEST_F(Lifecycle, BuildReportsOncePerBuild) {
   EXPECT_EQ(built, 1) << "an empty list is a success";
 }
 
-// The last heap calls of a build are for the paths.
-TEST_F(Lifecycle, WithoutMemoryAModulesObjectFileIsEmpty) {
-  const std::string path = Dwarf2File(ByteOrder::big, NamedUnit("a.c"), NamedUnit("b.c")).write();
-  size_t calls = 0;
-  for (bool fails = true; fails; fails = HEAP_FailFrom(0) != 0) {
-    HEAP_FailFrom(++calls, 1);
-    LoadPath(path);
-    TakeMessages();
-  }
-  for (const auto& [back, files] : {std::pair{1u, Texts{path, ""}}, {2u, Texts{"", path}}}) {
-    HEAP_FailFrom(calls - back, 1);
-    const DescModule* modules = LoadPath(path);
-    HEAP_FailFrom(0);
-    EXPECT_EQ(built, 1);
-    EXPECT_EQ(Listed(modules, [](const DescModule& module) -> std::string { return module.objectFile; }), files);
-  }
-}
-
 TEST_F(Lifecycle, Request1002HandsOutTheLastFailure) {
   EXPECT_STREQ(LastFailure(loader).text, "");
   EXPECT_EQ(loader.Open(TempFolder::OfProcess().Path("missing.elf").c_str()), 0);
