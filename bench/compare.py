@@ -173,7 +173,7 @@ class Comparison:
                    open_peak <= os.path.getsize(path) / 10, "0.1 at most")
 
     def subject(self, path):
-        """A function in the last unit that has an indexed name, and its address, as readelf tells them."""
+        """A function in the last unit that has an indexed name, and its address, as readelf lists them."""
         listing = subprocess.run(["readelf", "-sW", path], stdout=subprocess.PIPE, check=True).stdout.decode()
         symbols = {}
         for line in listing.splitlines():

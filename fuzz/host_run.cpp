@@ -186,7 +186,7 @@ RunFigures RunAsHost(const RawBytes& file, FileFrom from) {
       WriteRecords(loader, table, nowhere);
     }
     if (messages > 1) {
-      Fail("the user is told more than one thing");
+      Fail("the user gets more than one message");
     }
     figures.heapBytes = HeapBytes(table);
     if (figures.heapBytes > HEAP_BYTES_PER_BYTE * file.size() + HEAP_BYTES) {

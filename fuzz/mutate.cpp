@@ -112,7 +112,7 @@ void CutOff(Campaign& campaign, const Original& original, size_t count) {
   }
 }
 
-// The ELF header and the two tables, which stand at the ends in files that linkers write.
+// The ELF header and the two tables, which are at the ends of files that linkers write.
 void FalsifyHeaders(Campaign& campaign, const Original& original, size_t count, Random& random) {
   constexpr size_t FRONT = 52 + 4 * 32;
   constexpr size_t BACK = size_t{20} * 40;

@@ -143,7 +143,7 @@ TEST_F(Heap, RefusalLeavesTheHeapUsable) {
 }
 
 #if defined(__SANITIZE_ADDRESS__)
-TEST_F(Heap, SanitizerSeesAStepBehindAPiece) {
+TEST_F(Heap, SanitizerSeesAStepPastAPiece) {
   mem_desc* heap = HEAP_Create(0, 0, 0);
   auto* piece = static_cast<volatile char*>(HEAP_Get(heap, 16));
   HEAP_Get(heap, 16);

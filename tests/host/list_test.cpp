@@ -59,7 +59,7 @@ TEST(List, MixedModesReadsBetweenThemAndAppendedLists) {
 
 // Compares with a list that does each insertion at once: after all data that may be before it. Modes and orders take
 // turns, so the list itself is mostly not in order.
-TEST(List, AnyMixOfModesOrdersAndReadsGivesTheSameAsOneInsertionAfterTheOther) {
+TEST(List, AnyMixOfModesOrdersAndReadsIsAsOneInsertionAfterTheOther) {
   const auto descending = [](const void* a, const void* b) { return MayBeBefore(b, a); };
   std::mt19937 random(11);
   mem_desc* heap = HEAP_Create(0, 0, 0);
