@@ -113,6 +113,9 @@ TEST_F(Lifecycle, AFailedOpenClosesTheImageAndKeepsTheRest) {
   EXPECT_STREQ(loader.absFileName, "named.elf");
   EXPECT_STREQ(HOST_AbsFileDir(), "");
   EXPECT_STREQ(module->name, "a.c") << "records outlive the image";
+  EXPECT_EQ(loader.Extend(module, SYM_LOAD_ALL), 0);
+  EXPECT_STREQ(LastFailure(loader).text, "no file is open");
+  EXPECT_EQ(TakeMessages(), Texts{ERROR_IN_OBJECT_FILE});
   Argument argument = {nullptr, 77, nullptr};
   EXPECT_EQ(loader.Execute(REQUEST_SECTION_BY_NAME, &argument), 0);
   EXPECT_EQ(argument.size, 77u);
