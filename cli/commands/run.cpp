@@ -8,7 +8,7 @@ namespace elfload {
 
 namespace {
 
-// Sets the rules by which the loader reads line programs. Where neither the user nor the environment says,
+// Tells the loader by which rules to read line programs. Where neither the user nor the environment says,
 // `where` takes the published ones, since it is mostly asked about the output of GNU tools; all else takes the
 // loader's.
 void ChooseLineRules(const Options& options) {

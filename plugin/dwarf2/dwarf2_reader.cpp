@@ -74,6 +74,10 @@ int Dwarf2Reader::ReadModules(mem_desc* tableHeap, DescModule** modules) {
   if (build == nullptr) {
     return 0;
   }
+  if (!sections_.info.exists) {
+    failure_->Note(".debug_info", Failure::NO_OFFSET, "the section is missing");
+    return 0;
+  }
   if (sections_.info.size == 0) {
     *modules = nullptr;
     return 1;
@@ -136,12 +140,16 @@ int Dwarf2Reader::FillModule(DescModule* module, L_list* ranges) {
   } else {
     moduleHeap_.Use(module->heap);
     FillLines(module, ranges);
-    // A producer of the reduced line program counts references from the start of the section.
-    const UnitForms unit = {
-        .addressSize = module->ext->addressSize,
-        .unitBase = IsReducedVariant(opcodeBase_) ? 0 : module->ext->unitOffset,
-    };
-    entries_.Run(module, Dwarf2BuildOf(module), unit);
+    if (sections_.info.exists) {
+      // A producer of the reduced line program counts references from the start of the section.
+      const UnitForms unit = {
+          .addressSize = module->ext->addressSize,
+          .unitBase = IsReducedVariant(opcodeBase_) ? 0 : module->ext->unitOffset,
+      };
+      entries_.Run(module, Dwarf2BuildOf(module), unit);
+    } else {
+      failure_->Note(".debug_info", Failure::NO_OFFSET, "the section is missing");
+    }
   }
   failure_->SetUnit(nullptr);
   return *failure_ ? 0 : 1;

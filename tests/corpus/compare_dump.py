@@ -189,7 +189,7 @@ def run_elfload(elfload, *arguments):
 
 
 def check_published_rows(checker, path, elfload):
-    """Compares the rows that the loader makes by the published rules with readelf's, unit by unit in section order."""
+    """Compares the rows that the loader gives by the published rules with readelf's, unit by unit in section order."""
     dump = json.loads(run_elfload(elfload, "dump", "--json", "--lines", "dwarf2", path).stdout)
     rows = [(readelf.base_name(block["fileName"]), line, address)
             for module in sorted(dump["modules"], key=lambda module: module["ext"]["lineOffset"])

@@ -45,7 +45,7 @@ def main():
     options = parser.parse_args()
     failures = 0
     for folder in sorted(path.parent for path in pathlib.Path(__file__).parent.glob("*/NOTES")):
-        # The file is named as in its folder; in a fresh clone its sources may be younger than it.
+        # The file is named as it stands beside its sources; those may be younger than it in a fresh clone.
         result = subprocess.run([options.elfload.resolve(), "dump", "--json", f"{folder.name}.elf"], check=False,
                                 cwd=options.samples / folder.name, env={**os.environ, "AUTOTEST": "ON"},
                                 stdout=subprocess.PIPE)
