@@ -16,6 +16,7 @@
 #include "dwarf2/build_records.h"
 #include "dwarf2/dead_code.h"
 #include "dwarf2/entries/entry_facts.h"
+#include "dwarf2/entries/location_lists.h"
 #include "dwarf2/entries/pending_names.h"
 #include "dwarf2/entries/scope_names.h"
 #include "dwarf2/forms.h"
@@ -83,7 +84,7 @@ class EntryWalk {
 
   struct TypeAlias {
     DescType* type;
-    uint32_t signatureEntry;  // of the type that it stands for
+    DescType* whole;  // what it stands for
   };
 
   static constexpr uint32_t MAX_ORIGINS = 64;  // entries that refer to one another
@@ -167,6 +168,7 @@ class EntryWalk {
   void ReadImports();
   void ReadReferredTypes();
   void ReadReferredType(uint32_t number);
+  void AddAlias(DescType* type, const AttributeValue& signature);
   void SettleAliases();
 
   // values.cpp: runs a plan at a cursor, into a record.
@@ -199,7 +201,9 @@ class EntryWalk {
   // locations.cpp
   DescLocation* ReadLocation(Cursor* cursor, uint32_t form);
   DescLocation* ReadLocationList(Cursor* cursor, uint32_t offset);
-  DescLocation* ReadExpression(Cursor* cursor, uint32_t length, uint32_t lowPc, uint32_t highPc);
+  DescLocation* ReadExpression(Cursor* cursor, uint32_t length, uint32_t lowPc, uint32_t highPc) {
+    return expressions_.Read(cursor, unit_, length, lowPc, highPc);
+  }
 
   Failure* failure_;
   RecordHeap* heap_;
@@ -218,6 +222,8 @@ class EntryWalk {
   AbbrevCache abbrevTables_;
   AbbrevTable* abbrevs_ = nullptr;  // of the unit that is being read
   FormValues values_;
+  ExpressionReader expressions_;
+  LocationReader locations_;  // with published rules
   RangeReader ranges_;
   TypeTable types_;
   PendingNames pendingNames_;
