@@ -85,6 +85,7 @@ constexpr AttributeRow attributeRows[] = {
     {RecordKind::basicType,    DW_AT_byte_size,            Action::word,           offsetof(DescType, byteSize)},
     {RecordKind::basicType,    DW_AT_encoding,             Action::encoding,       offsetof(DescType, items)},
     {RecordKind::basicType,    DW_AT_type,                 Action::type,           offsetof(DescType, target)},
+    {RecordKind::basicType,    DW_AT_signature,            Action::signature,      0, RowRules::published},
 
     {RecordKind::aggregate,    DW_AT_name,                 Action::name,           offsetof(DescType, name)},
     {RecordKind::aggregate,    DW_AT_byte_size,            Action::word,           offsetof(DescType, byteSize)},

@@ -7,9 +7,6 @@ void EntryWalk::ReadPublishedAggregate(AbbrevEntry* entry, uint32_t number, Desc
   facts_ = {};
   RunPlan(&info_, entry, RecordKind::aggregate, type);
   const uint32_t origin = specification_ != 0 ? Complete(RecordKind::aggregate, type, blank) : 0;
-  if (facts_.hasSignature && !aliases_.Push({type, facts_.signatureEntry})) {
-    failure_->NoteNoMemory();
-  }
   const bool hasName = type->name != blank.name && type->name[0] != 0;
   char* ownName = hasName ? type->name : EmptyString();
   const char* around = ScopeOfRecord(origin);

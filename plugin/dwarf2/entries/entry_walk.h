@@ -84,7 +84,7 @@ class EntryWalk {
 
   struct TypeAlias {
     DescType* type;
-    uint32_t signatureEntry;  // of the type that it stands for
+    DescType* whole;  // what it stands for
   };
 
   static constexpr uint32_t MAX_ORIGINS = 64;  // entries that refer to one another
@@ -168,6 +168,7 @@ class EntryWalk {
   void ReadImports();
   void ReadReferredTypes();
   void ReadReferredType(uint32_t number);
+  void AddAlias(DescType* type, const AttributeValue& signature);
   void SettleAliases();
 
   // values.cpp: runs a plan at a cursor, into a record.

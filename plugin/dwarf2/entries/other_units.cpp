@@ -66,11 +66,18 @@ void EntryWalk::ReadReferredType(uint32_t number) {
   info_.Charge(info_.Offset() - offset);
 }
 
-// A type that another one stands for, by its signature: what the other has.
+// A type that another one stands for, by its signature, has what that one has once all types are read.
+void EntryWalk::AddAlias(DescType* type, const AttributeValue& signature) {
+  DescType* whole = signature.valueClass == ValueClass::signature ? TypeOf(signature) : nullptr;
+  if (whole != nullptr && whole != build_->undefinedType && !aliases_.Push({type, whole})) {
+    failure_->NoteNoMemory();
+  }
+}
+
 void EntryWalk::SettleAliases() {
   for (const TypeAlias& alias : aliases_) {
-    const DescType* whole = types_.Find(alias.signatureEntry);
-    if (whole == nullptr || whole->name == UNDEFINED_TYPE) {
+    const DescType* whole = alias.whole;
+    if (whole->name == UNDEFINED_TYPE) {
       continue;
     }
     DescType* type = alias.type;

@@ -121,9 +121,7 @@ void EntryWalk::RunByVersion(Cursor* cursor, const Step& step, char* record) {
       TakeEntryPc(value);
       break;
     case Action::signature:
-      if (value.valueClass == ValueClass::signature) {
-        facts_.hasSignature = build_->units.TypeOf(value.number, value.high, &facts_.signatureEntry);
-      }
+      AddAlias(reinterpret_cast<DescType*>(record), value);
       break;
     default:
       if (value.IsConstant()) {
