@@ -9,11 +9,19 @@ Output::Output(std::FILE* file)
   if (file_ != nullptr) std::setvbuf(file_, nullptr, _IONBF, 0);  // this class is the buffer
 }
 
+Output::Output(Sink sink)
+    : file_(nullptr),
+      sink_(std::move(sink)),
+      buffer_(new char[bufferSize]),
+      next_(buffer_.get()),
+      end_(next_ + bufferSize),
+      failed_(false) {}
+
 void Output::Flush() {
   const size_t size = static_cast<size_t>(next_ - buffer_.get());
   next_ = buffer_.get();
   if (size == 0 || failed_) return;
-  failed_ = std::fwrite(buffer_.get(), 1, size, file_) != size;
+  failed_ = sink_ ? !sink_(buffer_.get(), size) : std::fwrite(buffer_.get(), 1, size, file_) != size;
 }
 
 bool Output::IsTerminal() const {
