@@ -6,6 +6,9 @@
 // The DescLanguage of a language attribute's value (AT_language and DW_AT_language share their codes).
 uint32_t LanguageOf(uint32_t attributeValue);
 
+// The same with the languages that later versions have.
+uint32_t PublishedLanguageOf(uint32_t attributeValue);
+
 // Whether a producer counts bit offsets from the low end of the storage unit. The whole text is compared.
 bool NumbersBitsFromLowEnd(const char* producer);
 

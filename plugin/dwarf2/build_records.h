@@ -2,21 +2,30 @@
 // the places that a fill begins at.
 #pragma once
 
+#include "dwarf2/form_values.h"
 #include "dwarf2/rules.h"
 #include "dwarf2/string_section.h"
+#include "dwarf2/unit_directory.h"
 #include "records/desc_module.h"
 #include "tarnixcore/heap.h"
 
 struct Dwarf2Build : BuildRecords {
   const Dwarf2Rules* rules;
   mem_desc* tableHeap;
-  StringSection strings;
+  StringSection strings;      // .debug_str
+  StringSection lineStrings;  // .debug_line_str
+  UnitDirectory units;        // as published; empty with the loader's rules
 };
 
 // What a fill needs to find its unit again, beside the fields that a host knows.
 struct Dwarf2ModuleExt : ReaderModuleExt {
   uint32_t unitEnd;       // of the unit in .debug_info, as its length has it
   uint32_t abbrevOffset;  // of its abbreviations in .debug_abbrev
+
+  // As published.
+  const UnitPlace* unit;
+  AttributeValue ranges;  // DW_AT_ranges
+  bool hasLines;          // whether lineOffset holds
 };
 
 inline Dwarf2Build* Dwarf2BuildOf(const DescModule* module) {

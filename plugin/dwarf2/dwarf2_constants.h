@@ -84,6 +84,42 @@ enum DwarfTag : uint32_t {
   DW_TAG_variable               = 0x34,
   DW_TAG_volatile_type          = 0x35,
 
+  DW_TAG_imported_declaration   = 0x08,
+  DW_TAG_lexical_block          = 0x0B,
+  DW_TAG_string_type            = 0x12,
+  DW_TAG_variant                = 0x19,
+  DW_TAG_common_block           = 0x1A,
+  DW_TAG_inlined_subroutine     = 0x1D,
+  DW_TAG_module                 = 0x1E,
+  DW_TAG_ptr_to_member_type     = 0x1F,
+  DW_TAG_set_type               = 0x20,
+  DW_TAG_with_stmt              = 0x22,
+  DW_TAG_catch_block            = 0x25,
+  DW_TAG_constant               = 0x27,
+  DW_TAG_file_type              = 0x29,
+  DW_TAG_packed_type            = 0x2D,
+  DW_TAG_thrown_type            = 0x31,
+  DW_TAG_try_block              = 0x32,
+  DW_TAG_variant_part           = 0x33,
+  DW_TAG_restrict_type          = 0x37,  // since DWARF 3 from here on
+  DW_TAG_interface_type         = 0x38,
+  DW_TAG_namespace              = 0x39,
+  DW_TAG_imported_module        = 0x3A,
+  DW_TAG_unspecified_type       = 0x3B,
+  DW_TAG_partial_unit           = 0x3C,
+  DW_TAG_imported_unit          = 0x3D,
+  DW_TAG_shared_type            = 0x40,
+  DW_TAG_type_unit              = 0x41,  // since DWARF 4 from here on
+  DW_TAG_rvalue_reference_type  = 0x42,
+  DW_TAG_template_alias         = 0x43,
+  DW_TAG_coarray_type           = 0x44,  // since DWARF 5 from here on
+  DW_TAG_generic_subrange       = 0x45,
+  DW_TAG_dynamic_type           = 0x46,
+  DW_TAG_atomic_type            = 0x47,
+  DW_TAG_skeleton_unit          = 0x4A,
+  DW_TAG_immutable_type         = 0x4B,
+  DW_TAG_GNU_formal_parameter_pack = 0x4107,
+
   TAG_MISSING_ABBREVIATION      = 0x36,    // one above the last tag of DWARF 2
   TAG_VENDOR_CODE_MARK          = 0x6871,  // vendor: marks an address inside a procedure
 };
@@ -114,6 +150,39 @@ enum DwarfAttribute : uint32_t {
   DW_AT_segment              = 0x46,
   DW_AT_specification        = 0x47,
   DW_AT_type                 = 0x49,
+
+  DW_AT_inline               = 0x20,
+  DW_AT_abstract_origin      = 0x31,
+  DW_AT_count                = 0x37,
+  DW_AT_declaration          = 0x3C,
+  DW_AT_external             = 0x3F,
+  DW_AT_byte_stride          = 0x51,  // since DWARF 3 from here on
+  DW_AT_entry_pc             = 0x52,
+  DW_AT_extension            = 0x54,
+  DW_AT_ranges               = 0x55,
+  DW_AT_call_column          = 0x57,
+  DW_AT_call_file            = 0x58,
+  DW_AT_call_line            = 0x59,
+  DW_AT_signature            = 0x69,  // since DWARF 4 from here on
+  DW_AT_data_bit_offset      = 0x6B,
+  DW_AT_enum_class           = 0x6D,
+  DW_AT_string_length_byte_size = 0x70,  // since DWARF 5 from here on
+  DW_AT_str_offsets_base     = 0x72,
+  DW_AT_addr_base            = 0x73,
+  DW_AT_rnglists_base        = 0x74,
+  DW_AT_dwo_name             = 0x76,
+  DW_AT_loclists_base        = 0x8C,
+  DW_AT_GNU_dwo_name         = 0x2130,
+  DW_AT_GNU_dwo_id           = 0x2131,
+  DW_AT_GNU_ranges_base      = 0x2132,
+  DW_AT_GNU_addr_base        = 0x2133,
+};
+
+enum DwarfUnitType : uint8_t {
+  DW_UT_compile  = 1,
+  DW_UT_type     = 2,
+  DW_UT_partial  = 3,
+  DW_UT_skeleton = 4,  // 5 and 6 are of split files
 };
 
 enum DwarfChildren : uint8_t { DW_CHILDREN_no = 0, DW_CHILDREN_yes = 1 };
@@ -152,5 +221,29 @@ enum DwarfLineExtendedOpcode : uint8_t {
   DW_LNE_end_sequence = 1,
   DW_LNE_set_address  = 2,
   DW_LNE_define_file  = 3,
+};
+
+enum DwarfRangeListEntry : uint8_t {
+  DW_RLE_end_of_list   = 0,
+  DW_RLE_base_addressx = 1,
+  DW_RLE_startx_endx   = 2,
+  DW_RLE_startx_length = 3,
+  DW_RLE_offset_pair   = 4,
+  DW_RLE_base_address  = 5,
+  DW_RLE_start_end     = 6,
+  DW_RLE_start_length  = 7,
+};
+
+enum DwarfLocationListEntry : uint8_t {
+  DW_LLE_end_of_list      = 0,
+  DW_LLE_base_addressx    = 1,
+  DW_LLE_startx_endx      = 2,
+  DW_LLE_startx_length    = 3,
+  DW_LLE_offset_pair      = 4,
+  DW_LLE_default_location = 5,
+  DW_LLE_base_address     = 6,
+  DW_LLE_start_end        = 7,
+  DW_LLE_start_length     = 8,
+  DW_LLE_GNU_view_pair    = 9,
 };
 // clang-format on

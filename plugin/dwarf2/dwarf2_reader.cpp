@@ -33,6 +33,7 @@ Dwarf2Reader::Dwarf2Reader(Failure* failure, Allowance* allowance)
       moduleHeap_(failure, allowance),
       index_(failure, allowance),
       scan_(failure, allowance),
+      versionedScan_(failure, allowance),
       lines_(failure, allowance, &moduleHeap_),
       entries_(failure, allowance, &moduleHeap_) {}
 
@@ -44,9 +45,11 @@ void Dwarf2Reader::Open(ElfImage* image) {
   const bool littleEndian = ELF_IsLittleEndian(image);
   sections_ = FindDwarf2Sections(image);
   index_.Use(image->file, littleEndian);
+  deadCode_.Use(image);
   scan_.Use(image->file, littleEndian, &sections_);
+  versionedScan_.Use(image->file, littleEndian, &sections_, &deadCode_);
   lines_.Use(image->file, littleEndian);
-  entries_.Use(image->file, littleEndian, &sections_);
+  entries_.Use(image->file, littleEndian, &sections_, &deadCode_);
 }
 
 Dwarf2Build* Dwarf2Reader::MakeBuild(mem_desc* tableHeap, const Dwarf2Rules& rules) {
@@ -82,7 +85,10 @@ int Dwarf2Reader::ReadModules(mem_desc* tableHeap, DescModule** modules, const D
     return 1;
   }
   DescModule* scanned = nullptr;
-  if (!scan_.Run(&tableHeap_, build, &scanned)) {
+  Failure setAside;
+  const bool isScanned = rules.readsUnitsByVersion ? versionedScan_.Run(&tableHeap_, build, &scanned, &setAside)
+                                                   : scan_.Run(&tableHeap_, build, &scanned);
+  if (!isScanned) {
     return 0;
   }
   *modules = scanned;
@@ -91,6 +97,10 @@ int Dwarf2Reader::ReadModules(mem_desc* tableHeap, DescModule** modules, const D
         ReadDwarf2Frames(&index_, image_->file, sections_.frame, &tableHeap_, scanned->ext->addressSize);
   }
   ReadDwarf2NameIndexes(&index_, image_->file, sections_, scanned, &tableHeap_);
+  if (rules.keepsUnitsApart) {
+    *failure_ = setAside ? setAside : *failure_;
+    return 1;
+  }
   return *failure_ ? 0 : 1;
 }
 

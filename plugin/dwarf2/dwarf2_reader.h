@@ -12,6 +12,7 @@
 #include "dwarf2/lines/line_program.h"
 #include "dwarf2/sections.h"
 #include "dwarf2/unit_scan.h"
+#include "dwarf2/versioned_scan.h"
 #include "tarnixcore/list.h"
 
 class Dwarf2Reader {
@@ -22,7 +23,8 @@ class Dwarf2Reader {
   void Open(ElfImage* image);
 
   // Makes one DescModule per unit; no entry after a unit's first is read. 1 for success. On failure `modules` is set or
-  // left as it was; where it is left, nothing of the scan stays. The modules' fills go by the same rules.
+  // left as it was; where it is left, nothing of the scan stays. The modules' fills go by the same rules. As published
+  // success may leave a failure noted: the first reason why a unit or an index was left out.
   int ReadModules(mem_desc* tableHeap, DescModule** modules, const Dwarf2Rules& rules);
 
   // Fills a module from its line program and its entries, and appends DescLineRange records to `ranges`. 1 for success;
@@ -43,12 +45,14 @@ class Dwarf2Reader {
   Allowance* allowance_;
   ElfImage* image_ = nullptr;
   Dwarf2Sections sections_ = {};
+  DeadCode deadCode_;
   uint8_t opcodeBase_ = 0;
 
   RecordHeap tableHeap_;
   RecordHeap moduleHeap_;
   Cursor index_;
   UnitScan scan_;
+  VersionedScan versionedScan_;
   LineProgram lines_;
   EntryWalk entries_;
 };

@@ -107,6 +107,37 @@ uint32_t FormValues::ReadOffset(Cursor* cursor, uint32_t offsetSize) {
   return static_cast<uint32_t>(offset);
 }
 
+void FormValues::Skip(Cursor* cursor, uint32_t form, const UnitForms& unit) {
+  while (form == DW_FORM_indirect) {
+    form = ReadUleb(cursor);
+    if (form == DW_FORM_implicit_const) {
+      ReadSleb(cursor);
+    }
+  }
+  const int32_t size = FixedFormSize(form, unit);
+  if (size >= 0) {
+    cursor->Skip(static_cast<uint32_t>(size));
+    return;
+  }
+  switch (RowOfForm(form, unit).shape) {
+    case FormShape::block:
+      ReadBlock(cursor, form);
+      break;
+    case FormShape::text:
+      SkipText(cursor);
+      break;
+    case FormShape::uleb:
+      ReadUleb(cursor);
+      break;
+    case FormShape::sleb:
+      ReadSleb(cursor);
+      break;
+    default:
+      cursor->Fail("form 0x%X is not known", static_cast<unsigned>(form));
+      break;
+  }
+}
+
 // Goes to an entry of a table that is counted from a unit's base.
 bool FormValues::SeekEntry(Cursor* cursor, const SectionPlace& section, uint32_t base, uint32_t index, uint32_t size) {
   const uint64_t offset = base + uint64_t{index} * size;

@@ -61,6 +61,9 @@ class FormValues {
   // DW_FORM_implicit_const. Texts and addresses by index are looked up. An unknown form notes the failure.
   AttributeValue Read(Cursor* cursor, uint32_t form, int32_t implicitConst, const UnitForms& unit);
 
+  // Passes over a value.
+  static void Skip(Cursor* cursor, uint32_t form, const UnitForms& unit);
+
   // An offset of the unit's size. One of more than 32 bits notes the failure and reads as 0xFFFFFFFF.
   static uint32_t ReadOffset(Cursor* cursor, uint32_t offsetSize);
 

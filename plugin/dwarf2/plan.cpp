@@ -4,15 +4,20 @@
 #include <cstddef>
 
 #include "dwarf2/dwarf2_constants.h"
+#include "dwarf2/entries/entry_facts.h"
 #include "records/debug_records.h"
 
 namespace {
+
+// The sets of rules that have a row.
+enum class RowRules : uint8_t { both, loader, published };
 
 struct AttributeRow {
   RecordKind kind;
   uint32_t attribute;
   Action action;
   size_t field;  // offset in the record
+  RowRules rules = RowRules::both;
 };
 
 // clang-format off
@@ -23,8 +28,15 @@ constexpr AttributeRow attributeRows[] = {
     {RecordKind::label,        DW_AT_segment,              Action::byte,           offsetof(DescProc, segment)},
 
     {RecordKind::procedure,    DW_AT_name,                 Action::text,           offsetof(DescProc, name)},
-    {RecordKind::procedure,    DW_AT_low_pc,               Action::address,        offsetof(DescProc, lowPc)},
-    {RecordKind::procedure,    DW_AT_high_pc,              Action::address,        offsetof(DescProc, highPc)},
+    {RecordKind::procedure,    DW_AT_low_pc,               Action::address,        offsetof(DescProc, lowPc), RowRules::loader},
+    {RecordKind::procedure,    DW_AT_high_pc,              Action::address,        offsetof(DescProc, highPc), RowRules::loader},
+    {RecordKind::procedure,    DW_AT_low_pc,               Action::lowPc,          offsetof(DescProc, lowPc), RowRules::published},
+    {RecordKind::procedure,    DW_AT_high_pc,              Action::highPc,         offsetof(DescProc, highPc), RowRules::published},
+    {RecordKind::procedure,    DW_AT_ranges,               Action::ranges,         0, RowRules::published},
+    {RecordKind::procedure,    DW_AT_entry_pc,             Action::entryPc,        0, RowRules::published},
+    {RecordKind::procedure,    DW_AT_declaration,          Action::declaration,    0, RowRules::published},
+    {RecordKind::procedure,    DW_AT_inline,               Action::inlined,        0, RowRules::published},
+    {RecordKind::procedure,    DW_AT_abstract_origin,      Action::specification,  0, RowRules::published},
     {RecordKind::procedure,    DW_AT_prototyped,           Action::flag,           offsetof(DescProc, prototyped)},
     {RecordKind::procedure,    DW_AT_return_addr,          Action::location,       offsetof(DescProc, returnAddress)},
     {RecordKind::procedure,    DW_AT_calling_convention,   Action::callKind,       offsetof(DescProc, callKind)},
@@ -41,6 +53,11 @@ constexpr AttributeRow attributeRows[] = {
     {RecordKind::variable,     DW_AT_segment,              Action::byte,           offsetof(DescVar, segment)},
     {RecordKind::variable,     DW_AT_specification,        Action::specification,  0},
     {RecordKind::variable,     DW_AT_type,                 Action::type,           offsetof(DescVar, type)},
+
+    {RecordKind::variable,     DW_AT_abstract_origin,      Action::specification,  0, RowRules::published},
+    {RecordKind::variable,     DW_AT_declaration,          Action::declaration,    0, RowRules::published},
+    {RecordKind::variable,     DW_AT_external,             Action::external,       0, RowRules::published},
+    {RecordKind::variable,     DW_AT_const_value,          Action::constValue,     0, RowRules::published},
 
     {RecordKind::codeMark,     DW_AT_low_pc,               Action::address,        offsetof(DescCodeMark, address)},
 
@@ -70,10 +87,25 @@ constexpr AttributeRow attributeRows[] = {
 
     {RecordKind::aggregate,    DW_AT_name,                 Action::name,           offsetof(DescType, name)},
     {RecordKind::aggregate,    DW_AT_byte_size,            Action::word,           offsetof(DescType, byteSize)},
+    {RecordKind::aggregate,    DW_AT_specification,        Action::specification,  0, RowRules::published},
+    {RecordKind::aggregate,    DW_AT_abstract_origin,      Action::specification,  0, RowRules::published},
+    {RecordKind::aggregate,    DW_AT_declaration,          Action::declaration,    0, RowRules::published},
+    {RecordKind::aggregate,    DW_AT_signature,            Action::signature,      0, RowRules::published},
 
     // Constants of a fixed size are not extended by their sign.
     {RecordKind::enumerator,   DW_AT_name,                 Action::enumeratorName, offsetof(DescEnumerator, name)},
     {RecordKind::enumerator,   DW_AT_const_value,          Action::word,           offsetof(DescEnumerator, value)},
+
+    {RecordKind::scope,        DW_AT_name,                 Action::text,           offsetof(ScopeEntry, name), RowRules::published},
+    {RecordKind::scope,        DW_AT_low_pc,               Action::lowPc,          offsetof(ScopeEntry, lowPc), RowRules::published},
+    {RecordKind::scope,        DW_AT_high_pc,              Action::highPc,         offsetof(ScopeEntry, highPc), RowRules::published},
+    {RecordKind::scope,        DW_AT_ranges,               Action::ranges,         0, RowRules::published},
+    {RecordKind::scope,        DW_AT_abstract_origin,      Action::specification,  0, RowRules::published},
+    {RecordKind::scope,        DW_AT_specification,        Action::specification,  0, RowRules::published},
+    {RecordKind::scope,        DW_AT_extension,            Action::specification,  0, RowRules::published},
+    {RecordKind::scope,        DW_AT_call_file,            Action::word,           offsetof(ScopeEntry, callFile), RowRules::published},
+    {RecordKind::scope,        DW_AT_call_line,            Action::word,           offsetof(ScopeEntry, callLine), RowRules::published},
+    {RecordKind::scope,        DW_AT_call_column,          Action::word,           offsetof(ScopeEntry, callColumn), RowRules::published},
 };
 
 struct OpRow {
@@ -134,10 +166,11 @@ struct OpTable {
 };
 constexpr OpTable opTable;
 
-const AttributeRow* FindRow(RecordKind kind, uint32_t attribute) {
+const AttributeRow* FindRow(RecordKind kind, uint32_t attribute, const Dwarf2Rules& rules) {
   const auto number = static_cast<size_t>(kind);
+  const RowRules other = rules.resolvesOrigins ? RowRules::loader : RowRules::published;
   for (uint32_t i = kindRows.first[number]; i < kindRows.first[number + 1]; ++i) {
-    if (attributeRows[i].attribute == attribute) {
+    if (attributeRows[i].attribute == attribute && attributeRows[i].rules != other) {
       return &attributeRows[i];
     }
   }
@@ -157,6 +190,9 @@ Op OpOf(Action action, uint32_t form, const UnitForms& unit) {
   if (action == Action::address && form == DW_FORM_addr && unit.addressSize == 4) {
     return Op::address4;
   }
+  if (unit.offsetSize != 4 && RowOfForm(form, unit).shape == FormShape::offset) {
+    return Op::other;
+  }
   return form <= DW_FORM_indirect ? opTable.ops[static_cast<size_t>(action)][form] : Op::other;
 }
 
@@ -166,7 +202,7 @@ bool MakePlan(const AbbrevAttribute* attributes, uint32_t count, RecordKind kind
               GrowingArray<Step>* steps) {
   uint32_t distance = 0;
   for (uint32_t i = 0; i < count; ++i) {
-    const AttributeRow* row = FindRow(kind, attributes[i].attribute);
+    const AttributeRow* row = FindRow(kind, attributes[i].attribute, *unit.rules);
     const uint32_t form = attributes[i].form;
     const Action action = row != nullptr ? row->action : Action::skip;
     const int32_t size = FixedFormSize(form, unit);

@@ -29,8 +29,9 @@ enum class RecordKind : uint8_t {
   basicType,  // enumerations too
   aggregate,
   enumerator,
+  scope,  // namespaces, blocks, inlined calls
 };
-constexpr uint32_t RECORD_KINDS = static_cast<uint32_t>(RecordKind::enumerator) + 1;
+constexpr uint32_t RECORD_KINDS = static_cast<uint32_t>(RecordKind::scope) + 1;
 
 // What is done with a value.
 enum class Action : uint8_t {
@@ -51,8 +52,23 @@ enum class Action : uint8_t {
   addressClass,
   sizeOnce,  // 32 bits, while the field is 0
   stride,    // minus the bytes of a number of bits
+
+  // Published rules only: facts of the entry that are no field of its record.
+  lowPc,
+  highPc,  // an address, or a size
+  entryPc,
+  ranges,
+  declaration,
+  external,
+  inlined,
+  constValue,
+  signature,
+  count,
+  dataBitOffset,
+  bitSize,
+  storageSize,
 };
-constexpr uint32_t ACTIONS = static_cast<uint32_t>(Action::stride) + 1;
+constexpr uint32_t ACTIONS = static_cast<uint32_t>(Action::storageSize) + 1;
 
 // How a step reads. All but `other` are the common cases of an action and a form.
 enum class Op : uint8_t {

@@ -5,6 +5,7 @@
 #include "dwarf/leb128.h"
 #include "dwarf/unit_facts.h"
 #include "dwarf2/forms.h"
+#include "dwarf2/unit_names.h"
 
 namespace {
 
@@ -109,7 +110,7 @@ bool UnitScan::ReadEntry(DescModule* module) {
     module->hasRange = 1;
   }
   module->ext->firstEntry = info_.Offset();
-  SetNames(module);
+  SetUnitNames(&moduleHeap_, module, directory_.isPresent ? directory_.text : "", name_.isPresent ? name_.text : "");
   return true;
 }
 
@@ -193,18 +194,4 @@ void UnitScan::CopyText(Cursor* cursor, UnitText* text) {
   } else {
     cursor->Fail("a text without end");
   }
-}
-
-// Splits the joined path: what the split finds as directory need not be DW_AT_comp_dir.
-void UnitScan::SetNames(DescModule* module) {
-  char fullPath[FE_NAME_SIZE] = {};
-  char directory[FE_NAME_SIZE] = {};
-  char baseName[FE_NAME_SIZE] = {};
-  char extension[FE_EXTENSION_SIZE] = {};
-  char fileName[FE_NAME_SIZE] = {};
-  FE_BuildFileName(fullPath, directory_.isPresent ? directory_.text : "", name_.isPresent ? name_.text : "", nullptr);
-  FE_SplitFileName(fullPath, directory, baseName, extension);
-  FE_BuildFileName(fileName, nullptr, baseName, extension);
-  module->name = moduleHeap_.CopyText(fileName, std::strlen(fileName));
-  module->directory = moduleHeap_.CopyText(directory, std::strlen(directory));
 }

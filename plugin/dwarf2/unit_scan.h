@@ -37,7 +37,6 @@ class UnitScan {
   void ReadText(uint32_t form, uint8_t addressSize, UnitText* text);
   void ReadTextAt(uint32_t offset, UnitText* text);
   void CopyText(Cursor* cursor, UnitText* text);
-  void SetNames(DescModule* module);
 
   Failure* failure_;
   const Dwarf2Sections* sections_ = nullptr;

@@ -219,6 +219,9 @@ int ElfLoader::Build(SymbolTable* table) {
     ReleaseModuleHeaps(modules);  // the table keeps its new heap and no modules
     return ReportError(debugFormat != DEBUG_FORMAT_NONE);
   }
+  if (state_->failure) {  // a part of the file could not be read; the rest is good
+    ReportError(true);
+  }
   SetObjectFile(modules);
   MakeUnique(modules, &state_->allowance);
   SetModules(table, modules);

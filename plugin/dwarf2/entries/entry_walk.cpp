@@ -19,10 +19,14 @@ EntryWalk::EntryWalk(Failure* failure, Allowance* allowance, RecordHeap* heap)
       loc_(failure, allowance),
       text_(failure, allowance),
       abbrev_(failure, allowance),
+      values_(failure, allowance),
       types_(heap, failure) {}
 
-void EntryWalk::Use(const ByteSource* file, bool littleEndian, const Dwarf2Sections* sections) {
+void EntryWalk::Use(const ByteSource* file, bool littleEndian, const Dwarf2Sections* sections,
+                    const DeadCode* deadCode) {
   file_ = file;
+  deadCode_ = deadCode;
+  values_.Use(file, littleEndian, sections);
   sections_ = sections;
   isLittleEndian_ = littleEndian;
   for (Cursor* cursor : {&info_, &detour_, &loc_, &text_, &abbrev_}) {
@@ -40,7 +44,9 @@ void EntryWalk::Run(DescModule* module, Dwarf2Build* build, const UnitForms& uni
   }
   const auto* ext = static_cast<const Dwarf2ModuleExt*>(module->ext);
   const uint32_t span = ext->unitEnd > ext->unitOffset ? ext->unitEnd - ext->unitOffset : 0;
-  if (abbrevs_.Read(&abbrev_, sections_->abbrev, ext->abbrevOffset, *build->rules)) {
+  abbrevTables_.Empty();
+  abbrevs_ = abbrevTables_.Find(&abbrev_, sections_->abbrev, ext->abbrevOffset, *build->rules);
+  if (abbrevs_ != nullptr) {
     info_.SeekKept(sections_->info, ext->firstEntry,
                    ext->unitEnd > ext->firstEntry ? ext->unitEnd - ext->firstEntry : 0);
     types_.Begin(module, ext->unitOffset, span);
@@ -62,7 +68,7 @@ void EntryWalk::ReadUnit() {
     if (code == 0) {
       break;
     }
-    AbbrevEntry* entry = abbrevs_.Find(code, &info_, entryOffset);
+    AbbrevEntry* entry = abbrevs_->Find(code, &info_, entryOffset);
     switch (entry->tag) {
       case DW_TAG_label:
         labels.Insert(module_, ReadLabel(entry));
@@ -109,7 +115,7 @@ void EntryWalk::SkipEntry(AbbrevEntry* entry) {
       --levels;
       continue;
     }
-    AbbrevEntry* child = abbrevs_.Find(code, &info_, entryOffset);
+    AbbrevEntry* child = abbrevs_->Find(code, &info_, entryOffset);
     RunPlan(&info_, child, RecordKind::none, nullptr);
     levels += child->hasChildren;
   }
@@ -124,7 +130,7 @@ void EntryWalk::Chase(RecordKind kind, void* record) {
       return;
     }
     detour_.LookInto(info_, offset);
-    AbbrevEntry* entry = abbrevs_.Find(ReadUleb(&detour_), &detour_, offset);
+    AbbrevEntry* entry = abbrevs_->Find(ReadUleb(&detour_), &detour_, offset);
     RunPlan(&detour_, entry, kind, record);
     detour_.Charge(detour_.Offset() - offset);
   }

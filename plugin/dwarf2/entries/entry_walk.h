@@ -12,8 +12,10 @@
 #include <cstdint>
 
 #include "dwarf/leb128.h"
-#include "dwarf2/abbreviations.h"
+#include "dwarf2/abbrev_cache.h"
 #include "dwarf2/build_records.h"
+#include "dwarf2/dead_code.h"
+#include "dwarf2/entries/entry_facts.h"
 #include "dwarf2/entries/pending_names.h"
 #include "dwarf2/forms.h"
 #include "dwarf2/sections.h"
@@ -25,7 +27,7 @@ class EntryWalk {
   EntryWalk(Failure* failure, Allowance* allowance, RecordHeap* heap);
 
   // The file that is read from now on.
-  void Use(const ByteSource* file, bool littleEndian, const Dwarf2Sections* sections);
+  void Use(const ByteSource* file, bool littleEndian, const Dwarf2Sections* sections, const DeadCode* deadCode);
 
   // Reads the direct children of the module's unit, and all below them.
   void Run(DescModule* module, Dwarf2Build* build, const UnitForms& unit);
@@ -62,7 +64,7 @@ class EntryWalk {
 
   // values.cpp: runs a plan at a cursor, into a record.
   void RunPlan(Cursor* cursor, AbbrevEntry* entry, RecordKind kind, void* record) {
-    const Step* steps = abbrevs_.PlanOf(entry, kind, unit_, failure_);
+    const Step* steps = abbrevs_->PlanOf(entry, kind, unit_, failure_);
     specification_ = 0;
     if (steps == nullptr) {
       return;
@@ -76,11 +78,16 @@ class EntryWalk {
   template <bool LITTLE>
   void RunSteps(Cursor* cursor, const Step* step, char* record);
   void RunOther(Cursor* cursor, const Step& step, char* record);
+  void TakeEntryPc(const AttributeValue& value);
+  void TakeConstant(const Step& step, const AttributeValue& value, char* record);
+  void RunByVersion(Cursor* cursor, const Step& step, char* record);
   void RunAstray(Cursor* cursor, const Step* step, char* record);
+  char* TextOf(const AttributeValue& value, const Cursor& cursor);
+  DescType* TypeOf(const AttributeValue& value);
   char* ReadText(Cursor* cursor, uint32_t form);
   char* ReadInlineText(Cursor* cursor);
   char* TextAt(uint32_t offset);
-  char* CopyTextAt(uint32_t offset);
+  char* CopyTextAt(const SectionPlace& section, uint32_t offset);
 
   // locations.cpp
   DescLocation* ReadLocation(Cursor* cursor, uint32_t form);
@@ -91,6 +98,7 @@ class EntryWalk {
   RecordHeap* heap_;
   const ByteSource* file_ = nullptr;
   const Dwarf2Sections* sections_ = nullptr;
+  const DeadCode* deadCode_ = nullptr;
   bool isLittleEndian_ = false;
 
   Cursor info_;    // in .debug_info, where the walk is
@@ -99,7 +107,9 @@ class EntryWalk {
   Cursor text_;    // in .debug_str, at a text that does not end in the section
   Cursor abbrev_;  // in .debug_abbrev
 
-  AbbrevTable abbrevs_;
+  AbbrevCache abbrevTables_;
+  AbbrevTable* abbrevs_ = nullptr;  // of the unit that is being read
+  FormValues values_;
   TypeTable types_;
   PendingNames pendingNames_;
 
@@ -110,6 +120,7 @@ class EntryWalk {
   uint32_t nesting_ = 0;        // levels of entries that the walk is in
   uint32_t specification_ = 0;  // the DW_AT_specification of the plan that ran last, 0 for none
   bool isBitField_ = false;     // whether it met a DW_AT_bit_offset, whatever its value and form
+  EntryFacts facts_ = {};       // with published rules: of the plans since it was cleared
 };
 
 // Walks the children of an entry, up to and including the null entry that closes them, and calls
@@ -135,7 +146,7 @@ void EntryWalk::ForEachChild(const AbbrevEntry* parent, ReadChild read) {
     if (code == 0) {
       break;
     }
-    read(abbrevs_.Find(code, &info_, entryOffset), entryOffset);
+    read(abbrevs_->Find(code, &info_, entryOffset), entryOffset);
   }
   --nesting_;
 }

@@ -1,45 +1,10 @@
 // Attribute values into the fields of a record, by the plan of the entry's abbreviation.
-#include <iterator>
-
 #include "dwarf2/entries/entry_walk.h"
+#include "dwarf2/entries/fields.h"
 
 namespace {
 
-constexpr int32_t BITS_PER_BYTE = 8;
-constexpr uint32_t COST_OF_NO_BYTES = 16;      // in bytes: of a value that has none, as addresses of size 0
-constexpr uint32_t ADDRESS_CLASS_FLAGGED = 1;  // the one DW_AT_address_class that leaves a trace
-
-// DescEncoding by DW_ATE_ value; other values leave the encoding as it is.
-constexpr uint32_t encodingRows[] = {
-    ENCODING_NONE,           // 0
-    ENCODING_ADDRESS,        // DW_ATE_address
-    ENCODING_BOOLEAN,        // DW_ATE_boolean
-    ENCODING_COMPLEX,        // DW_ATE_complex_float
-    ENCODING_FLOAT,          // DW_ATE_float
-    ENCODING_SIGNED,         // DW_ATE_signed
-    ENCODING_SIGNED_CHAR,    // DW_ATE_signed_char
-    ENCODING_UNSIGNED,       // DW_ATE_unsigned
-    ENCODING_UNSIGNED_CHAR,  // DW_ATE_unsigned_char
-};
-static_assert(std::size(encodingRows) == DW_ATE_unsigned_char + 1);
-
-uint32_t CallKindOf(uint32_t callingConvention, uint32_t before) {
-  switch (callingConvention & 0xFF) {
-    case DW_CC_normal:
-      return CALL_NORMAL;
-    case DW_CC_nocall:
-      return CALL_NOCALL;
-    case DW_CC_lo_user:
-      return CALL_VENDOR;
-    default:
-      return before;
-  }
-}
-
-template <typename Field>  // NOLINTNEXTLINE(readability-non-const-parameter): the field is written
-Field& FieldAt(char* record, const Step& step) {
-  return *reinterpret_cast<Field*>(record + step.field);
-}
+constexpr uint32_t COST_OF_NO_BYTES = 16;  // in bytes: of a value that has none, as addresses of size 0
 
 template <bool LITTLE>
 uint32_t Word(const uint8_t* bytes) {
@@ -141,6 +106,10 @@ void EntryWalk::RunSteps(Cursor* cursor, const Step* step, char* record) {
         FieldAt<DescLocation*>(record, *step) = ReadExpression(cursor, cursor->U8(), 0, 0xFFFFFFFF);
         break;
       default:
+        if (unit_.rules->readsUnitsByVersion) {
+          RunByVersion(cursor, *step, record);
+          break;
+        }
         RunOther(cursor, *step, record);
         if (cursor->Section().name != sections_->info.name) {
           RunAstray(cursor, step + 1, record);
@@ -210,9 +179,8 @@ void EntryWalk::RunOther(Cursor* cursor, const Step& step, char* record) {
       break;
     case Action::encoding: {
       const uint32_t value = ReadConstantForm(cursor, form, size);
-      if (value != 0 && value < std::size(encodingRows)) {
-        FieldAt<uint32_t>(record, step) = encodingRows[value];
-      }
+      auto& encoding = FieldAt<uint32_t>(record, step);
+      encoding = EncodingOf(value, encoding);
       break;
     }
     case Action::addressClass:
@@ -231,6 +199,8 @@ void EntryWalk::RunOther(Cursor* cursor, const Step& step, char* record) {
       FieldAt<int32_t>(record, step) = -(bits / BITS_PER_BYTE);
       break;
     }
+    default:  // facts of published rules
+      break;
   }
 }
 
@@ -299,12 +269,12 @@ char* EntryWalk::TextAt(uint32_t offset) {
     return EmptyString();
   }
   char* text = build_->strings.At(offset, file_, failure_);
-  return text != nullptr ? text : CopyTextAt(offset);
+  return text != nullptr ? text : CopyTextAt(sections_->str, offset);
 }
 
 // A text that does not end in the section.
-char* EntryWalk::CopyTextAt(uint32_t offset) {
-  text_.Seek(sections_->str, offset);
+char* EntryWalk::CopyTextAt(const SectionPlace& section, uint32_t offset) {
+  text_.Seek(section, offset);
   if (*failure_) {
     return EmptyString();
   }
