@@ -12,6 +12,7 @@
 struct Dwarf2Build : BuildRecords {
   const Dwarf2Rules* rules;
   mem_desc* tableHeap;
+  DescType* characterType;    // as published: of a string
   StringSection strings;      // .debug_str
   StringSection lineStrings;  // .debug_line_str
   UnitDirectory units;        // as published; empty with the loader's rules

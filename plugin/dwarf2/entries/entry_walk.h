@@ -17,6 +17,7 @@
 #include "dwarf2/dead_code.h"
 #include "dwarf2/entries/entry_facts.h"
 #include "dwarf2/entries/pending_names.h"
+#include "dwarf2/entries/pending_values.h"
 #include "dwarf2/forms.h"
 #include "dwarf2/sections.h"
 #include "records/debug_records.h"
@@ -36,7 +37,7 @@ class EntryWalk {
   using Handler = DescType* (EntryWalk::*)(AbbrevEntry* entry, uint32_t entryOffset);
   struct TypeRow;  // tag, kind, name without one, handler
   static const TypeRow typeRows[];
-  static const TypeRow* FindTypeRow(uint32_t tag);
+  const TypeRow* FindTypeRow(uint32_t tag) const;
 
   // entry_walk.cpp
   void ReadUnit();
@@ -49,13 +50,47 @@ class EntryWalk {
 
   // types.cpp: the type of an entry, brought to its kind's first state whatever it was before; key and link are kept.
   DescType* BeginType(const AbbrevEntry* entry, uint32_t entryOffset);
-  DescType* ReadArray(AbbrevEntry* entry, uint32_t entryOffset);
   DescType* ReadFunctionType(AbbrevEntry* entry, uint32_t entryOffset);
   DescType* ReadDerivedType(AbbrevEntry* entry, uint32_t entryOffset);
+  void TakeSize(DescType* type, uint32_t tag);
+  void ReadNestedTypes(const AbbrevEntry* entry);
+  DescType* ReadPlainType(AbbrevEntry* entry, uint32_t entryOffset);
   DescType* ReadBasicType(AbbrevEntry* entry, uint32_t entryOffset);
+  DescType* BeginBasicType(AbbrevEntry* entry, uint32_t entryOffset);
   DescType* ReadAggregate(AbbrevEntry* entry, uint32_t entryOffset);
+  void ReadVariantPart(AbbrevEntry* entry, ListTail<DescVar>* members);
   DescType* ReadEnumeration(AbbrevEntry* entry, uint32_t entryOffset);
+  void TakeSign(DescEnumerator* enumerator, const AbbrevEntry* entry, const DescType* base, uint32_t encoding);
   void MakeUpName(DescType* type);
+
+  // array_types.cpp
+  DescType* ReadArray(AbbrevEntry* entry, uint32_t entryOffset);
+  DescDimension* ReadPlainDimension(AbbrevEntry* entry);
+  DescDimension* ReadDimension(AbbrevEntry* entry, ArrayFacts* array);
+  DescDimension* NewDimension(const DescType* enumeration);
+  static void TakeStride(DescType* type, const ArrayFacts& facts);
+  DescType* ReadStringType(AbbrevEntry* entry, uint32_t entryOffset);
+
+  // settled_values.cpp: what takes sizes of types is added while the unit is read, and settled when all types are
+  // known.
+  void TakeConstValue(const AttributeValue& value, const Cursor& cursor);
+  void AddBitField(DescVar* field);
+  void AddConstant(DescVar* variable);
+  void AddSize(DescType* type, const DescType* source);
+  void AddEnumerator(DescEnumerator* enumerator, const DescType* type, uint8_t size);
+  template <typename Element>
+  void Keep(GrowingArray<Element>* list, const Element& element);
+  void SettleFields();
+  void SettleField(const PendingField& pending);
+  void SettleConstant(const PendingConstant& pending);
+  static void ExtendBySign(DescEnumerator* enumerator, uint8_t size);
+  DescLocation* NewImplicitValue(uint32_t size, uint8_t** value);
+  DescLocation* NewExpression(uint32_t length, uint8_t** bytes);
+
+  // Whether the facts are those of a member of the class itself, which no object has.
+  bool IsStaticMember(const DescVar* member) const {
+    return member->location == nullptr && (facts_.isDeclaration || facts_.isExternal);
+  }
 
   // variables.cpp
   DescVar* ReadVariable(AbbrevEntry* entry);
@@ -95,6 +130,7 @@ class EntryWalk {
   DescLocation* ReadExpression(Cursor* cursor, uint32_t length, uint32_t lowPc, uint32_t highPc);
 
   Failure* failure_;
+  Allowance* allowance_;
   RecordHeap* heap_;
   const ByteSource* file_ = nullptr;
   const Dwarf2Sections* sections_ = nullptr;
@@ -112,6 +148,7 @@ class EntryWalk {
   FormValues values_;
   TypeTable types_;
   PendingNames pendingNames_;
+  PendingValues pending_;
 
   // The unit that is being read.
   DescModule* module_ = nullptr;

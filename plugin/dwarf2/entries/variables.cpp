@@ -27,11 +27,17 @@ DescVar* EntryWalk::ReadVariable(AbbrevEntry* entry) {
   variable->name = entry->tag == DW_TAG_inheritance ? FixedWord("baseclass") : EmptyString();
   variable->type = build_->undefinedType;
   isBitField_ = false;
+  if (unit_.rules->settlesBitFields) {
+    facts_ = {};
+  }
   RunPlan(&info_, entry, RecordKind::variable, variable);
   if (specification_ != 0) {
     Chase(RecordKind::variable, variable);
   }
-  if (isBitField_) {
+  if (unit_.rules->settlesBitFields) {
+    AddBitField(variable);
+    AddConstant(variable);
+  } else if (isBitField_) {
     AddPendingField(module_, variable, failure_);
   }
   return variable;
