@@ -2,6 +2,7 @@
 import re
 import struct
 import subprocess
+import zlib
 from collections import namedtuple
 
 Unit = namedtuple("Unit", "offset address_size root")
@@ -142,4 +143,6 @@ def read_sections(path):
         start = names + header[0]
         name = data[start:data.index(b"\0", start)].decode("latin-1")
         sections[name] = data[header[4]:header[4] + header[5]] if header[1] != 8 else b""
+        if header[2] & 0x800:  # compressed; 12 bytes say how
+            sections[name] = zlib.decompress(sections[name][12:])
     return sections, little

@@ -39,9 +39,9 @@ DescType* EntryWalk::ReadArray(AbbrevEntry* entry, uint32_t entryOffset) {
       ++count;
     } else if (child->tag == DW_TAG_enumeration_type) {
       // A dimension that is given by an enumeration: a type of its own.
-      const DescType* enumeration = ReadEnumeration(child, childOffset);
+      ReadEntry(child, childOffset);
       if (asPublished) {
-        dimensions.Append(NewDimension(enumeration));
+        dimensions.Append(NewDimension(types_.Find(childOffset)));
         ++count;
       }
     } else if (asPublished) {
@@ -52,6 +52,7 @@ DescType* EntryWalk::ReadArray(AbbrevEntry* entry, uint32_t entryOffset) {
   });
   type->target.count = type->items.dimensions != nullptr ? count - 1 : 0;
   TakeStride(type, facts);
+  isNameMadeUp_ = false;
   return type;
 }
 
@@ -71,8 +72,7 @@ DescDimension* EntryWalk::ReadDimension(AbbrevEntry* entry, ArrayFacts* array) {
     SkipEntry(entry);
     return nullptr;
   }
-  const auto* unit = static_cast<const Dwarf2ModuleExt*>(module_->ext)->unit;
-  dimension->low = unit != nullptr ? LowestIndexOf(unit->language) : 0;
+  dimension->low = LowestIndexOf(place_->language);
   dimension->high = NO_BOUND;
   facts_.array = {};
   RunPlan(&info_, entry, RecordKind::dimension, dimension);

@@ -25,10 +25,8 @@ struct EntryFacts {
   bool hasLowPc;
   bool highPcIsSize;  // DW_AT_high_pc is counted from DW_AT_low_pc
   bool hasEntryPc;
-  bool hasSignature;
   bool hasDataBitOffset;
   uint32_t entryPc;
-  uint32_t signatureEntry;  // of the type that DW_AT_signature stands for
   uint32_t dataBitOffset;
   int32_t bitOffset;     // DW_AT_bit_offset
   uint32_t bitSize;      // 0 for a member that is no bit field

@@ -9,24 +9,8 @@
 
 namespace {
 
-constexpr uint32_t ADDRESS_SPACE_END = 0xFFFFFFFF;
-constexpr uint32_t MAX_ULEB_SIZE = 5;       // of 32 bits
-constexpr uint32_t MORE_FOLLOWS = 0x80;     // in a byte of a LEB128 number
+constexpr uint8_t noExpression[EXPRESSION_PADDING] = {};
 constexpr uint32_t MAX_CONSTANT = 0x10000;  // bytes; a larger type leaves the constant as long as the file has it
-
-// Writes a ULEB128 and returns the place after it.
-uint8_t* PutUleb(uint8_t* to, uint32_t value) {
-  for (; value >= MORE_FOLLOWS; value >>= LEB_BITS) {
-    *to++ = static_cast<uint8_t>(value | MORE_FOLLOWS);
-  }
-  *to++ = static_cast<uint8_t>(value);
-  return to;
-}
-
-uint32_t UlebSize(uint32_t value) {
-  uint8_t bytes[MAX_ULEB_SIZE];
-  return static_cast<uint32_t>(PutUleb(bytes, value) - bytes);
-}
 
 // The distance that a member's location adds to the address of the structure; false for any other expression. A union
 // has its members at its start, without a location.
@@ -51,17 +35,6 @@ bool IsSigned(const DescType* type) {
 uint32_t PositiveSize(const DescType* type, Allowance* allowance) {
   const int32_t size = TypeSize(type, allowance);
   return size > 0 ? static_cast<uint32_t>(size) : 0;
-}
-
-// The number in `size` bytes, in the file's order, extended by zeros or by its sign.
-void PutNumber(uint8_t* to, uint32_t size, const AttributeValue& value, bool littleEndian) {
-  const uint64_t number = uint64_t{value.high} << 32 | value.number;
-  const bool isNegative = value.valueClass == ValueClass::signedConstant && value.high > INT32_MAX;
-  const uint8_t filler = isNegative ? 0xFF : 0;
-  for (uint32_t i = 0; i < size; ++i) {
-    const uint8_t byte = i < sizeof(number) ? static_cast<uint8_t>(number >> (BITS_PER_BYTE * i)) : filler;
-    to[littleEndian ? i : size - 1 - i] = byte;
-  }
 }
 
 // Bytes of a number whose type has no size.
@@ -102,8 +75,10 @@ void EntryWalk::AddBitField(DescVar* field) {
   Keep(&pending_.fields, {field, facts_.storageSize, bits, facts_.hasDataBitOffset});
 }
 
+// The location is made at once, so that it can get the range of a block, and its expression later.
 void EntryWalk::AddConstant(DescVar* variable) {
   if (facts_.constValue.valueClass != ValueClass::absent && variable->location == nullptr) {
+    variable->location = heap_->New(DescLocation{nullptr, 0, ADDRESS_SPACE_END, const_cast<uint8_t*>(noExpression)});
     Keep(&pending_.constants, {variable, facts_.constValue});
   }
 }
@@ -169,13 +144,8 @@ void EntryWalk::SettleField(const PendingField& pending) {
   field->byteSize = static_cast<int32_t>(place.byteSize);
   field->bitOffset = place.bitOffset;
   if (field->location == nullptr || !isAtDistance || raw.byteOffset != place.byteOffset) {
-    uint8_t* end = nullptr;
-    DescLocation* location = NewExpression(1 + UlebSize(place.byteOffset), &end);
-    if (location != nullptr) {
-      *end++ = DW_OP_plus_uconst;
-      PutUleb(end, place.byteOffset);
-      field->location = location;
-    }
+    DescLocation* location = expressions_.MakeDistance(place.byteOffset);
+    field->location = location != nullptr ? location : field->location;
   }
 }
 
@@ -185,56 +155,22 @@ void EntryWalk::SettleConstant(const PendingConstant& pending) {
   const ConstValue& value = pending.value;
   const uint32_t typeSize = PositiveSize(pending.variable->type, allowance_);
   const bool isSized = typeSize != 0 && typeSize <= MAX_CONSTANT;
-  uint8_t* end = nullptr;
+  DescLocation* made = nullptr;
+  text_.Seek(*value.section, value.place);
   if (value.IsBlock()) {
-    const uint32_t size = isSized ? typeSize : value.number;
-    pending.variable->location = NewImplicitValue(size, &end);
-    if (end != nullptr) {
-      text_.Seek(*value.section, value.place);
-      const uint32_t got = text_.Read(end, std::min(size, value.number));
-      std::memset(end + got, 0, size - got);
-      text_.Charge(got);
-    }
+    made = expressions_.MakeImplicitValue(&text_, value, isSized ? typeSize : value.number);
+    text_.Charge(value.number);
   } else if (value.IsConstant() || value.valueClass == ValueClass::address) {
-    const uint32_t size = isSized ? typeSize : OwnSize(value);
-    pending.variable->location = NewImplicitValue(size, &end);
-    if (end != nullptr) {
-      PutNumber(end, size, value, isLittleEndian_);
-    }
+    made = expressions_.MakeImplicitValue(&text_, value, isSized ? typeSize : OwnSize(value));
   } else {
-    text_.Seek(*value.section, value.place);
     const char* text = TextOf(value, text_);
-    const auto length = static_cast<uint32_t>(std::strlen(text) + 1);
-    const uint32_t size = isSized ? typeSize : length;
-    pending.variable->location = NewImplicitValue(size, &end);
-    if (end != nullptr) {
-      std::memcpy(end, text, std::min(size, length));
-      std::memset(end + std::min(size, length), 0, size - std::min(size, length));
-    }
+    made = expressions_.MakeImplicitText(text, isSized ? typeSize : static_cast<uint32_t>(std::strlen(text) + 1));
   }
-}
-
-// A record with DW_OP_implicit_value for a value of `size` bytes that is yet to be written; `value` stays null when
-// there is no memory.
-DescLocation* EntryWalk::NewImplicitValue(uint32_t size, uint8_t** value) {
-  uint8_t* end = nullptr;
-  DescLocation* location = NewExpression(1 + UlebSize(size) + size, &end);
-  if (location != nullptr) {
-    *end++ = DW_OP_implicit_value;
-    *value = PutUleb(end, size);
+  if (made == nullptr) {
+    pending.variable->location = nullptr;
+    return;
   }
-  return location;
-}
-
-// A record for an expression of `length` bytes that are yet to be written, which holds everywhere. Null, with the
-// failure noted, without memory.
-DescLocation* EntryWalk::NewExpression(uint32_t length, uint8_t** bytes) {
-  auto* location = static_cast<DescLocation*>(heap_->Get(sizeof(DescLocation) + length + EXPRESSION_PADDING));
-  if (location == nullptr) {
-    return nullptr;
+  for (DescLocation* location = pending.variable->location; location != nullptr; location = location->next) {
+    location->expression = made->expression;
   }
-  *bytes = reinterpret_cast<uint8_t*>(location + 1);
-  *location = {nullptr, 0, ADDRESS_SPACE_END, *bytes};
-  std::memset(*bytes + length, 0, EXPRESSION_PADDING);
-  return location;
 }

@@ -145,7 +145,9 @@ void EntryWalk::TakeSize(DescType* type, uint32_t tag) {
 
 // Types among the children of an entry that is done. All else is passed over.
 void EntryWalk::ReadNestedTypes(const AbbrevEntry* entry) {
+  const bool isNameMadeUp = isNameMadeUp_;
   ForEachChild(entry, [this](AbbrevEntry* child, uint32_t childOffset) { ReadEntry(child, childOffset); });
+  isNameMadeUp_ = isNameMadeUp;
 }
 
 // A type of which only name and size are known.
@@ -174,6 +176,7 @@ DescType* EntryWalk::BeginBasicType(AbbrevEntry* entry, uint32_t entryOffset) {
   RunPlan(&info_, entry, RecordKind::basicType, type);
   if (type->name == UNDEFINED_TYPE) {
     MakeUpName(type);
+    isNameMadeUp_ = true;
   }
   return type;
 }
@@ -201,6 +204,10 @@ DescType* EntryWalk::ReadAggregate(AbbrevEntry* entry, uint32_t entryOffset) {
   if (type == nullptr) {
     return nullptr;
   }
+  if (unit_.rules->walksScopes) {
+    ReadPublishedAggregate(entry, entryOffset, type);
+    return type;
+  }
   RunPlan(&info_, entry, RecordKind::aggregate, type);
   ListTail<DescVar> members(&type->items.members);
   ListTail<DescProc> memberFunctions(&type->target.memberFunctions);
@@ -227,7 +234,7 @@ void EntryWalk::ReadVariantPart(AbbrevEntry* entry, ListTail<DescVar>* members) 
   ForEachChild(entry, [&](AbbrevEntry* child, uint32_t childOffset) {
     switch (child->tag) {
       case DW_TAG_member:
-        members->Append(ReadVariable(child));
+        AppendMember(child, members);
         break;
       case DW_TAG_variant:
       case DW_TAG_variant_part:

@@ -20,6 +20,10 @@ void AddPendingField(DescModule* module, DescVar* variable, Failure* failure) {
 }  // namespace
 
 DescVar* EntryWalk::ReadVariable(AbbrevEntry* entry) {
+  if (unit_.rules->resolvesOrigins) {
+    uint32_t origin = 0;
+    return ReadPublishedVariable(entry, &origin);
+  }
   auto* variable = heap_->New<DescVar>();
   if (variable == nullptr) {
     return nullptr;
@@ -27,17 +31,11 @@ DescVar* EntryWalk::ReadVariable(AbbrevEntry* entry) {
   variable->name = entry->tag == DW_TAG_inheritance ? FixedWord("baseclass") : EmptyString();
   variable->type = build_->undefinedType;
   isBitField_ = false;
-  if (unit_.rules->settlesBitFields) {
-    facts_ = {};
-  }
   RunPlan(&info_, entry, RecordKind::variable, variable);
   if (specification_ != 0) {
     Chase(RecordKind::variable, variable);
   }
-  if (unit_.rules->settlesBitFields) {
-    AddBitField(variable);
-    AddConstant(variable);
-  } else if (isBitField_) {
+  if (isBitField_) {
     AddPendingField(module_, variable, failure_);
   }
   return variable;
