@@ -132,7 +132,11 @@ class EntryWalk {
   void AddSize(DescType* type, const DescType* source);
   void AddEnumerator(DescEnumerator* enumerator, const DescType* type, uint8_t size);
   template <typename Element>
-  void Keep(GrowingArray<Element>* list, const Element& element);
+  void Keep(GrowingArray<Element>* list, const Element& element) {
+    if (!list->Push(element)) {
+      failure_->NoteNoMemory();
+    }
+  }
   void SettleFields();
   void SettleField(const PendingField& pending);
   void SettleConstant(const PendingConstant& pending);

@@ -37,11 +37,13 @@ struct PendingValues {
   GrowingArray<PendingConstant> constants;
   GrowingArray<PendingSize> sizes;
   GrowingArray<PendingEnumerator> enumerators;
+  GrowingArray<DescType*> memberPointers;  // without a size, and so twice as large when the member is a function
 
   void Empty() {
     fields.Empty();
     constants.Empty();
     sizes.Empty();
     enumerators.Empty();
+    memberPointers.Empty();
   }
 };

@@ -83,13 +83,6 @@ void EntryWalk::AddConstant(DescVar* variable) {
   }
 }
 
-template <typename Element>
-void EntryWalk::Keep(GrowingArray<Element>* list, const Element& element) {
-  if (!list->Push(element)) {
-    failure_->NoteNoMemory();
-  }
-}
-
 void EntryWalk::AddSize(DescType* type, const DescType* source) {
   Keep(&pending_.sizes, {type, source});
 }
@@ -101,6 +94,10 @@ void EntryWalk::AddEnumerator(DescEnumerator* enumerator, const DescType* type, 
 void EntryWalk::SettleFields() {
   for (const PendingSize& pending : pending_.sizes) {
     pending.type->byteSize = TypeSize(pending.source, allowance_);
+  }
+  for (DescType* type : pending_.memberPointers) {
+    const DescType* member = UnqualifiedType(type->target.type, allowance_);
+    type->byteSize *= member != nullptr && member->kind == KIND_FUNCTION ? 2 : 1;
   }
   for (const PendingEnumerator& pending : pending_.enumerators) {
     if (IsSigned(UnqualifiedType(pending.type, allowance_))) {

@@ -131,8 +131,11 @@ void EntryWalk::TakeSize(DescType* type, uint32_t tag) {
     case DW_TAG_pointer_type:
     case DW_TAG_reference_type:
     case DW_TAG_rvalue_reference_type:
+      type->byteSize = unit_.addressSize;
+      break;
     case DW_TAG_ptr_to_member_type:
       type->byteSize = unit_.addressSize;
+      Keep(&pending_.memberPointers, type);
       break;
     case DW_TAG_subrange_type:
     case DW_TAG_generic_subrange:
