@@ -68,6 +68,11 @@ Dwarf2Build* Dwarf2Reader::MakeBuild(mem_desc* tableHeap, const Dwarf2Rules& rul
   build->undefinedType = undefinedType;
   build->tableHeap = tableHeap;
   build->rules = &rules;
+  build->lookups = {
+      .readsAddressesBySize = rules.readsNewIndexes,
+      .seeksDataPastCode = rules.readsNewIndexes,
+      .dropsDeadCode = rules.dropsDeadCode,
+  };
   return build;
 }
 
@@ -87,37 +92,62 @@ int Dwarf2Reader::ReadModules(mem_desc* tableHeap, DescModule** modules, const D
     *modules = nullptr;
     return 1;
   }
-  Failure setAside;
   sections_ = FindDwarf2Sections(image_);
-  if (rules.readsUnitsByVersion && !NoteMissingParts(image_, &sections_, failure_)) {
-    return 0;
-  }
-  if (rules.readsUnitsByVersion) {  // units may share entries of others
-    const uint64_t infoSize = uint64_t{sections_.info.size} + sections_.types.size;
-    allowance_->GrantMore(READINGS_OF_ENTRIES * std::min(infoSize, static_cast<uint64_t>(image_->file->Size())));
-  }
-  setAside = *failure_;
-  failure_->Clear();
+  return rules.readsUnitsByVersion ? ReadPublished(build, modules) : ReadByLoaderRules(build, modules);
+}
+
+int Dwarf2Reader::ReadByLoaderRules(Dwarf2Build* build, DescModule** modules) {
   DescModule* scanned = nullptr;
-  const bool isScanned = rules.readsUnitsByVersion ? versionedScan_.Run(&tableHeap_, build, &scanned, &setAside)
-                                                   : scan_.Run(&tableHeap_, build, &scanned);
-  if (!isScanned) {
+  if (!scan_.Run(&tableHeap_, build, &scanned)) {
     return 0;
   }
   *modules = scanned;
   if (scanned != nullptr) {
-    scanned->ext->frames =
-        ReadDwarf2Frames(&index_, image_->file, sections_.frame, &tableHeap_, scanned->ext->addressSize);
-  }
-  ReadDwarf2NameIndexes(&index_, image_->file, sections_, scanned, &tableHeap_);
-  if (rules.readsNewIndexes) {
-    versionedScan_.AddUnitRanges(scanned);
-  }
-  if (rules.keepsUnitsApart) {
-    *failure_ = setAside ? setAside : *failure_;
-    return 1;
+    ReadIndexes(scanned, *build->rules);
   }
   return *failure_ ? 0 : 1;
+}
+
+// What cannot be read is left out, and the first reason kept for the end. Without memory nothing is handed out.
+int Dwarf2Reader::ReadPublished(Dwarf2Build* build, DescModule** modules) {
+  Failure first;
+  if (!NoteMissingParts(image_, &sections_, failure_)) {
+    return 0;
+  }
+  failure_->SetAside(&first);
+  const uint64_t infoSize = uint64_t{sections_.info.size} + sections_.types.size;  // units may share entries of others
+  allowance_->GrantMore(READINGS_OF_ENTRIES * std::min(infoSize, static_cast<uint64_t>(image_->file->Size())));
+  DescModule* scanned = nullptr;
+  if (!versionedScan_.Run(&tableHeap_, build, &scanned, &first)) {
+    return 0;
+  }
+  *modules = scanned;
+  if (scanned != nullptr) {
+    ReadIndexes(scanned, *build->rules);
+    failure_->SetAside(&first);
+    versionedScan_.AddUnitRanges(scanned, &first);
+  }
+  if (*failure_) {
+    return 0;
+  }
+  *failure_ = first;
+  return 1;
+}
+
+void Dwarf2Reader::ReadIndexes(DescModule* modules, const Dwarf2Rules& rules) {
+  const FrameSource frames = {.image = image_,
+                              .sections = &sections_,
+                              .rules = &rules,
+                              .deadCode = &deadCode_,
+                              .addressSize = modules->ext->addressSize};
+  modules->ext->frames = ReadDwarf2Frames(&index_, frames, &tableHeap_);
+  const IndexSource names = {.image = image_,
+                             .sections = &sections_,
+                             .deadCode = &deadCode_,
+                             .nameOfEntry = {nullptr, nullptr},
+                             .failure = failure_,
+                             .allowance = allowance_};
+  ReadDwarf2NameIndexes(&index_, names, modules, &tableHeap_);
 }
 
 // The one-row block of a module without line rows, so that `lineBlocks` is never null after a fill.

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 
+#include "dwarf2/dead_code.h"
 #include "dwarf2/entries/entry_walk.h"
 #include "dwarf2/lines/line_program.h"
 #include "dwarf2/sections.h"
@@ -31,6 +32,9 @@ class Dwarf2Reader : private SourceFiles {
   // after a failure what was read before it is kept.
   int FillModule(DescModule* module, L_list* ranges);
 
+  // What the linker threw away of the file that is read.
+  const DeadCode& GetDeadCode() const { return deadCode_; }
+
   // The `opcode_base` of the line program that was read last, whichever unit or file it was of; 0 before the first. A
   // unit without a program of its own is read by it.
   uint8_t OpcodeBase() const { return opcodeBase_; }
@@ -40,6 +44,9 @@ class Dwarf2Reader : private SourceFiles {
   char* FileOf(uint32_t number) override;
   Dwarf2Build* MakeBuild(mem_desc* tableHeap, const Dwarf2Rules& rules);
   void FillRecords(DescModule* module, L_list* ranges);
+  int ReadByLoaderRules(Dwarf2Build* build, DescModule** modules);
+  int ReadPublished(Dwarf2Build* build, DescModule** modules);
+  void ReadIndexes(DescModule* modules, const Dwarf2Rules& rules);
   void FillLines(DescModule* module, L_list* ranges);
   void MakeDefaultLineBlock(DescModule* module);
 

@@ -27,7 +27,7 @@ class VersionedScan {
   bool Run(RecordHeap* tableHeap, Dwarf2Build* build, DescModule** modules, Failure* setAside);
 
   // Gives the modules that .debug_aranges does not have the ranges that their units give.
-  void AddUnitRanges(DescModule* modules);
+  void AddUnitRanges(DescModule* modules, Failure* setAside);
 
  private:
   void ReadSection(const SectionPlace& section, bool isInTypes);
@@ -36,7 +36,6 @@ class VersionedScan {
   void MakeModule(const UnitPlace& unit, const UnitRoot& root);
   void SetRange(DescModule* module, const UnitPlace& unit, const UnitRoot& root);
   void NoteMissingFile(const UnitPlace& unit, const UnitRoot& root);
-  void SetAside();
 
   Failure* failure_;
   Allowance* allowance_;

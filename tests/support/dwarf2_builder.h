@@ -35,14 +35,7 @@ constexpr uint8_t oddAddressSizes[] = {1, 2, 3, 4};
 
 // Published codes that no reader looks at.
 enum UnreadCode : uint32_t {
-  DW_TAG_lexical_block = 0x0B,
-  DW_TAG_string_type = 0x12,
-  DW_TAG_inlined_subroutine = 0x1D,
   DW_AT_sibling = 0x01,
-  DW_AT_abstract_origin = 0x31,
-  DW_AT_count = 0x37,
-  DW_AT_declaration = 0x3C,
-  DW_AT_external = 0x3F,
   DW_OP_addr = 0x03,
   DW_OP_fbreg = 0x91,
 };
