@@ -23,8 +23,10 @@ def read_ranges(section, little):
     ranges, cursor = {}, Bytes(section, little)
     while cursor.position < len(section):
         start = cursor.position
-        offset_size = 8 if cursor.fixed(4) == 0xFFFFFFFF else 4  # unit_length, or what says that it has 8 bytes
-        cursor.fixed(8 if offset_size == 8 else 0)
+        offset_size, length = 4, cursor.fixed(4)
+        if length == 0xFFFFFFFF:
+            offset_size, length = 8, cursor.fixed(8)
+        end = cursor.position + length
         cursor.fixed(2)  # version
         unit = cursor.fixed(offset_size)
         size = cursor.fixed(1)
@@ -35,4 +37,5 @@ def read_ranges(section, little):
             if not low and not length:
                 break
             ranges.setdefault(unit, []).insert(0, [low, (low + length - 1) & 0xFFFFFFFF])
+        cursor.position = end
     return ranges

@@ -120,7 +120,9 @@ class UnitChecker:
             "unit",
             f"{self.place}: name",
             module["name"].split(":", 1)[-1],
-            readelf.base_name(root.text("DW_AT_name") or ""),
+            readelf.base_name(
+                root.text("DW_AT_name") or root.text("DW_AT_dwo_name") or root.text("DW_AT_GNU_dwo_name") or ""
+            ),
         )
         self.checker.equal("unit", f"{self.place}: addressSize", module["ext"]["addressSize"], self.unit.address_size)
         language = root.code("DW_AT_language") or ""
@@ -134,7 +136,12 @@ class UnitChecker:
         low, high = root.number("DW_AT_low_pc"), root.number("DW_AT_high_pc")
         if low is not None and high is not None:
             high = high if "addr" in root.values["DW_AT_high_pc"].form else low + high
-            self.checker.equal("unit", f"{self.place}: range", (module["lowPc"], module["highPc"]), (low, high))
+            self.checker.equal(
+                "unit",
+                f"{self.place}: range",
+                (module["lowPc"], module["highPc"]),
+                (0, 0) if self.reading.image.is_dead(low) else (low, high),
+            )
         wanted = self.context["aranges"].get(self.unit.offset)
         if wanted is not None:
             wanted = [tuple(each) for each in wanted if not self.reading.image.is_dead(each[0])]
