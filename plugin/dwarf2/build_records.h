@@ -30,7 +30,7 @@ struct Dwarf2ModuleExt : ReaderModuleExt {
   // As published.
   const UnitPlace* unit;
   AttributeValue ranges;  // DW_AT_ranges
-  bool hasLines;          // whether lineOffset holds
+  bool hasLines;          // whether `lineOffset` is that of a program; true by the loader's rules
 };
 
 inline Dwarf2Build* Dwarf2BuildOf(const DescModule* module) {

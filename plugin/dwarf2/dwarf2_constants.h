@@ -224,6 +224,21 @@ enum DwarfLineExtendedOpcode : uint8_t {
   DW_LNE_define_file  = 3,
 };
 
+enum DwarfLineContent : uint32_t {
+  DW_LNCT_path            = 1,
+  DW_LNCT_directory_index = 2,
+};
+
+// The operations that a reader looks at.
+enum DwarfOperation : uint8_t {
+  DW_OP_addr           = 0x03,
+  DW_OP_const4u        = 0x0C,
+  DW_OP_plus_uconst    = 0x23,
+  DW_OP_implicit_value = 0x9E,
+  DW_OP_addrx          = 0xA1,
+  DW_OP_GNU_addr_index = 0xFB,
+};
+
 enum DwarfRangeListEntry : uint8_t {
   DW_RLE_end_of_list   = 0,
   DW_RLE_base_addressx = 1,

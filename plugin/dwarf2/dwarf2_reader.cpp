@@ -14,19 +14,6 @@ namespace {
 constexpr uint32_t NO_LINE = 0xFFFFFFFF;
 constexpr uint64_t READINGS_OF_ENTRIES = 64;  // of each, for all units together
 
-// Whether the unit itself says that it has code at address 0.
-bool HoldsAddressZero(const DescModule* module) {
-  if (module->hasRange != 0 && module->lowPc == 0 && module->highPc != 0) {
-    return true;
-  }
-  for (const DescAddrRange* range = module->ext->addrRanges; range != nullptr; range = range->next) {
-    if (range->low == 0 && range->high != NO_LINE) {
-      return true;
-    }
-  }
-  return false;
-}
-
 }  // namespace
 
 Dwarf2Reader::Dwarf2Reader(Failure* failure, Allowance* allowance)
@@ -51,7 +38,7 @@ void Dwarf2Reader::Open(ElfImage* image) {
   deadCode_.Use(image);
   scan_.Use(image->file, littleEndian, &sections_);
   versionedScan_.Use(image->file, littleEndian, &sections_, &deadCode_);
-  lines_.Use(image->file, littleEndian);
+  lines_.Use(image->file, littleEndian, &sections_, &deadCode_);
   entries_.Use(image->file, littleEndian, &sections_, &deadCode_);
 }
 
@@ -73,6 +60,7 @@ Dwarf2Build* Dwarf2Reader::MakeBuild(mem_desc* tableHeap, const Dwarf2Rules& rul
       .seeksDataPastCode = rules.readsNewIndexes,
       .dropsDeadCode = rules.dropsDeadCode,
   };
+  build->coversOnlyRows = rules.runsLinesAsPublished;
   return build;
 }
 
@@ -134,6 +122,15 @@ int Dwarf2Reader::ReadPublished(Dwarf2Build* build, DescModule** modules) {
   return 1;
 }
 
+// Names live as long as the table, like the records that have them.
+char* Dwarf2Reader::NameOfEntry(void* context, DescModule* module, uint32_t entry) {
+  auto* reader = static_cast<Dwarf2Reader*>(context);
+  if (reader->moduleHeap_.Heap() != reader->tableHeap_.Heap()) {
+    reader->moduleHeap_.Use(reader->tableHeap_.Heap());
+  }
+  return reader->entries_.NameOf(Dwarf2BuildOf(module), module, entry);
+}
+
 void Dwarf2Reader::ReadIndexes(DescModule* modules, const Dwarf2Rules& rules) {
   const FrameSource frames = {.image = image_,
                               .sections = &sections_,
@@ -144,7 +141,7 @@ void Dwarf2Reader::ReadIndexes(DescModule* modules, const Dwarf2Rules& rules) {
   const IndexSource names = {.image = image_,
                              .sections = &sections_,
                              .deadCode = &deadCode_,
-                             .nameOfEntry = {nullptr, nullptr},
+                             .nameOfEntry = {NameOfEntry, this},
                              .failure = failure_,
                              .allowance = allowance_};
   ReadDwarf2NameIndexes(&index_, names, modules, &tableHeap_);
@@ -168,16 +165,14 @@ void Dwarf2Reader::MakeDefaultLineBlock(DescModule* module) {
   }
 }
 
-void Dwarf2Reader::FillLines(DescModule* module, L_list* ranges) {
-  const bool asPublished = Dwarf2BuildOf(module)->rules->runsLinesAsPublished;
-  const LineRules rules = {
-      .addressSize = module->ext->addressSize,
-      .actsAsPublished = asPublished,
-      .keepsAddressZero = asPublished && HoldsAddressZero(module),
-  };
-  lines_.Run(sections_.line, module->ext->lineOffset, rules, ranges, &opcodeBase_);
-  module->files = lines_.Files();
-  module->lineBlocks = lines_.Blocks();
+void Dwarf2Reader::FillLines(DescModule* module, const UnitForms& unit, L_list* ranges) {
+  if (static_cast<const Dwarf2ModuleExt*>(module->ext)->hasLines) {
+    lines_.Run(module->ext->lineOffset, unit, ranges, &opcodeBase_);
+    module->files = lines_.Files();
+    module->lineBlocks = lines_.Blocks();
+  } else {
+    lines_.Clear();
+  }
   if (module->files != nullptr) {
     CheckSourceDate(image_, module->files->baseName);
   }
@@ -190,42 +185,46 @@ char* Dwarf2Reader::FileOf(uint32_t number) {
   return lines_.FileOf(number);
 }
 
-// What is wrong with the lines does not keep the entries from being read, as published; with the loader's rules it
-// does.
+// Reads lines and entries. As published what is wrong with the lines does not keep the entries from being read; by the
+// loader's rules it does.
 void Dwarf2Reader::FillRecords(DescModule* module, L_list* ranges) {
-  const Dwarf2Build* build = Dwarf2BuildOf(module);
-  FillLines(module, ranges);
-  Failure ofLines;
-  if (*failure_ && build->rules->keepsUnitsApart) {
-    ofLines = *failure_;
+  Dwarf2Build* build = Dwarf2BuildOf(module);
+  const UnitPlace* place = static_cast<const Dwarf2ModuleExt*>(module->ext)->unit;
+  UnitForms unit = {
+      .addressSize = module->ext->addressSize, .unitBase = module->ext->unitOffset, .rules = build->rules};
+  if (place != nullptr) {
+    unit = UnitDirectory::FormsOf(*place, *build->rules);
+  }
+  FillLines(module, unit, ranges);
+  if (!sections_.info.exists) {
+    failure_->Note(".debug_info", Failure::NO_OFFSET, "the section is missing");
+    return;
+  }
+  if (place == nullptr && IsReducedVariant(opcodeBase_)) {
+    unit.unitBase = 0;  // a producer of the reduced line program counts references from the start of the section
+  }
+  linesFailure_ = *failure_;
+  if (build->rules->keepsUnitsApart && !failure_->IsOfMemory()) {
     failure_->Clear();
   }
-  if (sections_.info.exists) {
-    // A producer of the reduced line program counts references from the start of the section.
-    const UnitForms unit = {
-        .addressSize = module->ext->addressSize,
-        .unitBase = IsReducedVariant(opcodeBase_) ? 0 : module->ext->unitOffset,
-        .rules = build->rules,
-    };
-    entries_.Run(module, Dwarf2BuildOf(module), unit, this);
-  } else {
-    failure_->Note(".debug_info", Failure::NO_OFFSET, "the section is missing");
-  }
-  if (ofLines) {
-    *failure_ = ofLines;
-  }
+  entries_.Run(module, build, unit, this);
 }
 
 int Dwarf2Reader::FillModule(DescModule* module, L_list* ranges) {
   failure_->Clear();
   failure_->SetUnit(module->name);
+  linesFailure_.Clear();
   module->loadedKinds |= SYM_LOAD_ALL;
-  if (!allowance_->IsLeft()) {
-    failure_->Note(".debug_info", module->ext->unitOffset, "parts of the file are read over and over");
-  } else {
+  if (allowance_->IsLeft()) {
     moduleHeap_.Use(module->heap);
     FillRecords(module, ranges);
+  } else {
+    failure_->Note(".debug_info", module->ext->unitOffset, "parts of the file are read over and over");
+  }
+  const int isFilled = *failure_ ? 0 : 1;
+  if (linesFailure_) {
+    *failure_ = linesFailure_;
   }
   failure_->SetUnit(nullptr);
-  return *failure_ ? 0 : 1;
+  return isFilled;
 }

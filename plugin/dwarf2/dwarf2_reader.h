@@ -29,7 +29,8 @@ class Dwarf2Reader : private SourceFiles {
   int ReadModules(mem_desc* tableHeap, DescModule** modules, const Dwarf2Rules& rules);
 
   // Fills a module from its line program and its entries, and appends DescLineRange records to `ranges`. 1 for success;
-  // after a failure what was read before it is kept.
+  // after a failure what was read before it is kept. As published the entries are read whatever the line program is: 1
+  // with the failure set where it alone cannot be read.
   int FillModule(DescModule* module, L_list* ranges);
 
   // What the linker threw away of the file that is read.
@@ -46,8 +47,9 @@ class Dwarf2Reader : private SourceFiles {
   void FillRecords(DescModule* module, L_list* ranges);
   int ReadByLoaderRules(Dwarf2Build* build, DescModule** modules);
   int ReadPublished(Dwarf2Build* build, DescModule** modules);
+  static char* NameOfEntry(void* context, DescModule* module, uint32_t entry);
   void ReadIndexes(DescModule* modules, const Dwarf2Rules& rules);
-  void FillLines(DescModule* module, L_list* ranges);
+  void FillLines(DescModule* module, const UnitForms& unit, L_list* ranges);
   void MakeDefaultLineBlock(DescModule* module);
 
   Failure* failure_;
@@ -55,6 +57,7 @@ class Dwarf2Reader : private SourceFiles {
   ElfImage* image_ = nullptr;
   Dwarf2Sections sections_ = {};
   DeadCode deadCode_;
+  Failure linesFailure_;  // of the fill in hand
   uint8_t opcodeBase_ = 0;
 
   RecordHeap tableHeap_;

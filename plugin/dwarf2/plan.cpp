@@ -46,7 +46,8 @@ constexpr AttributeRow attributeRows[] = {
     {RecordKind::procedure,    DW_AT_type,                 Action::type,           offsetof(DescProc, returnType)},
 
     {RecordKind::variable,     DW_AT_location,             Action::location,       offsetof(DescVar, location)},
-    {RecordKind::variable,     DW_AT_data_member_location, Action::location,       offsetof(DescVar, location)},
+    {RecordKind::variable,     DW_AT_data_member_location, Action::location,       offsetof(DescVar, location), RowRules::loader},
+    {RecordKind::variable,     DW_AT_data_member_location, Action::memberLocation, offsetof(DescVar, location), RowRules::published},
     {RecordKind::variable,     DW_AT_name,                 Action::text,           offsetof(DescVar, name)},
     {RecordKind::variable,     DW_AT_bit_offset,           Action::bitOffset,      offsetof(DescVar, bitOffset)},
     {RecordKind::variable,     DW_AT_bit_size,             Action::byte,           offsetof(DescVar, bitSize)},
@@ -103,6 +104,8 @@ constexpr AttributeRow attributeRows[] = {
     {RecordKind::scope,        DW_AT_abstract_origin,      Action::specification,  0, RowRules::published},
     {RecordKind::scope,        DW_AT_specification,        Action::specification,  0, RowRules::published},
     {RecordKind::scope,        DW_AT_import,               Action::specification,  0, RowRules::published},
+    {RecordKind::scope,        DW_AT_declaration,          Action::declaration,    0, RowRules::published},
+    {RecordKind::scope,        DW_AT_inline,               Action::inlined,        0, RowRules::published},
     {RecordKind::scope,        DW_AT_extension,            Action::specification,  0, RowRules::published},
     {RecordKind::scope,        DW_AT_call_file,            Action::word,           offsetof(ScopeEntry, callFile), RowRules::published},
     {RecordKind::scope,        DW_AT_call_line,            Action::word,           offsetof(ScopeEntry, callLine), RowRules::published},
@@ -134,6 +137,7 @@ constexpr OpRow opRows[] = {
     {Action::word,           DW_FORM_udata,     Op::wordUleb},
     {Action::word,           DW_FORM_sdata,     Op::wordSleb},
     {Action::location,       DW_FORM_block1,    Op::locationBlock1},
+    {Action::memberLocation, DW_FORM_block1,    Op::locationBlock1},
     {Action::flag,           DW_FORM_flag,      Op::flag},
 };
 // clang-format on

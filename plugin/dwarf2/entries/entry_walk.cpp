@@ -21,6 +21,8 @@ EntryWalk::EntryWalk(Failure* failure, Allowance* allowance, RecordHeap* heap)
       abbrev_(failure, allowance),
       scan_(failure, allowance),
       values_(failure, allowance),
+      expressions_(heap),
+      locations_(failure, allowance, &expressions_),
       ranges_(failure, allowance),
       types_(heap, failure) {}
 
@@ -29,6 +31,8 @@ void EntryWalk::Use(const ByteSource* file, bool littleEndian, const Dwarf2Secti
   file_ = file;
   deadCode_ = deadCode;
   values_.Use(file, littleEndian, sections);
+  expressions_.Use(sections, &values_);
+  locations_.Use(file, littleEndian, sections, deadCode, &values_);
   sections_ = sections;
   isLittleEndian_ = littleEndian;
   for (Cursor* cursor : {&info_, &detour_, &loc_, &text_, &abbrev_, &scan_}) {

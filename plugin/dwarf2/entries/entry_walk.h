@@ -16,6 +16,7 @@
 #include "dwarf2/build_records.h"
 #include "dwarf2/dead_code.h"
 #include "dwarf2/entries/entry_facts.h"
+#include "dwarf2/entries/location_lists.h"
 #include "dwarf2/entries/pending_names.h"
 #include "dwarf2/entries/scope_names.h"
 #include "dwarf2/forms.h"
@@ -38,6 +39,10 @@ class EntryWalk {
   // Reads the direct children of the module's unit, and all below them; as published also what they refer to in other
   // units.
   void Run(DescModule* module, Dwarf2Build* build, const UnitForms& unit, SourceFiles* sourceFiles);
+
+  // The qualified name of an entry of a module's unit, in the heap of the walk; null for one that is no record of its
+  // module. For a build with published rules, before its fills.
+  char* NameOf(Dwarf2Build* build, const DescModule* module, uint32_t entry);
 
  private:
   using Handler = DescType* (EntryWalk::*)(AbbrevEntry* entry, uint32_t entryOffset);
@@ -195,7 +200,9 @@ class EntryWalk {
   // locations.cpp
   DescLocation* ReadLocation(Cursor* cursor, uint32_t form);
   DescLocation* ReadLocationList(Cursor* cursor, uint32_t offset);
-  DescLocation* ReadExpression(Cursor* cursor, uint32_t length, uint32_t lowPc, uint32_t highPc);
+  DescLocation* ReadExpression(Cursor* cursor, uint32_t length, uint32_t lowPc, uint32_t highPc) {
+    return expressions_.Read(cursor, unit_, length, lowPc, highPc);
+  }
 
   Failure* failure_;
   RecordHeap* heap_;
@@ -214,6 +221,8 @@ class EntryWalk {
   AbbrevCache abbrevTables_;
   AbbrevTable* abbrevs_ = nullptr;  // of the unit that is being read
   FormValues values_;
+  ExpressionReader expressions_;
+  LocationReader locations_;  // with published rules
   RangeReader ranges_;
   TypeTable types_;
   PendingNames pendingNames_;

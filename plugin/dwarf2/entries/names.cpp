@@ -134,3 +134,38 @@ bool EntryWalk::ScanEntry() {
   }
   return true;
 }
+
+// Declarations, and procedures that only stand for inlined code, are no records.
+char* EntryWalk::NameOf(Dwarf2Build* build, const DescModule* module, uint32_t entry) {
+  const UnitPlace* place = static_cast<const Dwarf2ModuleExt*>(module->ext)->unit;
+  build_ = build;
+  if (place_ != place) {
+    abbrevTables_.Empty();
+    otherScopes_.Empty();
+    if (!EnterUnit(*place)) {
+      place_ = nullptr;
+      return nullptr;
+    }
+    info_.Seek(SectionOfUnit(), 0);
+    isOwnDone_ = false;
+    ownPlace_ = place;
+  }
+  if (!build->strings.IsMade()) {
+    build->strings.Make(build->tableHeap, file_, sections_->str);
+  }
+  const ScopeEntry blank = {EmptyString(), 0, 0, 0, 0, 0};
+  ScopeEntry named = blank;
+  facts_ = {};
+  if (!RunPlanAt(entry, RecordKind::scope, &named)) {
+    return nullptr;
+  }
+  const bool hasCode = facts_.hasLowPc || facts_.ranges.valueClass != ValueClass::absent;
+  if (!hasCode && (facts_.isDeclaration || facts_.isAbstract)) {
+    return nullptr;
+  }
+  const uint32_t origin = specification_ != 0 ? Complete(RecordKind::scope, &named, blank) : 0;
+  if (named.name[0] == 0) {
+    return nullptr;
+  }
+  return Qualified(named.name, qualifies_ ? ScopeOf(origin != 0 ? origin : entry) : nullptr);
+}

@@ -46,8 +46,13 @@ void EntryWalk::RunByVersion(Cursor* cursor, const Step& step, char* record) {
       FormValues::Skip(cursor, step.form, unit_);
       return;
     case Action::location:
-      FieldAt<DescLocation*>(record, step) = ReadLocation(cursor, step.form);
+    case Action::memberLocation: {
+      using Constants = LocationReader::Constants;
+      const bool isMember = step.action == Action::memberLocation;
+      FieldAt<DescLocation*>(record, step) = locations_.Read(
+          cursor, step.form, step.value, isMember ? Constants::areDistances : Constants::areAbsent, unit_);
       return;
+    }
     case Action::text:
       if (step.form == DW_FORM_string) {
         FieldAt<char*>(record, step) = ReadInlineText(cursor);
