@@ -156,7 +156,7 @@ def check_dump(path, dump, gdb):
         wanted = [
             (each[0], each[1], each[2], each[3] if not each[2] else 0)
             for each in members(gdb["type", name, kind][start:], "type = union" in text[0])
-            if not each[0].startswith("_vptr")
+            if each[0] and not each[0].startswith("_vptr")
         ]
         ours = [
             [

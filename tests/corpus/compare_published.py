@@ -173,7 +173,7 @@ def check_file(path, options):
         "sections": sections,
         "lines": dwarfdump.read_line_tables(path),
         "compressed": is_compressed(path),
-        "aranges": index_sections.read_ranges(sections.get(".debug_aranges", b""), little),
+        "aranges": index_sections.read_ranges(sections.get(".debug_aranges", b""), little, by_length=True),
     }
     checker = check_dump(path, dump, units, reading, context)
     checker.equal("unit", "exit status", status, int(is_incomplete(path, units)))

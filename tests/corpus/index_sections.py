@@ -18,8 +18,8 @@ def read_names(section, little):
     return names
 
 
-def read_ranges(section, little):
-    """[low, last address] by unit offset."""
+def read_ranges(section, little, by_length=False):
+    """[low, last address] by unit offset. A set ends with its length when asked so, else with the first empty range at 0."""
     ranges, cursor = {}, Bytes(section, little)
     while cursor.position < len(section):
         start = cursor.position
@@ -32,10 +32,13 @@ def read_ranges(section, little):
         size = cursor.fixed(1)
         cursor.fixed(1)  # segment_size
         cursor.position += -(cursor.position - start) % (2 * size)
-        while True:
+        ranges.setdefault(unit, [])
+        while cursor.position < end:
             low, length = cursor.fixed(size), cursor.fixed(size)
-            if not low and not length:
+            if not low and not length and not by_length:
                 break
-            ranges.setdefault(unit, []).insert(0, [low, (low + length - 1) & 0xFFFFFFFF])
+            if by_length and not length:
+                continue
+            ranges[unit].insert(0, [low, (low + length - 1) & 0xFFFFFFFF])
         cursor.position = end
     return ranges

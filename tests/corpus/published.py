@@ -99,8 +99,14 @@ class Reading:
         return next((each for each in self.origins(entry) if name in each.values), None)
 
     def name(self, entry):
-        holder = self.with_value(entry, "DW_AT_name")
-        return holder.text("DW_AT_name") if holder else None
+        names = ["DW_AT_name"]
+        if entry.tag == "DW_TAG_subprogram":  # what the compiler made for itself has no other
+            names += ["DW_AT_linkage_name", "DW_AT_MIPS_linkage_name"]
+        for name in names:
+            holder = self.with_value(entry, name)
+            if holder:
+                return holder.text(name)
+        return None
 
     def type(self, entry):
         holder = self.with_value(entry, "DW_AT_type")

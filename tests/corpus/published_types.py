@@ -71,6 +71,7 @@ class TypeChecker:
         return any(None in parts or name == "::".join(parts) for parts in self.reading.qualified(entry))
 
     def check(self, record, entry):
+        entry = self.reading.complete(entry)
         kind, reading = KINDS[entry.tag], self.reading
         name = reading.name(entry)
         place = f"{self.place}: type {entry.offset:#x} {entry.tag[7:]} {name or ''}"

@@ -99,7 +99,7 @@ class UnitChecker:
             elif tag == "DW_TAG_formal_parameter" and procedure and entry.tag != "DW_TAG_subroutine_type":
                 procedure["params" if depth == 0 else "locals"].append(child)
             elif tag in ("DW_TAG_variable", "DW_TAG_constant") and entry.tag not in AGGREGATES:
-                if procedure and entry.tag != "DW_TAG_common_block":
+                if procedure:
                     procedure["locals"].append(child)
                 else:
                     self.variables.append(child)
