@@ -85,6 +85,7 @@ constexpr AttributeRow attributeRows[] = {
     {RecordKind::basicType,    DW_AT_byte_size,            Action::word,           offsetof(DescType, byteSize)},
     {RecordKind::basicType,    DW_AT_encoding,             Action::encoding,       offsetof(DescType, items)},
     {RecordKind::basicType,    DW_AT_type,                 Action::type,           offsetof(DescType, target)},
+    {RecordKind::basicType,    DW_AT_signature,            Action::signature,      0, RowRules::published},
 
     {RecordKind::aggregate,    DW_AT_name,                 Action::name,           offsetof(DescType, name)},
     {RecordKind::aggregate,    DW_AT_byte_size,            Action::word,           offsetof(DescType, byteSize)},
@@ -139,6 +140,7 @@ constexpr OpRow opRows[] = {
     {Action::location,       DW_FORM_block1,    Op::locationBlock1},
     {Action::memberLocation, DW_FORM_block1,    Op::locationBlock1},
     {Action::flag,           DW_FORM_flag,      Op::flag},
+    {Action::declaration,    DW_FORM_flag,      Op::declaration},
 };
 // clang-format on
 
@@ -194,6 +196,9 @@ bool HasNameBefore(const AbbrevAttribute* attributes, uint32_t index) {
 Op OpOf(Action action, uint32_t form, const UnitForms& unit) {
   if (action == Action::address && form == DW_FORM_addr && unit.addressSize == 4) {
     return Op::address4;
+  }
+  if (action == Action::declaration && form == DW_FORM_flag_present) {
+    return Op::declarationPresent;
   }
   if (unit.offsetSize != 4 && RowOfForm(form, unit).shape == FormShape::offset) {
     return Op::other;

@@ -181,8 +181,8 @@ struct LineHeader {
   uint8_t opcodeBase = 10;
   RawBytes standardOpcodeLengths = {0, 1, 1, 1, 1, 0, 0, 0, 1};
   std::optional<uint32_t> totalLength = {};
-  uint32_t prologueLength = 0;  // not looked at by the loader's rules
-  std::string label = {};       // of the program
+  std::optional<uint32_t> prologueLength = {};  // up to the opcodes, unless given
+  std::string label = {};                       // of the program
 };
 
 // As published: with the length of the header, which `tables` and as many bytes as `gap` end.
@@ -206,7 +206,9 @@ class LineProgram : public ByteChain<LineProgram> {
   explicit LineProgram(const LineHeader& header = {}) {
     label(header.label);
     header.totalLength ? u32(*header.totalLength) : length();
-    u16(header.version).u32(header.prologueLength).u8(header.minimumInstructionLength).u8(header.defaultIsStmt);
+    u16(header.version);
+    prologueLength_ = header.prologueLength ? 0 : size();
+    u32(header.prologueLength.value_or(0)).u8(header.minimumInstructionLength).u8(header.defaultIsStmt);
     u8(static_cast<uint8_t>(header.lineBase)).u8(header.lineRange).u8(header.opcodeBase);
     raw(header.standardOpcodeLengths);
   }
@@ -251,9 +253,14 @@ class LineProgram : public ByteChain<LineProgram> {
  private:
   LineProgram& InTable(Table table) {  // ends the tables before it
     for (; table_ < table; table_ = static_cast<Table>(table_ + 1)) u8(0);
+    if (table_ == OPCODES && prologueLength_ != 0) {
+      Store(prologueLength_, size() - prologueLength_ - 4, 4);
+      prologueLength_ = 0;
+    }
     return *this;
   }
   Table table_ = DIRECTORIES;
+  uint32_t prologueLength_ = 0;  // where the field is, until it is filled in
 };
 
 // A list of `.debug_loc`.

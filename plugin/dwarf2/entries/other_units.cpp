@@ -4,7 +4,7 @@
 
 void EntryWalk::AddImport(AbbrevEntry* entry) {
   ScopeEntry scope = {EmptyString(), 0, 0, 0, 0, 0};
-  facts_ = {};
+  ClearFacts();
   RunPlan(&info_, entry, RecordKind::scope, &scope);
   SkipChildren(entry);
   if (specification_ != 0 && !imports_.Push(specification_)) {
@@ -31,6 +31,7 @@ void EntryWalk::ReadImports() {
     }
     if (EnterUnit(*place)) {
       scope_ = nullptr;
+      scopeNumber_ = ScopeNames::NONE;
       ReadUnitEntries(*place);
     }
   }
@@ -39,7 +40,7 @@ void EntryWalk::ReadImports() {
 // The types that were asked for and have not been read. Reading one may ask for more, which come in front of the list.
 void EntryWalk::ReadReferredTypes() {
   const DescType* done = nullptr;
-  while (module_->types != done && !*failure_) {
+  while (module_->types != done && types_.Undefined() != 0 && !*failure_) {
     const DescType* const newest = module_->types;
     for (const DescType* type = newest; type != done && !*failure_; type = type->next) {
       if (type->name == UNDEFINED_TYPE) {
@@ -62,15 +63,23 @@ void EntryWalk::ReadReferredType(uint32_t number) {
     return;
   }
   scope_ = qualifies_ ? ScopeOf(number) : nullptr;
+  scopeNumber_ = ScopeNames::NONE;
   ReadEntry(entry, number);
   info_.Charge(info_.Offset() - offset);
 }
 
-// A type that another one stands for, by its signature: what the other has.
+// A type that another one stands for, by its signature, has what that one has once all types are read.
+void EntryWalk::AddAlias(DescType* type, const AttributeValue& signature) {
+  DescType* whole = signature.valueClass == ValueClass::signature ? TypeOf(signature) : nullptr;
+  if (whole != nullptr && whole != build_->undefinedType && !aliases_.Push({type, whole})) {
+    failure_->NoteNoMemory();
+  }
+}
+
 void EntryWalk::SettleAliases() {
   for (const TypeAlias& alias : aliases_) {
-    const DescType* whole = types_.Find(alias.signatureEntry);
-    if (whole == nullptr || whole->name == UNDEFINED_TYPE) {
+    const DescType* whole = alias.whole;
+    if (whole->name == UNDEFINED_TYPE) {
       continue;
     }
     DescType* type = alias.type;

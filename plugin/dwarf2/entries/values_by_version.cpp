@@ -63,6 +63,7 @@ void EntryWalk::RunByVersion(Cursor* cursor, const Step& step, char* record) {
       break;
   }
   const AttributeValue value = values_.Read(cursor, step.form, step.value, unit_);
+  hasFacts_ = hasFacts_ || step.action >= Action::lowPc;
   switch (step.action) {
     case Action::text:
       FieldAt<char*>(record, step) = TextOf(value, *cursor);
@@ -121,9 +122,7 @@ void EntryWalk::RunByVersion(Cursor* cursor, const Step& step, char* record) {
       TakeEntryPc(value);
       break;
     case Action::signature:
-      if (value.valueClass == ValueClass::signature) {
-        facts_.hasSignature = build_->units.TypeOf(value.number, value.high, &facts_.signatureEntry);
-      }
+      AddAlias(reinterpret_cast<DescType*>(record), value);
       break;
     default:
       if (value.IsConstant()) {

@@ -18,8 +18,11 @@ bool IsKnownVersion(uint32_t version) {
 
 }  // namespace
 
-FrameReader::Cie* FrameReader::FindCie(uint32_t offset) const {
-  return cies_.Find<Cie>(offset, [](const Cie*) { return true; });
+FrameReader::Cie* FrameReader::FindCie(uint32_t offset) {
+  if (lastCie_ == nullptr || lastCie_->offset != offset) {
+    lastCie_ = cies_.Find<Cie>(offset, [](const Cie*) { return true; });
+  }
+  return lastCie_;
 }
 
 FrameReader::Cie* FrameReader::FindOrAddCie(uint32_t offset) {
@@ -199,11 +202,6 @@ bool FrameReader::ReadCode(const Cie& cie, const Record& record, Dwarf2Fde* fde)
   return true;
 }
 
-bool FrameReader::IsLeftOut(const Cie& cie, const Dwarf2Fde& fde) const {
-  return (rules_.deadCode != nullptr && rules_.deadCode->IsMark(fde.lowPc, cie.addressSize)) ||
-         (rules_.cover != nullptr && rules_.cover->Holds(fde.lowPc, fde.highPc));
-}
-
 // length 4, then CIE_id or CIE_pointer 4, which `length` counts.
 void FrameReader::ReadHeader(Record* record) {
   record->offset = cursor_->Offset();
@@ -232,7 +230,7 @@ void FrameReader::ReadInOrder(uint32_t sectionSize) {
 
 // The same, and in the 64-bit format the length has eight bytes more; the id has eight too, except in .eh_frame. False
 // at the end of the records, and where the section does not have the whole record. A record of length 0 ends .eh_frame;
-// elsewhere it is no record: `length` is 0.
+// elsewhere it is no record.
 bool FrameReader::ReadPublishedHeader(uint32_t sectionSize, Record* record) {
   record->offset = cursor_->Offset();
   if (sectionSize - record->offset < SHORT_SIZE) {
@@ -249,6 +247,7 @@ bool FrameReader::ReadPublishedHeader(uint32_t sectionSize, Record* record) {
   }
   record->idOffset = cursor_->Offset();
   if (record->length == 0 && high == 0) {
+    record->isPassedOver = true;
     return !rules_.isEhFrame;
   }
   if (high != 0 || record->idOffset > sectionSize || record->length > sectionSize - record->idOffset) {
@@ -257,7 +256,7 @@ bool FrameReader::ReadPublishedHeader(uint32_t sectionSize, Record* record) {
   const uint32_t idSize = isLong && !rules_.isEhFrame ? LONG_SIZE : SHORT_SIZE;
   if (record->length < idSize) {
     Spoil(*record, "a frame record is shorter than its fields");
-    record->length = 0;
+    record->isPassedOver = true;
     return true;
   }
   const uint32_t first = cursor_->U32();
@@ -279,7 +278,7 @@ void FrameReader::WalkPublished(uint32_t sectionSize, bool takesCies) {
       return;
     }
     offset = record.idOffset + record.length;
-    if (record.length == 0 || record.isCie != takesCies) {
+    if (record.isPassedOver || record.isCie != takesCies) {
       continue;
     }
     Cie* cie = takesCies ? FindOrAddCie(record.cie) : FindCie(record.cie);

@@ -42,6 +42,7 @@ class FrameReader {
     uint32_t idOffset;  // of CIE_id or CIE_pointer
     uint32_t cie;       // offset of the CIE: of the record itself, or of the one that it names
     bool isCie;
+    bool isPassedOver;  // published: it has no id
   };
 
   // What a description needs to know of its CIE.
@@ -53,7 +54,7 @@ class FrameReader {
     bool isWhole;             // published: it was read to its end
   };
 
-  Cie* FindCie(uint32_t offset) const;
+  Cie* FindCie(uint32_t offset);
   Cie* FindOrAddCie(uint32_t offset);
   void ReadHeader(Record* record);
   bool ReadPublishedHeader(uint32_t sectionSize, Record* record);
@@ -63,7 +64,10 @@ class FrameReader {
   bool ReadAugmentation(Cie* cie, const char* letters, const Record& record);
   void ReadFde(Cie* cie, const Record& record);
   bool ReadCode(const Cie& cie, const Record& record, Dwarf2Fde* fde);
-  bool IsLeftOut(const Cie& cie, const Dwarf2Fde& fde) const;
+  bool IsLeftOut(const Cie& cie, const Dwarf2Fde& fde) const {
+    return (rules_.deadCode != nullptr && rules_.deadCode->IsMark(fde.lowPc, cie.addressSize)) ||
+           (rules_.cover != nullptr && rules_.cover->Holds(fde.lowPc, fde.highPc));
+  }
   const char* AugmentationOf(const Record& record);
   uint8_t* ReadBytes(int64_t count);
   bool Spoil(const Record& record, const char* reason);
@@ -78,6 +82,7 @@ class FrameReader {
   FrameRules rules_;
   SortedFrames* frames_;
   HashIndex cies_;                // by offset
+  Cie* lastCie_ = nullptr;        // that was found: the next description as a rule names it too
   const char* spoilt_ = nullptr;  // why a record cannot be read: of the first one
   uint32_t spoiltOffset_ = 0;
 };

@@ -73,10 +73,7 @@ uint32_t ReadIndexNumber(Cursor* cursor, uint32_t size) {
   return value;
 }
 
-uint32_t ReadIndexOffset(Cursor* cursor, const IndexSet& set) {
-  if (set.offsetSize == 4) {
-    return cursor->U32();
-  }
+uint32_t ReadLongIndexOffset(Cursor* cursor) {
   const uint64_t offset = ReadLongNumber(cursor);
   return offset > UINT32_MAX ? NOWHERE : static_cast<uint32_t>(offset);
 }

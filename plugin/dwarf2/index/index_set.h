@@ -41,4 +41,7 @@ class IndexSets {
 uint32_t ReadIndexNumber(Cursor* cursor, uint32_t size);
 
 // An offset of the set's size; one of more than 32 bits is 0xFFFFFFFF, where nothing is.
-uint32_t ReadIndexOffset(Cursor* cursor, const IndexSet& set);
+uint32_t ReadLongIndexOffset(Cursor* cursor);
+inline uint32_t ReadIndexOffset(Cursor* cursor, const IndexSet& set) {
+  return set.offsetSize == 4 ? cursor->U32() : ReadLongIndexOffset(cursor);
+}

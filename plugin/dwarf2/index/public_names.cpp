@@ -13,17 +13,9 @@ constexpr uint32_t GNU_KIND_MASK = 7;
 
 }  // namespace
 
-// A name in the block of the section where it is, else a copy of it.
-char* PublicNames::ReadName() {
-  cursor_->Ask();
-  uint32_t length = 0;
-  const uint8_t* bytes = cursor_->TextInWindow(&length);
-  bool ended = bytes != nullptr;
-  if (ended && cursor_->IsInWhole(bytes)) {
-    cursor_->SetNext(bytes + length + 1);
-    return reinterpret_cast<char*>(const_cast<uint8_t*>(bytes));  // the block is the table heap's
-  }
-  length = cursor_->TextLength(&ended);
+char* PublicNames::CopyName() {
+  bool ended = false;
+  const uint32_t length = cursor_->TextLength(&ended);
   char* name = units_.heap->NewText(length);
   if (name == nullptr) {
     return EmptyString();

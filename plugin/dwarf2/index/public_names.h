@@ -19,7 +19,19 @@ class PublicNames {
   bool SeekNames(const SectionPlace& section);
   bool ReadSetInOrder(uint32_t sectionSize);
   void ReadSet(const IndexSet& set, DescModule* module, NameSource source);
-  char* ReadName();
+  char* CopyName();
+
+  // A name in the block of the section where it is, else a copy of it.
+  char* ReadName() {
+    cursor_->Ask();
+    uint32_t length = 0;
+    const uint8_t* bytes = cursor_->TextInWindow(&length);
+    if (bytes == nullptr || !cursor_->IsInWhole(bytes)) {
+      return CopyName();
+    }
+    cursor_->SetNext(bytes + length + 1);
+    return reinterpret_cast<char*>(const_cast<uint8_t*>(bytes));  // the block is the table heap's
+  }
 
   Cursor* cursor_;
   const ByteSource* file_;

@@ -18,7 +18,7 @@ bool SortedFrames::Sort(Failure* failure) {
       return false;
     }
   }
-  std::sort(items.begin(), items.end(), Before);
+  std::sort(items.begin(), items.end(), [](const Item& a, const Item& b) { return Before(a, b); });
   first_ = items[0].fde;
   for (uint32_t i = 0; i < items.Count(); ++i) {
     items[i].fde->next = i + 1 < items.Count() ? items[i + 1].fde : nullptr;
