@@ -14,7 +14,7 @@ struct EntryFacts {
   bool hasDataBitOffset;
   bool hasBitSize;
   uint32_t entryPc;
-  uint32_t count;           // DW_AT_count
+  uint32_t count;  // DW_AT_count
   uint32_t dataBitOffset;
   uint32_t storageSize;  // DW_AT_byte_size of a member
   AttributeValue ranges;
