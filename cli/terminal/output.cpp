@@ -4,15 +4,28 @@
 
 namespace elfload {
 
-Output::Output(std::FILE* file)
-    : file_(file), buffer_(new char[bufferSize]), next_(buffer_.get()), end_(next_ + bufferSize), failed_(!file) {
+Output::Output(std::FILE* file, std::string* text)
+    : file_(file),
+      text_(text),
+      buffer_(new char[bufferSize]),
+      next_(buffer_.get()),
+      end_(next_ + bufferSize),
+      failed_(file == nullptr && text == nullptr) {}
+
+Output::Output(std::FILE* file) : Output(file, nullptr) {
   if (file_ != nullptr) std::setvbuf(file_, nullptr, _IONBF, 0);  // this class is the buffer
 }
+
+Output::Output(std::string& text) : Output(nullptr, &text) {}
 
 void Output::Flush() {
   const size_t size = static_cast<size_t>(next_ - buffer_.get());
   next_ = buffer_.get();
   if (size == 0 || failed_) return;
+  if (text_ != nullptr) {
+    text_->append(buffer_.get(), size);
+    return;
+  }
   failed_ = std::fwrite(buffer_.get(), 1, size, file_) != size;
 }
 

@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -28,6 +29,8 @@ class Output {
 
   // Writes to `file`, which stays the caller's; null drops everything and counts as failed.
   explicit Output(std::FILE* file);
+  // Appends to `text`.
+  explicit Output(std::string& text);
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
   ~Output() { Flush(); }
@@ -72,7 +75,10 @@ class Output {
  private:
   void WriteLong(const char* text, size_t size);
 
+  Output(std::FILE* file, std::string* text);
+
   std::FILE* file_;
+  std::string* text_;
   std::unique_ptr<char[]> buffer_;
   char* next_;
   char* end_;

@@ -156,6 +156,7 @@ constexpr OpRow opRows[] = {
     {Action::location,       DW_FORM_block1,    Op::locationBlock1},
     {Action::memberLocation, DW_FORM_block1,    Op::locationBlock1},
     {Action::flag,           DW_FORM_flag,      Op::flag},
+    {Action::declaration,    DW_FORM_flag,      Op::declaration},
 };
 // clang-format on
 
@@ -211,6 +212,9 @@ bool HasNameBefore(const AbbrevAttribute* attributes, uint32_t index) {
 Op OpOf(Action action, uint32_t form, const UnitForms& unit) {
   if (action == Action::address && form == DW_FORM_addr && unit.addressSize == 4) {
     return Op::address4;
+  }
+  if (action == Action::declaration && form == DW_FORM_flag_present) {
+    return Op::declarationPresent;
   }
   if (unit.offsetSize != 4 && RowOfForm(form, unit).shape == FormShape::offset) {
     return Op::other;

@@ -95,6 +95,8 @@ enum class Op : uint8_t {
   address4,
   locationBlock1,
   flag,
+  declaration,         // published rules
+  declarationPresent,  // the same, of no bytes
 };
 
 struct Step {

@@ -7,18 +7,7 @@
 #include <string>
 
 #include "commands/commands.h"
-
-namespace {
-
-size_t callsUntilFailure = 0;  // 0: none fails
-bool failed = false;
-
-bool Fails() {
-  if (callsUntilFailure == 0 || --callsUntilFailure > 0) return false;
-  return failed = true;
-}
-
-}  // namespace
+#include "support/failing_malloc.h"
 
 namespace elfload {
 namespace {
@@ -69,15 +58,3 @@ TEST(FailingMemory, IsNeverTakenForSuccess) {
 
 }  // namespace
 }  // namespace elfload
-
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl*,readability-inconsistent-*): glibc's own names
-extern "C" {
-void* __libc_malloc(size_t size);
-void* __libc_calloc(size_t count, size_t size);
-void* __libc_realloc(void* memory, size_t size);
-
-void* malloc(size_t size) { return Fails() ? nullptr : __libc_malloc(size); }
-void* calloc(size_t count, size_t size) { return Fails() ? nullptr : __libc_calloc(count, size); }
-void* realloc(void* memory, size_t size) { return Fails() ? nullptr : __libc_realloc(memory, size); }
-}
-// NOLINTEND(bugprone-reserved-identifier,cert-dcl*,readability-inconsistent-*)

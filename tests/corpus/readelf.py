@@ -97,7 +97,7 @@ def read_rows(path):
 
 
 def read_frames(path):
-    """The instructions of the frame descriptions by (first address, address behind), those of their common entry first.
+    """The instructions of the frame descriptions by (first address, address after the last), those of their common entry first.
     Of .debug_frame; what pads an entry is left out, and the names of registers and next addresses that readelf adds."""
     common, frames, instructions, is_wanted = {}, {}, [], False
     for line in run("-W", "--debug-dump=frames", path).splitlines():

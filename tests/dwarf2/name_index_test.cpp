@@ -18,11 +18,25 @@ class NameIndexes : public HostTest {
     return ListsOf(file.section(".debug_aranges", ranges));
   }
 
+  // Units have their entries at the same offsets where their file names are of one length.
+  static Unit WithEntries(const std::string& label, const std::string& name, uint32_t language) {
+    const Attr at = {DW_AT_location, DW_FORM_block1, Bytes().u8(DW_OP_addr).u32(0x500)};
+    return Unit({.label = label})
+        .parent(DW_TAG_compile_unit, {Name(name), {DW_AT_language, DW_FORM_data1, language}})
+        .label("entry f")
+        .child(DW_TAG_subprogram, {Name("f"), Low(0x700), High(0x710)})
+        .label("entry _Zf")
+        .child(DW_TAG_subprogram, {Name("_Zf"), Low(0x710), High(0x720)})
+        .label("entry v")
+        .child(DW_TAG_variable, {Name("v"), at})
+        .label("entry s")
+        .child(DW_TAG_structure_type, {Name("s")})
+        .end();
+  }
   static ElfFile Units(ByteOrder order) {
-    const Attr language = {DW_AT_language, DW_FORM_data1, 4};  // C++
-    const Unit a = Unit({.label = "a"}).parent(DW_TAG_compile_unit, {Name("a.cpp"), language}).end();
-    const Unit b = Unit({.label = "b"}).parent(DW_TAG_compile_unit, {Name("b.c")}).end();
-    return Dwarf2File(order, a, b);
+    constexpr uint32_t C = 1;
+    constexpr uint32_t CXX = 4;
+    return Dwarf2File(order, WithEntries("a", "a.c", CXX), WithEntries("b", "b.c", C));
   }
 
   Lists ListsOf(const ElfFile& file) {
@@ -162,7 +176,8 @@ struct Named {
   uint8_t abbrev;
   uint8_t unit;
 };
-Bytes DebugNames(const std::vector<Named>& names, uint32_t offsetSize, bool hasHashes, uint32_t form = DW_FORM_data1) {
+Bytes DebugNames(const Unit& unit, const std::vector<Named>& names, uint32_t offsetSize, bool hasHashes,
+                 uint32_t form = DW_FORM_data1) {
   Bytes abbrevs;
   for (const uint32_t tag : {DW_TAG_subprogram, DW_TAG_variable, DW_TAG_structure_type}) {
     abbrevs.uleb(tag).uleb(tag).uleb(1).uleb(form).uleb(3).uleb(DW_FORM_ref4).uleb(0).uleb(0);
@@ -179,7 +194,8 @@ Bytes DebugNames(const std::vector<Named>& names, uint32_t offsetSize, bool hasH
   Bytes pool;
   for (const Named& name : names) {
     set.number(place, offsetSize);
-    name.abbrev == 0 ? pool.uleb(300).uleb(name.unit) : pool.uleb(name.abbrev).u8(name.unit).u32(0x20);
+    name.abbrev == 0 ? pool.uleb(300).uleb(name.unit)
+                     : pool.uleb(name.abbrev).u8(name.unit).u32(unit.labels().at(std::string("entry ") + name.text));
     pool.u8(0);
     place = pool.size();
   }
@@ -188,6 +204,7 @@ Bytes DebugNames(const std::vector<Named>& names, uint32_t offsetSize, bool hasH
 
 TEST_F(NameIndexes, OfVersion5) {
   const EnvironmentValue published("DWARFRULES", "PUBLISHED");
+  const Unit unit = WithEntries("", "a.c", 1);
   const std::vector<Named> names = {{"f", DW_TAG_subprogram, 0},     {"_Zf", DW_TAG_subprogram, 0},
                                     {"_Zf", DW_TAG_subprogram, 1},   {"v", DW_TAG_variable, 1},
                                     {"s", DW_TAG_structure_type, 1}, {"t", 0, 0},
@@ -195,7 +212,7 @@ TEST_F(NameIndexes, OfVersion5) {
   Bytes texts;
   for (const char* text : {"f", "_Zf", "v", "s", "t"}) texts.label(text).text(text);
   const Bytes other = Bytes().length().u16(4).pad(30);
-  const Bytes small = DebugNames({{"f", DW_TAG_subprogram, 0}}, 4, false);
+  const Bytes small = DebugNames(unit, {{"f", DW_TAG_subprogram, 0}}, 4, false);
   for (const ByteOrder order : bothOrders) {
     const auto read = [&](const Bytes& sets, const Chunk& pubNames = {}) {
       return ListsOf(
@@ -203,15 +220,16 @@ TEST_F(NameIndexes, OfVersion5) {
     };
     for (const uint32_t offsetSize : {4U, 8U}) {
       for (const bool hasHashes : {false, true}) {
-        EXPECT_EQ(read(Joined(other, DebugNames(names, offsetSize, hasHashes), small)),
+        EXPECT_EQ(read(Joined(other, DebugNames(unit, names, offsetSize, hasHashes), small)),
                   (Lists{{"f", "f"}, {"v", "_Zf"}, {}, {}}));  // names for linkers are left out in C++
       }
     }
-    EXPECT_EQ(read(DebugNames(names, 4, true), PubNames("a").name(1, "main").end()),
+    EXPECT_EQ(read(DebugNames(unit, names, 4, true), PubNames("a").name(1, "main").end()),
               (Lists{{"main"}, {"v", "_Zf"}, {}, {}}))
         << "a unit that an older index names";
     // A form of unknown size, an abbreviation that is not there, and tables that the set has no room for.
-    const Bytes wrong[] = {DebugNames(names, 4, true, DW_FORM_block1), DebugNames({{"f", 0x7F, 0}}, 4, true),
+    const Bytes wrong[] = {DebugNames(unit, names, 4, true, DW_FORM_block1),
+                           DebugNames(unit, {{"f", 0x7F, 0}}, 4, true),
                            Bytes().length().u16(5).u16(0).u32(0x40000000).pad(24, 0xFF)};
     for (const Bytes& set : wrong) {
       EXPECT_EQ(read(Joined(set, small)), (Lists{{"f"}, {}, {}, {}}));

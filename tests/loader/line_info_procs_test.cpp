@@ -150,19 +150,6 @@ TEST_F(Records, OnlyRowsOutsideProceduresAreCovered) {
   }
 }
 
-// Each of so many ranges meets each of so many procedures.
-TEST_F(Records, LineRangesTakeNoMoreThanTheAllowance) {
-  Begin();
-  std::vector<Range> procs;
-  for (uint32_t i = 0; i < 20000; ++i) procs.push_back({2 * i, 2 * i + 1});
-  DescModule* module = Module(procs);
-  for (uint32_t i = 0; i < 1000; ++i) AddRange(0, 40000 + i);
-  allowance_.Grant(200000);
-  AddLineInfoProcs(module, ranges_, false, &allowance_);
-  EXPECT_FALSE(allowance_.IsLeft());
-  EXPECT_GT(Names(module->procs).size(), 39999u) << "the first range is covered";
-}
-
 TEST_F(Records, WithoutMemoryARangeStaysUncovered) {
   const Texts covered = {" 10-20", "Line Info from 0x0 to 0x10 0-10", "Line Info from 0x20 to 0x31 20-31"};
   Texts procs;
@@ -176,20 +163,6 @@ TEST_F(Records, WithoutMemoryARangeStaysUncovered) {
     procs = Described(module->procs);
     EXPECT_EQ(procs != covered, failed) << call;  // a record, or its name
     EXPECT_EQ(procs[0], covered[0]);
-  }
-}
-
-TEST_F(Records, WithoutMemoryAModuleKeepsItsName) {
-  for (const auto& [call, names] : {std::pair{0, Texts{"1:a", "b", "2:a", "3:a"}},
-                                    {1, Texts{"a", "b", "2:a", "3:a"}},
-                                    {2, Texts{"1:a", "b", "a", "3:a"}}}) {
-    Begin();
-    DescModule* modules = nullptr;
-    for (const char* name : {"a", "a", "b", "a"}) Prepend(&modules, Module({}, FixedWord(name)));
-    HEAP_FailFrom(static_cast<size_t>(call), 1);
-    MakeUnique(modules, &allowance_);
-    HEAP_FailFrom(0);
-    EXPECT_EQ(Names(modules), names);
   }
 }
 

@@ -123,7 +123,7 @@ TEST_F(ModuleLookup, FillsAsFewModulesAsTheIndexesAllow) {
   }
 }
 
-TEST_F(ModuleLookup, BeginsWhereItIsTold) {
+TEST_F(ModuleLookup, BeginsAtTheGivenModule) {
   DescModule* second = Load(Modules(ByteOrder::big))->next;
   DescModule* found = nullptr;
   for (int round = 0; round < 100; ++round) {

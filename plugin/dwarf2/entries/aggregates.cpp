@@ -3,19 +3,22 @@
 #include "dwarf2/entries/proc_scope.h"
 
 void EntryWalk::ReadPublishedAggregate(AbbrevEntry* entry, uint32_t number, DescType* type) {
-  const DescType blank = *type;
-  facts_ = {};
+  char* const word = type->name;
+  ClearFacts();
   RunPlan(&info_, entry, RecordKind::aggregate, type);
-  const uint32_t origin = specification_ != 0 ? Complete(RecordKind::aggregate, type, blank) : 0;
-  const bool hasName = type->name != blank.name && type->name[0] != 0;
-  char* ownName = hasName ? type->name : EmptyString();
-  const char* around = ScopeOfRecord(origin);
-  if (hasName) {
-    type->name = Qualified(type->name, around);
+  uint32_t origin = 0;
+  if (specification_ != 0) {
+    DescType blank = {};
+    blank.name = word;
+    origin = Complete(RecordKind::aggregate, type, blank);
+  }
+  char* const ownName = type->name != word ? type->name : EmptyString();
+  if (type->name != word) {
+    Qualify(&type->name, origin);
   }
   ListTail<DescVar> members(&type->items.members);
   ListTail<DescProc> memberFunctions(&type->target.memberFunctions);
-  const OpenScope outer = EnterScope(entry->tag, number, ownName, around);
+  const OpenScope outer = EnterScope(entry->tag, number, ownName, origin);
   ForEachChild(entry, [&](AbbrevEntry* child, uint32_t childNumber) {
     switch (child->tag) {
       case DW_TAG_member:

@@ -120,8 +120,8 @@ void EntryWalk::ReadEntry(AbbrevEntry* entry, uint32_t entryOffset) {
     isNameMadeUp_ = false;
     DescType* type = (this->*row->read)(entry, entryOffset);
     const bool isOwnName = type != nullptr && type->name != row->word && !isNameMadeUp_;
-    if (scope_ != nullptr && isOwnName && !IsNamingScope(entry->tag)) {
-      type->name = Qualified(type->name, scope_);
+    if (isOwnName && IsInScope() && !IsNamingScope(entry->tag)) {
+      type->name = Qualified(type->name, CurrentScope());
     }
   } else {
     SkipEntry(entry);

@@ -73,12 +73,17 @@ class EntryWalk {
   struct OpenScope {
     char* name;
     uint32_t number;
-    bool isRecorded;
+    uint32_t opened;  // number of the one that was entered, or NONE
+  };
+
+  // A name whose enclosing scope comes later in the unit.
+  struct LaterName {
+    char** field;
+    uint32_t origin;
   };
 
   // A level of entries of a unit whose scopes are looked for.
   struct Level {
-    char* name;  // of what encloses its entries
     uint32_t scope;
     bool isScope;
   };
@@ -89,6 +94,13 @@ class EntryWalk {
   };
 
   static constexpr uint32_t MAX_ORIGINS = 64;  // entries that refer to one another
+
+  void ClearFacts() {
+    if (hasFacts_) {
+      facts_ = {};
+      hasFacts_ = false;
+    }
+  }
 
   // entry_walk.cpp
   void SkipChildren(const AbbrevEntry* entry);
@@ -169,7 +181,11 @@ class EntryWalk {
   char* Qualified(char* name, const char* scope);
   char* ScopeName(uint32_t tag, char* name, const char* scope);
   char* ScopeOf(uint32_t number);
-  char* ScopeOfRecord(uint32_t origin);
+  char* WholeName(ScopeNames* scopes, uint32_t number);
+  char* CurrentScope();
+  bool IsInScope() const { return scopeNumber_ != ScopeNames::NONE || scope_ != nullptr; }
+  void Qualify(char** name, uint32_t origin);
+  void SettleNames();
   void ScanScopes(const UnitPlace& place);
   bool ScanEntry();
 
@@ -182,7 +198,7 @@ class EntryWalk {
   void AddLocal(DescVar* variable, ProcScope* proc);
   void ReadScopeLabel(AbbrevEntry* entry, const ProcScope* proc);
   void ReadNamespace(AbbrevEntry* entry, uint32_t number, ProcScope* proc);
-  OpenScope EnterScope(uint32_t tag, uint32_t number, char* name, const char* around);
+  OpenScope EnterScope(uint32_t tag, uint32_t number, char* name, uint32_t origin);
   void LeaveScope(const OpenScope& outer);
   void TakeRanges(const ScopeEntry& scope, ProcScope* proc);
   void ReadBlock(AbbrevEntry* entry, ProcScope* proc);
@@ -196,8 +212,8 @@ class EntryWalk {
 
   // procedures.cpp
   void ReadProcedure(AbbrevEntry* entry, ListTail<DescProc>* members);
-  void SetCode(DescProc* proc, const EntryFacts& facts, uint32_t* others);
-  void AppendFurtherRanges(const DescProc& proc, uint32_t first);
+  void SetCode(DescProc* proc, const EntryFacts& facts);
+  void AppendFurtherRanges(const DescProc& proc, uint32_t origin, uint32_t first);
   DescVar* ReadPublishedVariable(AbbrevEntry* entry, uint32_t* origin);
 
   // other_units.cpp
@@ -283,7 +299,8 @@ class EntryWalk {
   bool isOwnDone_ = false;     // whether the module's own unit has been read
   bool isScanning_ = false;    // whether a unit's scopes are looked for
   bool isNameMadeUp_ = false;  // whether the type that was read last got a name that it does not have in the file
-  char* scope_ = nullptr;      // what encloses the entries that are read; null for nothing
+  char* scope_ = nullptr;      // what encloses the entries that are read, where it is no scope of the module's own unit
+  uint32_t scopeNumber_ = ScopeNames::NONE;  // where it is
   ScopeNames ownScopes_;
   ScopeNames otherScopes_;
   GrowingArray<Level> levels_;
@@ -292,10 +309,12 @@ class EntryWalk {
   GrowingArray<uint32_t> imports_;  // entries of units that are imported
   HashIndex imported_;              // units that have been read for an import
   GrowingArray<TypeAlias> aliases_;
+  GrowingArray<LaterName> laterNames_;
   uint32_t nesting_ = 0;        // levels of entries that the walk is in
   uint32_t specification_ = 0;  // the DW_AT_specification of the plan that ran last, 0 for none
   bool isBitField_ = false;     // whether it met a DW_AT_bit_offset, whatever its value and form
   EntryFacts facts_ = {};       // with published rules: of the plans since it was cleared
+  bool hasFacts_ = false;       // whether one of them had any
 };
 
 // Walks the children of an entry, up to and including the null entry that closes them, and calls

@@ -57,11 +57,24 @@ char* EntryWalk::ScopeName(uint32_t tag, char* name, const char* scope) {
   return Qualified(name[0] != 0 ? name : FixedWord(WordOfScope(tag)), scope);
 }
 
+// With what encloses it.
+char* EntryWalk::WholeName(ScopeNames* scopes, uint32_t number) {
+  if (number == ScopeNames::NONE) {
+    return nullptr;
+  }
+  if ((*scopes)[number].whole == nullptr) {
+    const char* around = WholeName(scopes, (*scopes)[number].parent);
+    ScopeNames::Scope& scope = (*scopes)[number];
+    scope.whole = ScopeName(scope.tag, scope.name, around);
+  }
+  return (*scopes)[number].whole;
+}
+
 // What encloses an entry, of which the walk may not have come by. Null for nothing.
 char* EntryWalk::ScopeOf(uint32_t number) {
   const bool isOwn = number >= ownPlace_->start && number < ownPlace_->end;
   if (isOwn && (isOwnDone_ || number < info_.Offset() + entryBase_) && !isScanning_) {
-    return qualifies_ ? ownScopes_.NameAt(ownPlace_->start, number) : nullptr;
+    return qualifies_ ? WholeName(&ownScopes_, ownScopes_.Find(ownPlace_->start, number)) : nullptr;
   }
   const UnitPlace* place = build_->units.UnitOf(number);
   if (place == nullptr) {
@@ -70,15 +83,37 @@ char* EntryWalk::ScopeOf(uint32_t number) {
   if (!otherScopes_.HasUnit(place->start) && !isScanning_) {
     ScanScopes(*place);
   }
-  return otherScopes_.NameAt(place->start, number);
+  return WholeName(&otherScopes_, otherScopes_.Find(place->start, number));
 }
 
-// The scope that an entry of the unit is in, when it completes or is an instance of another entry.
-char* EntryWalk::ScopeOfRecord(uint32_t origin) {
+// What encloses the entries that the walk is at.
+char* EntryWalk::CurrentScope() {
+  return scopeNumber_ != ScopeNames::NONE ? WholeName(&ownScopes_, scopeNumber_) : scope_;
+}
+
+// Puts what encloses a record in front of its name: the scope of the walk, or of the entry that the record's entry
+// completes. That one may come later in the unit, and so is looked up at its end.
+void EntryWalk::Qualify(char** name, uint32_t origin) {
   if (!qualifies_) {
-    return nullptr;
+    return;
   }
-  return origin != 0 ? ScopeOf(origin) : scope_;
+  if (origin == 0) {
+    if (IsInScope()) {
+      *name = Qualified(*name, CurrentScope());
+    }
+  } else if (!isOwnDone_ && origin > info_.Offset() + entryBase_ && origin < ownPlace_->end) {
+    if (!laterNames_.Push({name, origin})) {
+      failure_->NoteNoMemory();
+    }
+  } else {
+    *name = Qualified(*name, ScopeOf(origin));
+  }
+}
+
+void EntryWalk::SettleNames() {
+  for (const LaterName& later : laterNames_) {
+    *later.field = Qualified(*later.field, ScopeOf(later.origin));
+  }
 }
 
 // Goes over the entries of a unit for their scopes alone.
@@ -116,15 +151,15 @@ bool EntryWalk::ScanEntry() {
     return true;
   }
   AbbrevEntry* entry = abbrevs_->Find(code, &scan_, offset);
-  Level level = {levels_.Count() != 0 ? levels_[levels_.Count() - 1].name : nullptr, 0, false};
+  Level level = {0, false};
   if (entry->hasChildren != 0 && IsNamingScope(entry->tag)) {
     const ScopeEntry blank = {EmptyString(), 0, 0, 0, 0, 0};
     ScopeEntry scope = blank;
-    facts_ = {};
+    ClearFacts();
     RunPlan(&scan_, entry, RecordKind::scope, &scope);
     const uint32_t origin = specification_ != 0 ? Complete(RecordKind::scope, &scope, blank) : 0;
-    level.name = ScopeName(entry->tag, scope.name, origin != 0 ? ScopeOf(origin) : level.name);
-    level.scope = otherScopes_.Open(offset + entryBase_, level.name);
+    char* whole = origin != 0 ? ScopeName(entry->tag, scope.name, ScopeOf(origin)) : nullptr;
+    level.scope = otherScopes_.Open(offset + entryBase_, entry->tag, scope.name, whole);
     level.isScope = true;
   } else {
     RunPlan(&scan_, entry, RecordKind::none, nullptr);
@@ -155,7 +190,7 @@ char* EntryWalk::NameOf(Dwarf2Build* build, const DescModule* module, uint32_t e
   }
   const ScopeEntry blank = {EmptyString(), 0, 0, 0, 0, 0};
   ScopeEntry named = blank;
-  facts_ = {};
+  ClearFacts();
   if (!RunPlanAt(entry, RecordKind::scope, &named)) {
     return nullptr;
   }

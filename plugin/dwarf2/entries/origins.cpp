@@ -52,7 +52,7 @@ uint32_t EntryWalk::Complete(RecordKind kind, Record* record, const Record& blan
     last = specification_;
     specification_ = 0;
     Record other = blank;
-    facts_ = {};
+    ClearFacts();
     if (!RunPlanAt(last, kind, &other)) {
       break;
     }
@@ -64,6 +64,7 @@ uint32_t EntryWalk::Complete(RecordKind kind, Record* record, const Record& blan
   }
   facts_ = own;
   facts_.constValue = constValue;
+  hasFacts_ = true;
   return last;
 }
 

@@ -4,7 +4,7 @@
 
 void EntryWalk::AddImport(AbbrevEntry* entry) {
   ScopeEntry scope = {EmptyString(), 0, 0, 0, 0, 0};
-  facts_ = {};
+  ClearFacts();
   RunPlan(&info_, entry, RecordKind::scope, &scope);
   SkipChildren(entry);
   if (specification_ != 0 && !imports_.Push(specification_)) {
@@ -31,6 +31,7 @@ void EntryWalk::ReadImports() {
     }
     if (EnterUnit(*place)) {
       scope_ = nullptr;
+      scopeNumber_ = ScopeNames::NONE;
       ReadUnitEntries(*place);
     }
   }
@@ -39,7 +40,7 @@ void EntryWalk::ReadImports() {
 // The types that were asked for and have not been read. Reading one may ask for more, which come in front of the list.
 void EntryWalk::ReadReferredTypes() {
   const DescType* done = nullptr;
-  while (module_->types != done && !*failure_) {
+  while (module_->types != done && types_.Undefined() != 0 && !*failure_) {
     const DescType* const newest = module_->types;
     for (const DescType* type = newest; type != done && !*failure_; type = type->next) {
       if (type->name == UNDEFINED_TYPE) {
@@ -62,6 +63,7 @@ void EntryWalk::ReadReferredType(uint32_t number) {
     return;
   }
   scope_ = qualifies_ ? ScopeOf(number) : nullptr;
+  scopeNumber_ = ScopeNames::NONE;
   ReadEntry(entry, number);
   info_.Charge(info_.Offset() - offset);
 }

@@ -17,19 +17,19 @@ bool HasRecord(const EntryFacts& facts, uint32_t origin) {
 }  // namespace
 
 // The code of a procedure goes to `lowPc` and `highPc`: of several ranges the one that holds the entry address, else
-// the first. The others are left in blockRanges_, from `*others` on.
-void EntryWalk::SetCode(DescProc* proc, const EntryFacts& facts, uint32_t* others) {
-  *others = blockRanges_.Count();
+// the first. All are left in blockRanges_, after those that are there.
+void EntryWalk::SetCode(DescProc* proc, const EntryFacts& facts) {
+  const uint32_t first = blockRanges_.Count();
   if (facts.highPcIsSize) {
     proc->highPc += proc->lowPc;
   }
   if (facts.ranges.valueClass != ValueClass::absent) {
     ranges_.Read(unit_, facts.ranges, &blockRanges_);
     proc->lowPc = proc->highPc = 0;
-    for (uint32_t i = *others; i < blockRanges_.Count(); ++i) {
+    for (uint32_t i = first; i < blockRanges_.Count(); ++i) {
       AddressRange& range = blockRanges_[i];
       const bool holdsEntry = facts.hasEntryPc && range.low <= facts.entryPc && facts.entryPc < range.high;
-      if (i == *others || holdsEntry) {
+      if (i == first || holdsEntry) {
         proc->lowPc = range.low;
         proc->highPc = range.high;
       }
@@ -46,15 +46,20 @@ void EntryWalk::ReadProcedure(AbbrevEntry* entry, ListTail<DescProc>* members) {
   if (proc == nullptr) {
     return;
   }
-  const DescProc blank = *proc;
-  facts_ = {};
+  ClearFacts();
   RunPlan(&info_, entry, RecordKind::procedure, proc);
-  const uint32_t origin = specification_ != 0 ? Complete(RecordKind::procedure, proc, blank) : 0;
-  const EntryFacts facts = facts_;
+  uint32_t origin = 0;
+  if (specification_ != 0) {
+    DescProc blank = {};
+    blank.name = EmptyString();
+    blank.returnType = build_->voidType;
+    origin = Complete(RecordKind::procedure, proc, blank);
+  }
   const uint32_t ranges = blockRanges_.Count();
-  uint32_t others = 0;
-  SetCode(proc, facts, &others);
-  const bool hasRecord = members != nullptr ? HasCode(facts) : HasRecord(facts, origin);
+  if (HasCode(facts_)) {
+    SetCode(proc, facts_);
+  }
+  const bool hasRecord = members != nullptr ? HasCode(facts_) : HasRecord(facts_, origin);
   DescProc* unitProc = hasRecord ? proc : nullptr;
   if (members != nullptr) {
     members->Append(proc);
@@ -62,9 +67,9 @@ void EntryWalk::ReadProcedure(AbbrevEntry* entry, ListTail<DescProc>* members) {
   }
   if (unitProc != nullptr) {
     unitProc->next = nullptr;
-    unitProc->name = Qualified(unitProc->name, ScopeOfRecord(origin));
+    Qualify(&unitProc->name, origin);
     lists_->procs.Append(unitProc);
-    AppendFurtherRanges(*unitProc, others);
+    AppendFurtherRanges(*unitProc, origin, ranges);
   }
   blockRanges_.Resize(ranges);
   ProcScope scope(members != nullptr ? proc : unitProc);
@@ -77,7 +82,7 @@ void EntryWalk::ReadProcedure(AbbrevEntry* entry, ListTail<DescProc>* members) {
 }
 
 // Each further range of the code is a record of the same name.
-void EntryWalk::AppendFurtherRanges(const DescProc& proc, uint32_t first) {
+void EntryWalk::AppendFurtherRanges(const DescProc& proc, uint32_t origin, uint32_t first) {
   for (uint32_t i = first; i < blockRanges_.Count(); ++i) {
     const AddressRange range = blockRanges_[i];
     if (range.low == proc.lowPc && range.high == proc.highPc) {
@@ -94,6 +99,9 @@ void EntryWalk::AppendFurtherRanges(const DescProc& proc, uint32_t first) {
     part->segment = proc.segment;
     part->lowPc = range.low;
     part->highPc = range.high;
+    if (origin > info_.Offset() + entryBase_) {
+      Qualify(&part->name, origin);  // the procedure's own name is still to be settled
+    }
     lists_->procs.Append(part);
   }
 }
@@ -103,15 +111,20 @@ DescVar* EntryWalk::ReadPublishedVariable(AbbrevEntry* entry, uint32_t* origin) 
   auto* variable = heap_->New<DescVar>();
   if (variable == nullptr) {
     SkipEntry(entry);
-    facts_ = {};
+    ClearFacts();
     return nullptr;
   }
   variable->name = entry->tag == DW_TAG_inheritance ? FixedWord("baseclass") : EmptyString();
   variable->type = build_->undefinedType;
-  const DescVar blank = *variable;
-  facts_ = {};
+  ClearFacts();
   RunPlan(&info_, entry, RecordKind::variable, variable);
-  *origin = specification_ != 0 ? Complete(RecordKind::variable, variable, blank) : 0;
+  *origin = 0;
+  if (specification_ != 0) {
+    DescVar blank = {};
+    blank.name = EmptyString();
+    blank.type = build_->undefinedType;
+    *origin = Complete(RecordKind::variable, variable, blank);
+  }
   if (entry->tag == DW_TAG_member) {
     AddBitField(variable);
   } else {

@@ -24,8 +24,8 @@ const ScopeNames::Unit* ScopeNames::FindUnit(uint32_t start) const {
   return found != nullptr ? &units_[static_cast<uint32_t>(reinterpret_cast<uintptr_t>(found) - 1)] : nullptr;
 }
 
-uint32_t ScopeNames::Open(uint32_t entry, char* name) {
-  if (units_.Count() == 0 || !scopes_.Push({entry + 1, NONE, current_, name})) {
+uint32_t ScopeNames::Open(uint32_t entry, uint32_t tag, char* name, char* whole) {
+  if (units_.Count() == 0 || !scopes_.Push({entry + 1, NONE, current_, tag, name, whole})) {
     return NONE;
   }
   current_ = scopes_.Count() - 1;
@@ -40,10 +40,10 @@ void ScopeNames::Close(uint32_t number, uint32_t end) {
   }
 }
 
-char* ScopeNames::NameAt(uint32_t unitStart, uint32_t entry) const {
+uint32_t ScopeNames::Find(uint32_t unitStart, uint32_t entry) const {
   const Unit* unit = FindUnit(unitStart);
   if (unit == nullptr || unit->first == unit->last) {
-    return nullptr;
+    return NONE;
   }
   const Scope* const first = &scopes_[unit->first];
   const Scope* const last = first + (unit->last - unit->first);
@@ -53,5 +53,5 @@ char* ScopeNames::NameAt(uint32_t unitStart, uint32_t entry) const {
   while (number != NONE && scopes_[number].end <= entry) {
     number = scopes_[number].parent;
   }
-  return number != NONE ? scopes_[number].name : nullptr;
+  return number;
 }

@@ -20,12 +20,14 @@ void EntryWalk::ReadPublished(const UnitPlace& place) {
   ownPlace_ = &place;
   isOwnDone_ = isScanning_ = false;
   scope_ = nullptr;
+  scopeNumber_ = ScopeNames::NONE;
   ownScopes_.Empty();
   otherScopes_.Empty();
   imports_.Empty();
   calls_.Empty();
   blockRanges_.Empty();
   aliases_.Empty();
+  laterNames_.Empty();
   UnitLists lists(module_);
   lists_ = &lists;
   if (EnterUnit(place)) {
@@ -33,6 +35,7 @@ void EntryWalk::ReadPublished(const UnitPlace& place) {
     types_.Begin(module_, place.start, place.end - place.start);
     ReadUnitEntries(place);
     isOwnDone_ = true;
+    SettleNames();
     ReadImports();
     ReadReferredTypes();
     SettleAliases();
@@ -115,7 +118,7 @@ void EntryWalk::ReadScopeVariable(AbbrevEntry* entry, ProcScope* proc) {
   if (proc != nullptr) {
     AddLocal(variable, proc);
   } else {
-    variable->name = Qualified(variable->name, ScopeOfRecord(origin));
+    Qualify(&variable->name, origin);
     lists_->vars.Append(variable);
   }
 }
@@ -175,29 +178,34 @@ void EntryWalk::ReadScopeLabel(AbbrevEntry* entry, const ProcScope* proc) {
 void EntryWalk::ReadNamespace(AbbrevEntry* entry, uint32_t number, ProcScope* proc) {
   const ScopeEntry blank = {EmptyString(), 0, 0, 0, 0, 0};
   ScopeEntry scope = blank;
-  facts_ = {};
+  ClearFacts();
   RunPlan(&info_, entry, RecordKind::scope, &scope);
   const uint32_t origin = specification_ != 0 ? Complete(RecordKind::scope, &scope, blank) : 0;
-  const OpenScope outer = EnterScope(entry->tag, number, scope.name, ScopeOfRecord(origin));
+  const OpenScope outer = EnterScope(entry->tag, number, scope.name, origin);
   ForEachChild(entry, [&](AbbrevEntry* child, uint32_t childNumber) { ReadScopeEntry(child, childNumber, proc); });
   LeaveScope(outer);
 }
 
-EntryWalk::OpenScope EntryWalk::EnterScope(uint32_t tag, uint32_t number, char* name, const char* around) {
-  OpenScope outer = {scope_, 0, false};
-  if (qualifies_) {
-    scope_ = ScopeName(tag, name, around);
-    outer.isRecorded = place_ == ownPlace_;
-    outer.number = outer.isRecorded ? ownScopes_.Open(number, scope_) : 0;
+// The whole name of a scope is made when something in it asks for it, unless another entry says what encloses it.
+EntryWalk::OpenScope EntryWalk::EnterScope(uint32_t tag, uint32_t number, char* name, uint32_t origin) {
+  const OpenScope outer = {scope_, scopeNumber_, ScopeNames::NONE};
+  if (!qualifies_) {
+    return outer;
   }
-  return outer;
+  const bool isOwn = place_ == ownPlace_ && !isOwnDone_;
+  char* whole = nullptr;
+  if (!isOwn || origin != 0) {
+    whole = ScopeName(tag, name, origin != 0 ? ScopeOf(origin) : CurrentScope());
+  }
+  scope_ = whole;
+  scopeNumber_ = isOwn ? ownScopes_.Open(number, tag, name, whole) : ScopeNames::NONE;
+  return {outer.name, outer.number, scopeNumber_};
 }
 
 void EntryWalk::LeaveScope(const OpenScope& outer) {
-  if (outer.isRecorded) {
-    ownScopes_.Close(outer.number, info_.Offset() + entryBase_);
-  }
+  ownScopes_.Close(outer.opened, info_.Offset() + entryBase_);
   scope_ = outer.name;
+  scopeNumber_ = outer.number;
 }
 
 // Puts the ranges of the entry whose plan ran last on the stack. Without any the ranges around it go on to hold.
@@ -220,7 +228,7 @@ void EntryWalk::TakeRanges(const ScopeEntry& scope, ProcScope* proc) {
 
 void EntryWalk::ReadBlock(AbbrevEntry* entry, ProcScope* proc) {
   ScopeEntry scope = {EmptyString(), 0, 0, 0, 0, 0};
-  facts_ = {};
+  ClearFacts();
   RunPlan(&info_, entry, RecordKind::scope, &scope);
   if (proc == nullptr) {
     ForEachChild(entry, [&](AbbrevEntry* child, uint32_t number) { ReadScopeEntry(child, number, nullptr); });
@@ -243,7 +251,7 @@ void EntryWalk::ReadInlinedCall(AbbrevEntry* entry, ProcScope* proc) {
   }
   const ScopeEntry blank = {EmptyString(), 0, 0, 0, 0, 0};
   ScopeEntry scope = blank;
-  facts_ = {};
+  ClearFacts();
   RunPlan(&info_, entry, RecordKind::scope, &scope);
   const uint32_t origin = specification_ != 0 ? Complete(RecordKind::scope, &scope, blank) : 0;
   const BlockState outer = proc->Block();
@@ -261,15 +269,17 @@ void EntryWalk::ReadInlinedCall(AbbrevEntry* entry, ProcScope* proc) {
 }
 
 void EntryWalk::AddCalls(const ScopeEntry& scope, uint32_t origin, const ProcScope& proc) {
-  char* name = Qualified(scope.name, qualifies_ && origin != 0 ? ScopeOf(origin) : nullptr);
   for (uint32_t i = 0; i < proc.rangeCount; ++i) {
     const AddressRange& range = blockRanges_[proc.firstRange + i];
     auto* call = heap_->New<DescInlinedCall>();
     if (call == nullptr) {
       return;
     }
-    *call = {nullptr,          name,      range.low, range.high, sourceFiles_->FileOf(scope.callFile), scope.callLine,
-             scope.callColumn, proc.depth};
+    *call = {nullptr,        scope.name,       range.low, range.high, sourceFiles_->FileOf(scope.callFile),
+             scope.callLine, scope.callColumn, proc.depth};
+    if (origin != 0) {
+      Qualify(&call->name, origin);
+    }
     if (!calls_.Push(call)) {
       failure_->NoteNoMemory();
     }

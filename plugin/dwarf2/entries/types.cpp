@@ -81,6 +81,9 @@ DescType* EntryWalk::BeginType(const AbbrevEntry* entry, uint32_t entryOffset) {
     return nullptr;
   }
   const TypeRow* row = FindTypeRow(entry->tag);
+  if (type->name == UNDEFINED_TYPE) {
+    types_.NoteDefinition();
+  }
   type->name = FixedWord(row->word);
   type->byteSize = 0;
   type->kind = row->kind;

@@ -63,6 +63,7 @@ void EntryWalk::RunByVersion(Cursor* cursor, const Step& step, char* record) {
       break;
   }
   const AttributeValue value = values_.Read(cursor, step.form, step.value, unit_);
+  hasFacts_ = hasFacts_ || step.action >= Action::lowPc;
   switch (step.action) {
     case Action::text:
       FieldAt<char*>(record, step) = TextOf(value, *cursor);

@@ -1,10 +1,10 @@
 #include "dwarf2/lines/line_files.h"
 
+#include <algorithm>
+
 #include "dwarf/base_name.h"
 
 namespace {
-
-constexpr uint32_t TEXT_WINDOW = 0x400;  // names of a program are next to each other
 
 bool IsSeparator(char c) {
   return c == '/' || c == '\\';
@@ -43,7 +43,7 @@ bool LineFiles::GoTo(LineText* text) {
     return false;
   }
   const SectionPlace& section = text->place == LineText::inStr ? sections_->str : sections_->lineStr;
-  texts_.Seek(section, text->offset, TEXT_WINDOW);
+  texts_.Seek(section, text->offset);
   if (text->length != LineText::UNKNOWN || *failure_) {
     return !*failure_;
   }

@@ -23,7 +23,10 @@ void LineProgram::Run(uint32_t offset, const UnitForms& unit, L_list* ranges, ui
     return;
   }
   cursor_.SeekKept(section, offset, section.size > offset ? section.size - offset : 0, PROGRAM_WINDOW);
-  if (!*failure_ && headers_.Read(unit, &header_)) {
+  if (*failure_) {
+    return;
+  }
+  if (headers_.Read(unit, &header_)) {
     RunOpcodes();
     blocks_.FlushRange();  // a program without DW_LNE_end_sequence leaves a range pending
     blocks_.Finish();
