@@ -86,6 +86,7 @@ ExitStatus RunFind(Session& session, const Options& options, Output& out) {
     json.BeginObject();
     json.Key("file"), json.Text(std::string_view(options.file));
     json.Key("build"), json.Number(int32_t{built});
+    WritePartialFailure(json, session);
     json.Key("results"), json.BeginArray();
   }
   bool allFound = true;
@@ -106,7 +107,7 @@ ExitStatus RunFind(Session& session, const Options& options, Output& out) {
     json.EndObject();
     json.NewLine();
   }
-  return allFound && built != 0 && !session.State().errorReported ? EXIT_DONE : EXIT_REFUSED;
+  return allFound && built != 0 && !session.IsPartial() && !session.State().errorReported ? EXIT_DONE : EXIT_REFUSED;
 }
 
 }  // namespace elfload

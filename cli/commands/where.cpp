@@ -97,6 +97,7 @@ ExitStatus RunWhere(Session& session, const Options& options, Output& out) {
     json.BeginObject();
     json.Key("file"), json.Text(std::string_view(options.file));
     json.Key("build"), json.Number(int32_t{built});
+    WritePartialFailure(json, session);
     json.Key("results"), json.BeginArray();
   }
   bool allFound = true;
@@ -117,7 +118,7 @@ ExitStatus RunWhere(Session& session, const Options& options, Output& out) {
     json.EndObject();
     json.NewLine();
   }
-  return allFound && built != 0 && !session.State().errorReported ? EXIT_DONE : EXIT_REFUSED;
+  return allFound && built != 0 && !session.IsPartial() && !session.State().errorReported ? EXIT_DONE : EXIT_REFUSED;
 }
 
 }  // namespace elfload

@@ -10,7 +10,7 @@
 
 namespace elfload {
 
-// `failure`, where there is one: why Open, Build or the fill of a unit returned 0.
+// `failure`, where there is one: why Open, Build or the fill of a unit returned 0, or what Build left out.
 inline void WriteFailure(JsonWriter& json, const std::optional<FailureReason>& failure) {
   if (!failure.has_value()) return;
   const auto textOrNull = [&json](const std::string& text) {
@@ -23,6 +23,11 @@ inline void WriteFailure(JsonWriter& json, const std::optional<FailureReason>& f
   json.Key("offset");
   failure->offset.has_value() ? json.Number(*failure->offset) : json.Null();
   json.EndObject();
+}
+
+// The same of a list of units that is not whole, for documents that do not say why there is none.
+inline void WritePartialFailure(JsonWriter& json, const Session& session) {
+  if (session.IsPartial()) WriteFailure(json, session.BuildFailure());
 }
 
 inline void WriteMessages(JsonWriter& json, const Session& session) {

@@ -1,6 +1,7 @@
 // Memory that runs out at any call of a command: it throws or says so by its status, or has written the whole text.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <new>
@@ -10,12 +11,15 @@
 
 namespace {
 
-size_t callsUntilFailure = 0;  // 0: none fails
-bool failed = false;
+std::atomic<size_t> callsUntilFailure = 0;  // 0: none fails
+std::atomic<bool> failed = false;
 
 bool Fails() {
-  if (callsUntilFailure == 0 || --callsUntilFailure > 0) return false;
-  return failed = true;
+  size_t left = callsUntilFailure;
+  while (left != 0 && !callsUntilFailure.compare_exchange_weak(left, left - 1)) {
+  }
+  if (left == 1) failed = true;
+  return left == 1;
 }
 
 }  // namespace
@@ -52,7 +56,13 @@ Outcome RunWith(const std::vector<const char*>& line, size_t call) {
 
 TEST(FailingMemory, IsNeverTakenForSuccess) {
   const std::vector<std::vector<const char*>> lines = {
-      {"info"}, {"info", "--json"}, {"dump", "--json"}, {"dump"}, {"modules"}, {"load", "--verify", "full"},
+      {"info"},
+      {"info", "--json"},
+      {"dump", "--json", "--jobs", "1"},
+      {"dump", "--jobs", "1"},
+      {"dump", "--json", "--jobs", "3"},
+      {"modules"},
+      {"load", "--verify", "full"},
   };
   for (std::vector<const char*> line : lines) {
     line.insert(line.begin(), {"elfload", "--plugin", ELFLOAD_MODULE});
