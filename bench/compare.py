@@ -108,17 +108,20 @@ class Comparison:
 
     def fill(self, path):
         """Open, Build and fill against libdw and the limit. libdw keeps nothing of what it has visited: what it is compared
-        with is the fill of one unit after the other, each released when the next one comes."""
-        ours_runs, kept_runs, peer_runs, peer_open_runs, limit_runs = self.in_turns(
+        with is the fill of one unit after the other, each released when the next one comes. It is measured with
+        dwarf_getlocations, which decodes the operations of location lists, and without."""
+        ours_runs, kept_runs, peer_runs, peer_raw_runs, peer_open_runs, limit_runs = self.in_turns(
             self.elfload("stats", "--json", "--release", path),
             self.elfload("stats", "--json", path),
             [self.tool("libdw_peer"), "fill", path],
+            [self.tool("libdw_peer"), "fill-raw", path],
             [self.tool("libdw_peer"), "open", path],
             [self.tool("elfload_limit"), path],
         )
         ours = self.phases(ours_runs, lambda d: {k: v["cpu"] for k, v in d["seconds"].items()})
         kept = self.phases(kept_runs, lambda d: {k: v["cpu"] for k, v in d["seconds"].items()})
         peer = self.phases(peer_runs, lambda d: d["cpuSeconds"])
+        peer_raw = self.phases(peer_raw_runs, lambda d: d["cpuSeconds"])
         peer_open = self.phases(peer_open_runs, lambda d: d["cpuSeconds"])
         limit = self.phases(limit_runs, lambda d: d["cpuSeconds"])
         counts = ours_runs[0].document()["counts"]
@@ -126,8 +129,13 @@ class Comparison:
         skipped = limit_runs[0].document()["counts"]
         if skipped["entries"] != walked["entries"]:
             raise Failed(f"{path}: the limit has {skipped['entries']} entries, libdw {walked['entries']}")
+        raw_locations = peer_raw_runs[0].document()["counts"]["locations"]
+        # dwarf_getlocations leaves out what is empty, and the rest of a list in which it finds a fault.
+        if not walked["locations"] <= raw_locations <= 1.01 * walked["locations"]:
+            raise Failed(f"{path}: {walked['locations']} locations by dwarf_getlocations, {raw_locations} by their bytes")
         bare = limit["entries"] + limit["lines"]
         peer_fill = peer["entries"] + peer["lines"]
+        peer_raw_fill = peer_raw["entries"] + peer_raw["lines"]
         ours_open = ours["open"] + ours["build"]
 
         table = Table(f"{path}: {os.path.getsize(path) / 1e6:.1f} MB, {walked['units']} units, "
@@ -137,10 +145,12 @@ class Comparison:
         table.row("fill, units released", milliseconds(ours["fill"]))
         table.row("fill, units kept", milliseconds(kept["fill"]))
         table.row("fill: libdw, entries", milliseconds(peer["entries"]))
+        table.row("fill: libdw, entries, no dwarf_getlocations", milliseconds(peer_raw["entries"]))
         table.row("fill: libdw, lines", milliseconds(peer["lines"]))
         table.row("fill: limit, entries", milliseconds(limit["entries"]))
         table.row("fill: limit, lines", milliseconds(limit["lines"]))
         table.goal("fill: libdw / ours", ratio(peer_fill, ours["fill"]), peer_fill >= 5 * ours["fill"], "5 at least")
+        table.row("the same, no dwarf_getlocations", f"{ratio(peer_raw_fill, ours['fill']):.2f}")
         table.goal("open + Build + fill: libdw / ours", ratio(peer["sum"], ours["sum"]),
                    peer["sum"] >= 5 * ours["sum"], "5 at least")
         table.goal("fill, units kept: libdw / ours", ratio(peer_fill, kept["fill"]), peer_fill >= 5 * kept["fill"],
@@ -167,7 +177,7 @@ class Comparison:
                    open_peak <= os.path.getsize(path) / 10, "0.1 at most")
 
     def subject(self, path):
-        """A function in the last unit that has an indexed name, and its address, as readelf tells them."""
+        """A function in the last unit that has an indexed name, and its address, as readelf lists them."""
         listing = subprocess.run(["readelf", "-sW", path], stdout=subprocess.PIPE, check=True).stdout.decode()
         symbols = {}
         for line in listing.splitlines():

@@ -129,7 +129,7 @@ ElfFile ManyStructures(uint32_t count) {
       {{DW_AT_name, DW_FORM_string, "int"}, {DW_AT_byte_size, DW_FORM_data1, 4}, {DW_AT_encoding, DW_FORM_data1, 5}});
   for (uint32_t i = 0; i < count; i++) {
     const std::string n = std::to_string(i);
-    // Every other variable stands before its structure.
+    // Every other variable comes before its structure.
     const auto variable = [&] {
       unit.child(DW_TAG_variable, {{DW_AT_name, DW_FORM_string, "variable" + n},
                                    {DW_AT_type, DW_FORM_ref4, "structure " + n},

@@ -70,7 +70,7 @@ class Program {
       unit->entry(TAG_global_variable,
                   {at::name("variable" + n), at::userType(user), at::address(0x2000000 + 8 * inFile)});
     };
-    if (inFile % 2 == 0) {  // every other variable stands before its structure
+    if (inFile % 2 == 0) {  // every other variable comes before its structure
       variable();
     }
     unit->label(label).parent(TAG_structure_type, {at::name("structure" + n), at::byteSize(12)});

@@ -1,7 +1,11 @@
 // The peer: the reader's work done with elfutils' libdw.
 //
-//   libdw_peer open FILE   units, all abbreviations, .debug_aranges, .debug_pubnames, .debug_frame
-//   libdw_peer fill FILE   that, and every entry with name, type, size, addresses and locations, and every line row
+//   libdw_peer open FILE       units, all abbreviations, .debug_aranges, .debug_pubnames, .debug_frame
+//   libdw_peer fill FILE       that, and every entry with name, type, size, addresses and locations, and every line row
+//   libdw_peer fill-raw FILE   the same, but location lists are read from the bytes of .debug_loc and copied
+//
+// For a location list libdw offers dwarf_getlocations alone, which also decodes the operations of each expression and
+// keeps them. `fill-raw` does with a list what the reader does, and no more.
 //
 // One pass over an entry's attributes with dwarf_getattrs is the quickest way that libdw offers; asking for one
 // attribute after another takes longer. Writes counts and CPU seconds as one JSON object.
@@ -33,6 +37,16 @@ struct Counts {
   uint64_t checksum = 0;  // of the values, so that none of the work can be left out
 };
 Counts counts;
+
+// .debug_loc where dwarf_getlocations is not asked; null where it is.
+struct RawLists {
+  const unsigned char* bytes = nullptr;
+  size_t size = 0;
+  bool isBigEndian = false;
+  size_t addressSize = 4;  // of the unit in hand
+  std::vector<unsigned char> copy;
+};
+RawLists rawLists;
 
 [[noreturn]] void Stop(const char* what) {
   std::fprintf(stderr, "libdw_peer: %s: %s\n", what, dwarf_errmsg(-1));
@@ -118,11 +132,51 @@ void ReadFrames(Dwarf* dwarf) {
   }
 }
 
+uint64_t RawNumber(size_t& offset, size_t size) {
+  uint64_t value = 0;
+  for (size_t i = 0; i < size; i++) {
+    const uint64_t byte = rawLists.bytes[offset + (rawLists.isBigEndian ? i : size - 1 - i)];
+    value = value << 8 | byte;
+  }
+  offset += size;
+  return value;
+}
+
+void TakeRawList(size_t offset) {
+  const size_t addressSize = rawLists.addressSize;
+  const uint64_t baseMark = addressSize == 4 ? 0xFFFFFFFF : UINT64_MAX;
+  while (offset + 2 * addressSize + 2 <= rawLists.size) {
+    const uint64_t low = RawNumber(offset, addressSize);
+    const uint64_t high = RawNumber(offset, addressSize);
+    if (low == 0 && high == 0) {
+      return;
+    }
+    if (low == baseMark) {
+      continue;
+    }
+    const size_t length = RawNumber(offset, 2);
+    if (length > rawLists.size - offset) {
+      return;
+    }
+    rawLists.copy.assign(rawLists.bytes + offset, rawLists.bytes + offset + length);
+    offset += length;
+    counts.locations++;
+    counts.checksum += low + high + (length > 0 ? rawLists.copy[0] : 0);
+  }
+}
+
 void TakeLocations(Dwarf_Attribute* attribute) {
   Dwarf_Block block;
   if (dwarf_formblock(attribute, &block) == 0) {
     counts.locations++;
     counts.checksum += block.length;
+    return;
+  }
+  if (rawLists.bytes != nullptr) {
+    Dwarf_Word offset = 0;
+    if (dwarf_formudata(attribute, &offset) == 0) {
+      TakeRawList(offset);
+    }
     return;
   }
   Dwarf_Addr base = 0;
@@ -190,6 +244,15 @@ void ReadEntries(Dwarf_Die* first) {
   } while (dwarf_siblingof(&entry, &entry) == 0);
 }
 
+void FindRawLists(Dwarf* dwarf) {
+  Elf* elf = dwarf_getelf(dwarf);
+  if (const Elf_Data* data = SectionData(elf, ".debug_loc")) {
+    rawLists.bytes = static_cast<const unsigned char*>(data->d_buf);
+    rawLists.size = data->d_size;
+    rawLists.isBigEndian = elf_getident(elf, nullptr)[EI_DATA] == ELFDATA2MSB;
+  }
+}
+
 void ReadLines(Dwarf_Die* unit) {
   Dwarf_Lines* lines = nullptr;
   size_t count = 0;
@@ -214,8 +277,8 @@ void ReadLines(Dwarf_Die* unit) {
 
 int main(int argc, char** argv) {
   const std::string_view mode = argc == 3 ? argv[1] : "";
-  if (mode != "open" && mode != "fill") {
-    std::fprintf(stderr, "usage: libdw_peer open|fill FILE\n");
+  if (mode != "open" && mode != "fill" && mode != "fill-raw") {
+    std::fprintf(stderr, "usage: libdw_peer open|fill|fill-raw FILE\n");
     return 2;
   }
   UsageReport report("libdw");
@@ -235,9 +298,16 @@ int main(int argc, char** argv) {
   ReadFrames(dwarf);
   report.EndPhase();
 
-  if (mode == "fill") {
+  if (mode != "open") {
     report.BeginPhase("entries");
+    if (mode == "fill-raw") {
+      FindRawLists(dwarf);
+    }
     for (Dwarf_Die& unit : units) {
+      Dwarf_Die same;
+      uint8_t addressSize = 0;
+      dwarf_diecu(&unit, &same, &addressSize, nullptr);
+      rawLists.addressSize = addressSize;
       ReadEntries(&unit);
     }
     report.EndPhase();

@@ -2,7 +2,7 @@
 //
 //   elfload_limit FILE
 //
-// The file lies in memory as a whole. Each abbreviation becomes a plan once: how many bytes to skip, then a string, a
+// The whole file is in memory. Each abbreviation becomes a plan once: how many bytes to skip, then a string, a
 // number or a block, and so on; the pass then follows the plans from entry to entry and looks at nothing. Writes counts
 // and CPU seconds as one JSON object. The seconds of `load` are not part of the limit.
 #include "limit.h"
@@ -46,7 +46,7 @@ struct Counts {
   std::exit(1);
 }
 
-// Size of the value of a form, or -1 for one whose bytes tell its size.
+// Size of the value of a form, or -1 for one whose size is in its bytes.
 int FixedSize(uint32_t form, uint8_t addressSize) {
   switch (form) {
     case DW_FORM_addr:

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-// A section in memory. At least LIMIT_PADDING bytes 0 lie behind `end`.
+// A section in memory. At least LIMIT_PADDING bytes 0 come after `end`.
 struct Bytes {
   const uint8_t* begin = nullptr;
   const uint8_t* end = nullptr;

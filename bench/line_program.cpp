@@ -11,7 +11,8 @@ class ProgramRunner {
  public:
   explicit ProgramRunner(const ElfImage* image) : sections_(FindDwarf2Sections(image)) {
     allowance_.Grant(static_cast<uint64_t>(image->file->Size()));
-    program_.Use(image->file, ELF_IsLittleEndian(image));
+    deadCode_.Use(image);
+    program_.Use(image->file, ELF_IsLittleEndian(image), &sections_, &deadCode_);
   }
 
   // Runs the program of a unit and counts its rows. False when the reader fails.
@@ -19,8 +20,8 @@ class ProgramRunner {
     mem_desc* heap = HEAP_Create(0, 0, 0);
     L_list* ranges = L_Create(nullptr);
     heap_.Use(heap);
-    program_.Run(sections_.line, module->ext->lineOffset, {module->ext->addressSize, false, false}, ranges,
-                 &opcodeBase_);
+    const UnitForms unit = {.addressSize = module->ext->addressSize, .unitBase = module->ext->unitOffset};
+    program_.Run(module->ext->lineOffset, unit, ranges, &opcodeBase_);
     for (const DescLineBlock* block = program_.Blocks(); block != nullptr; block = block->next) {
       rows += static_cast<uint64_t>(block->count);
     }
@@ -33,6 +34,7 @@ class ProgramRunner {
   Failure failure_;
   Allowance allowance_;
   Dwarf2Sections sections_;
+  DeadCode deadCode_;
   RecordHeap heap_{&failure_, &allowance_};
   LineProgram program_{&failure_, &allowance_, &heap_};
   uint8_t opcodeBase_ = 0;

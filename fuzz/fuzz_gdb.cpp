@@ -1,5 +1,5 @@
-// A hostile GDB stub. The input's first byte tells how it is sent: 1, each line as a packet with a good checksum,
-// behind an acknowledgement; 0, each line as it stands.
+// A hostile GDB stub. The input's first byte says how it is sent: 1, each line as a packet with a good checksum,
+// after an acknowledgement; 0, each line as it is.
 #include <utility>
 
 #include "target/gdb_target.h"

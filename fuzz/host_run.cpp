@@ -38,6 +38,13 @@ void SetHandlers() {
   HOST_SetHandlers(handlers);
 }
 
+int Open(ElfLoader& loader, const RawBytes& file, FileFrom from) {
+  if (from == FileFrom::memory) {
+    return loader.OpenMemory("hostile.elf", file.data(), file.size());
+  }
+  return loader.Open(TempFolder::OfProcess().Write("hostile.elf", file).c_str());
+}
+
 void Find(ElfLoader& loader, DescModule* first, const char* name, uint32_t address) {
   DescModule* found = nullptr;
   for (const FindKind kind : {FindKind{FIND_ALL}, FindKind{FIND_CODE}, FindKind{FIND_DATA}, FindKind{9}}) {
@@ -46,8 +53,8 @@ void Find(ElfLoader& loader, DescModule* first, const char* name, uint32_t addre
   }
 }
 
-// Names and addresses that stand in the file.
-void FindWhatTheFileHas(ElfLoader& loader, DescModule* first, const RawBytes& file) {
+// Names and addresses that are in the file.
+void FindWhatIsInTheFile(ElfLoader& loader, DescModule* first, const RawBytes& file) {
   for (size_t part = 1; part <= 4; ++part) {
     const size_t at = file.size() * part / 4;
     const size_t size = std::min<size_t>(at, 8);
@@ -107,9 +114,9 @@ void LoadIntoMemory(ElfLoader& loader) {
 }
 
 // The records of a sound file.
-std::string RecordsOf(ElfLoader& loader, const std::string& path) {
+std::string RecordsOf(ElfLoader& loader, const RawBytes& file) {
   elfload::ModuleTable table;
-  if (loader.Open(path.c_str()) == 0 || loader.Build(&table) == 0) {
+  if (loader.OpenMemory("sound.elf", file.data(), file.size()) == 0 || loader.Build(&table) == 0) {
     Fail("a sound file is refused");
   }
   std::string text = RecordText(loader, table);
@@ -118,7 +125,7 @@ std::string RecordsOf(ElfLoader& loader, const std::string& path) {
 }
 
 struct SoundFile {
-  std::string path;
+  RawBytes bytes;
   std::string records;  // as they are when nothing went before
 };
 
@@ -126,10 +133,9 @@ const SoundFile& Sound(uint32_t number) {
   static const std::vector<SoundFile> files = [] {
     std::vector<SoundFile> made;
     for (uint32_t i = 0; i < SOUND_FILES; ++i) {
-      const RawBytes bytes = MakeSoundFile(i < 2 ? SoundFormat::dwarf1 : SoundFormat::dwarf2, bothOrders[i % 2]);
-      made.push_back({TempFolder::OfProcess().Write("sound-" + std::to_string(i) + ".elf", bytes), ""});
+      made.push_back({MakeSoundFile(i < 2 ? SoundFormat::dwarf1 : SoundFormat::dwarf2, bothOrders[i % 2]), ""});
       ElfLoader loader("ElfLoader");
-      made.back().records = RecordsOf(loader, made.back().path);
+      made.back().records = RecordsOf(loader, made.back().bytes);
     }
     return made;
   }();
@@ -139,7 +145,7 @@ const SoundFile& Sound(uint32_t number) {
 void ExpectSoundWith(ElfLoader& loader, uint32_t number) {
   const SoundFile& sound = Sound(number);
   messages = 0;
-  if (RecordsOf(loader, sound.path) != sound.records || messages != 0) {
+  if (RecordsOf(loader, sound.bytes) != sound.records || messages != 0) {
     Fail("a sound file reads otherwise than alone");
   }
 }
@@ -147,15 +153,11 @@ void ExpectSoundWith(ElfLoader& loader, uint32_t number) {
 }  // namespace
 
 std::string RecordText(ElfLoader& loader, SymbolTable& table) {
-  static std::FILE* file = std::tmpfile();
-  std::rewind(file);
-  {
-    elfload::Output out(file);
-    WriteRecords(loader, table, out);
-  }
-  std::string text(static_cast<size_t>(std::ftell(file)), '\0');
-  std::rewind(file);
-  text.resize(std::fread(text.data(), 1, text.size(), file));
+  static std::string text;
+  static elfload::Output out(text);
+  text.clear();
+  WriteRecords(loader, table, out);
+  out.Flush();
   return text;
 }
 
@@ -164,11 +166,10 @@ void ExpectSound(uint32_t number) {
   ExpectSoundWith(loader, number);
 }
 
-RunFigures RunAsHost(const RawBytes& file) {
+RunFigures RunAsHost(const RawBytes& file, FileFrom from) {
   SetHandlers();
   const auto number = static_cast<uint32_t>(file.size());
   Sound(number);  // made before anything hostile is read
-  const std::string path = TempFolder::OfProcess().Write("hostile.elf", file);
 
   const size_t heaps = HEAP_LiveCount();
   RunFigures figures;
@@ -176,18 +177,18 @@ RunFigures RunAsHost(const RawBytes& file) {
   {
     static elfload::Output nowhere(nullptr);
     elfload::ModuleTable table;
-    figures.opened = loader.Open(path.c_str()) != 0;
+    figures.opened = Open(loader, file, from) != 0;
     char processor[32];
     unsigned long entry = 0;
     loader.GetInfo(processor, sizeof(processor), &entry);
     AskForSections(loader);
     messages = 0;
     if (loader.Build(&table) != 0) {
-      FindWhatTheFileHas(loader, table.Modules(), file);
+      FindWhatIsInTheFile(loader, table.Modules(), file);
       WriteRecords(loader, table, nowhere);
     }
     if (messages > 1) {
-      Fail("the user is told more than one thing");
+      Fail("the user gets more than one message");
     }
     figures.heapBytes = HeapBytes(table);
     if (figures.heapBytes > HEAP_BYTES_PER_BYTE * file.size() + HEAP_BYTES) {
@@ -199,7 +200,7 @@ RunFigures RunAsHost(const RawBytes& file) {
   }
   ExpectSoundWith(loader, number);
   if (HEAP_LiveCount() != heaps) {
-    Fail("heaps stay behind");
+    Fail("heaps are left over");
   }
   return figures;
 }

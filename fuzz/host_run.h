@@ -12,16 +12,18 @@ struct RunFigures {
   size_t heapBytes = 0;  // of the table heap and all module heaps
 };
 
-// Opens, asks, builds, finds, fills, walks every record, hands out sections, loads code, closes; then does the same
-// with a sound file, in the state that is left behind. Ends the process with a word on standard error when the sound
-// file gives other records than it does alone, when the records take more memory than they may, or when the user is
-// told more than one thing about a build.
-RunFigures RunAsHost(const RawBytes& file);
+enum class FileFrom { memory, disk };
+
+// Opens, asks, builds, finds, fills, walks every record, hands out sections, loads code, closes; then reads a sound
+// file with the same loader. Ends the process with a message on standard error when the sound file has other records
+// than it has alone, when the records take more memory than they may, or when the user gets more than one message about
+// a build.
+RunFigures RunAsHost(const RawBytes& file, FileFrom from = FileFrom::memory);
 
 // Opens a sound file with a loader of its own, by number; ends the process when its records are not those of the first
 // time.
 constexpr uint32_t SOUND_FILES = 4;
 void ExpectSound(uint32_t number);
 
-// All records as a dump has them, which reads every field; fills what is not filled.
+// All records as in a dump, which reads every field; fills what is not filled.
 std::string RecordText(ElfLoader& loader, SymbolTable& table);

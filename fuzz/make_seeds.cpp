@@ -11,7 +11,6 @@
 #include "elf/sections.h"
 #include "section_targets.h"
 #include "sound_files.h"
-#include "support/temp_folder.h"
 
 namespace {
 
@@ -33,10 +32,10 @@ RawBytes Contents(const ElfImage* image, const char* section) {
   return bytes;
 }
 
-void WriteSections(const std::string& path) {
-  char found[1024];
+void WriteFileAndSections(const RawBytes& file) {
+  Write("file", file);
   Failure failure;
-  ElfImage* image = ELF_Open(path.c_str(), found, sizeof(found), &failure);
+  ElfImage* image = ELF_OpenSource(ByteSource::FromMemory(file.data(), file.size()), &failure);
   if (image == nullptr) {
     return;
   }
@@ -71,15 +70,12 @@ int main(int argc, char** argv) {
   folder = argv[1];
   for (const SoundFormat format : {SoundFormat::dwarf1, SoundFormat::dwarf2}) {
     for (const ByteOrder order : bothOrders) {
-      const RawBytes file = MakeSoundFile(format, order);
-      Write("file", file);
-      WriteSections(TempFolder::OfProcess().Write("sound.elf", file));
+      WriteFileAndSections(MakeSoundFile(format, order));
     }
   }
   for (int i = 2; i < argc; ++i) {
     std::ifstream file(argv[i], std::ios::binary);
-    Write("file", RawBytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>()));
-    WriteSections(argv[i]);
+    WriteFileAndSections(RawBytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>()));
   }
   // One operation of each kind of operand, in DWARF 2 and in DWARF 1.
   WriteText("expression",

@@ -4,7 +4,8 @@
 //
 // About VARIANTS in all: each file is cut off at every length, or at lengths spread evenly where that is too many; each
 // byte of its headers is falsified; and bytes anywhere are. The sound files of the fuzz targets take part. A variant
-// that crashes, takes too long or too much memory ends the run with its description; the file of that variant stays.
+// that crashes, takes too long or too much memory ends the run with its description. Cut off files are read from the
+// disk, all others from memory.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -73,10 +74,10 @@ struct Worst {
 
 class Campaign {
  public:
-  void Run(const RawBytes& bytes) {
+  void Run(const RawBytes& bytes, FileFrom from = FileFrom::memory) {
     const auto start = Clock::now();
     ++variantsBegun;
-    const RunFigures figures = RunAsHost(bytes);
+    const RunFigures figures = RunAsHost(bytes, from);
     const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
     ++variants_;
     opened_ += figures.opened ? 1 : 0;
@@ -106,11 +107,12 @@ void CutOff(Campaign& campaign, const Original& original, size_t count) {
   const size_t step = std::max<size_t>(1, original.bytes.size() / std::max<size_t>(1, count));
   for (size_t length = 0; length < original.bytes.size(); length += step) {
     Describe(original, "cut off at", length);
-    campaign.Run(RawBytes(original.bytes.begin(), original.bytes.begin() + static_cast<std::ptrdiff_t>(length)));
+    campaign.Run(RawBytes(original.bytes.begin(), original.bytes.begin() + static_cast<std::ptrdiff_t>(length)),
+                 FileFrom::disk);
   }
 }
 
-// The ELF header and the two tables, which stand at the ends in files that linkers write.
+// The ELF header and the two tables, which are at the ends of files that linkers write.
 void FalsifyHeaders(Campaign& campaign, const Original& original, size_t count, Random& random) {
   constexpr size_t FRONT = 52 + 4 * 32;
   constexpr size_t BACK = size_t{20} * 40;

@@ -1,4 +1,4 @@
-// Stands in for the fuzzer's main(): runs every file named, and every file in the folders named, once.
+// Takes the place of the fuzzer's main(): runs every file named, and every file in the folders named, once.
 #include <cstdio>
 #include <filesystem>
 #include <fstream>

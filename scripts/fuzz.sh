@@ -16,7 +16,6 @@ cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz -j "$(nproc)"
 build=$PWD/build/fuzz
 [ ${#targets[@]} -gt 0 ] || mapfile -t targets < <(ls "$build/fuzz-seeds" | grep -v '^stamp$')
-if [ -d /dev/shm ]; then export TMPDIR=/dev/shm; fi # every input is a file for a moment
 
 fuzz() {
   local target=$1 found=$2/found/$1- log=$2/$1.log

@@ -12,7 +12,7 @@ presets=("$@")
 [ ${#presets[@]} -gt 0 ] || presets=(mingw64 mingw32 powerpc)
 scripts/setup.sh platforms
 if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
-# wine keeps to the build folder, asks for no parts that console programs do without, and leaves no server behind.
+# wine keeps to the build folder, asks for no parts that console programs do without, and leaves no server running.
 export WINEDEBUG=-all WINEPREFIX=$PWD/build/wine WINEDLLOVERRIDES='mscoree,mshtml='
 mkdir -p build
 jobs=$(nproc)

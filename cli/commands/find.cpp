@@ -1,8 +1,7 @@
 // elfload find: the unit that holds each name or address, and the units that the look-up filled.
 #include <fmt/format.h>
 
-#include "commands/commands.h"
-#include "json/session_json.h"
+#include "commands/answers.h"
 #include "session/fill_reason.h"
 #include "session/fill_tracker.h"
 #include "terminal/standard_error.h"
@@ -47,16 +46,9 @@ void WriteResult(JsonWriter& json, const std::string& what, const Result& result
   json.Key("what"), json.Text(std::string_view(what));
   json.Key("found"), json.Number(uint32_t{result.found});
   json.Key("module");
-  if (result.found) {
-    json.Number(static_cast<uint32_t>(result.module));
-  } else {
-    json.Null();
-  }
-  json.Key("filled"), json.BeginArray();
-  for (const size_t index : result.filled) json.Number(static_cast<uint32_t>(index));
-  json.EndArray();
+  WriteOptional(json, result.found ? std::optional(static_cast<uint32_t>(result.module)) : std::nullopt);
+  WriteFilled(json, result.filled);
   json.EndObject();
-  json.NewLine();
 }
 
 void WriteResult(Output& out, const Session& session, const std::string& what, const Result& result) {
@@ -68,7 +60,7 @@ void WriteResult(Output& out, const Session& session, const std::string& what, c
   }
 }
 
-void TellFilled(const Session& session, FindKind kind, const std::string& what, const Result& result) {
+void PrintFilled(const Session& session, FindKind kind, const std::string& what, const Result& result) {
   for (const size_t index : result.filled) {
     const DescModule* module = session.Modules()[index];
     PrintError("{}: filled unit {} {}: {}", Printable(what), index, Printable(module->name),
@@ -81,33 +73,17 @@ void TellFilled(const Session& session, FindKind kind, const std::string& what, 
 
 ExitStatus RunFind(Session& session, const Options& options, Output& out) {
   const int built = session.Open() != 0 ? session.Build() : 0;
-  JsonWriter json(out);
-  if (options.json) {
-    json.BeginObject();
-    json.Key("file"), json.Text(std::string_view(options.file));
-    json.Key("build"), json.Number(int32_t{built});
-    WritePartialFailure(json, session);
-    json.Key("results"), json.BeginArray();
-  }
-  bool allFound = true;
   Finder finder(session, options.kind);
-  for (const std::string& what : options.what) {
+  return AnswerAll(options.what, session, options, out, built, [&](const std::string& what, JsonWriter* json) {
     const Result result = finder.Find(what);
-    allFound = allFound && result.found;
-    if (options.verbose) TellFilled(session, options.kind, what, result);
-    if (options.json) {
-      WriteResult(json, what, result);
+    if (options.verbose) PrintFilled(session, options.kind, what, result);
+    if (json != nullptr) {
+      WriteResult(*json, what, result);
     } else {
       WriteResult(out, session, what, result);
     }
-  }
-  if (options.json) {
-    json.EndArray();
-    WriteMessages(json, session);
-    json.EndObject();
-    json.NewLine();
-  }
-  return allFound && built != 0 && !session.IsPartial() && !session.State().errorReported ? EXIT_DONE : EXIT_REFUSED;
+    return result.found;
+  });
 }
 
 }  // namespace elfload

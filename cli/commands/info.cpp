@@ -212,12 +212,7 @@ void WriteJson(const FileInfo& info, JsonWriter& json) {
   json.Key("debugFormat"), json.Number(info.state.debugFormat);
   json.Key("littleEndian"), json.Number(uint32_t{info.state.littleEndian});
   json.Key("noteValue"), json.Number(info.state.noteValue);
-  json.Key("noteText");
-  if (info.state.noteText != nullptr) {
-    json.Text(info.state.noteText);
-  } else {
-    json.Null();
-  }
+  json.Key("noteText"), WriteOptional(json, info.state.noteText);
   WriteTables(info.tables, json);
   WriteUnits(info, json);
 }

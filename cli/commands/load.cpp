@@ -27,7 +27,7 @@ void Fail(LoadReport& report, LoadOutcome outcome, std::string message) {
 }
 
 // Null, with the report filled in, when the stub cannot be reached.
-std::unique_ptr<LoadTarget> ConnectStub(const LoadOptions& options, const LoaderState& state, LoadReport& report) {
+std::unique_ptr<GdbTarget> ConnectStub(const LoadOptions& options, const LoaderState& state, LoadReport& report) {
   GdbTarget::Settings settings;
   settings.timeout = std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(options.timeout));
   settings.machine = state.machine;

@@ -1,8 +1,7 @@
 // elfload where: procedure and source line of addresses.
 #include <fmt/format.h>
 
-#include "commands/commands.h"
-#include "json/session_json.h"
+#include "commands/answers.h"
 #include "session/locator.h"
 #include "terminal/palette.h"
 #include "terminal/standard_error.h"
@@ -17,17 +16,9 @@ void WriteAnswer(JsonWriter& json, const Session& session, uint32_t address, con
   json.Key("address"), json.Number(address);
   json.Key("found"), json.Number(uint32_t{answer.module != nullptr});
   json.Key("module");
-  if (answer.module != nullptr) {
-    json.Number(static_cast<uint32_t>(session.IndexOf(answer.module)));
-  } else {
-    json.Null();
-  }
-  json.Key("decidedBy");
-  if (answer.decidedBy != nullptr) {
-    json.Text(answer.decidedBy);
-  } else {
-    json.Null();
-  }
+  const auto index = [&] { return static_cast<uint32_t>(session.IndexOf(answer.module)); };
+  WriteOptional(json, answer.module != nullptr ? std::optional(index()) : std::nullopt);
+  json.Key("decidedBy"), WriteOptional(json, answer.decidedBy);
   json.Key("procedure");
   if (answer.proc != nullptr) {
     json.BeginObject();
@@ -50,11 +41,8 @@ void WriteAnswer(JsonWriter& json, const Session& session, uint32_t address, con
   } else {
     json.Null();
   }
-  json.Key("filled"), json.BeginArray();
-  for (const size_t index : answer.filled) json.Number(static_cast<uint32_t>(index));
-  json.EndArray();
+  WriteFilled(json, answer.filled);
   json.EndObject();
-  json.NewLine();
 }
 
 void WriteAnswer(Output& out, const Palette& paint, uint32_t address, const Place& answer) {
@@ -74,7 +62,7 @@ void WriteAnswer(Output& out, const Palette& paint, uint32_t address, const Plac
   out.Print("{}  {}\n", paint(Paint::name, fmt::format("{:<32}", procedure)), line);
 }
 
-void TellDecision(const Session& session, uint32_t address, const Place& answer) {
+void PrintDecision(const Session& session, uint32_t address, const Place& answer) {
   for (size_t i = 0; i < answer.filled.size(); i++) {
     PrintError("0x{:08X}: filled unit {} {}: {}", address, answer.filled[i],
                Printable(session.Modules()[answer.filled[i]]->name), answer.reasons[i]);
@@ -92,33 +80,17 @@ void TellDecision(const Session& session, uint32_t address, const Place& answer)
 ExitStatus RunWhere(Session& session, const Options& options, Output& out) {
   const int built = session.Open() != 0 ? session.Build() : 0;
   const Palette paint(options.color, out);
-  JsonWriter json(out);
-  if (options.json) {
-    json.BeginObject();
-    json.Key("file"), json.Text(std::string_view(options.file));
-    json.Key("build"), json.Number(int32_t{built});
-    WritePartialFailure(json, session);
-    json.Key("results"), json.BeginArray();
-  }
-  bool allFound = true;
   Locator locator(session);
-  for (const uint32_t address : options.addresses) {
+  return AnswerAll(options.addresses, session, options, out, built, [&](uint32_t address, JsonWriter* json) {
     const Place answer = locator.Locate(address);
-    allFound = allFound && answer.module != nullptr;
-    if (options.verbose) TellDecision(session, address, answer);
-    if (options.json) {
-      WriteAnswer(json, session, address, answer);
+    if (options.verbose) PrintDecision(session, address, answer);
+    if (json != nullptr) {
+      WriteAnswer(*json, session, address, answer);
     } else {
       WriteAnswer(out, paint, address, answer);
     }
-  }
-  if (options.json) {
-    json.EndArray();
-    WriteMessages(json, session);
-    json.EndObject();
-    json.NewLine();
-  }
-  return allFound && built != 0 && !session.IsPartial() && !session.State().errorReported ? EXIT_DONE : EXIT_REFUSED;
+    return answer.module != nullptr;
+  });
 }
 
 }  // namespace elfload

@@ -7,14 +7,6 @@ namespace elfload {
 
 namespace {
 
-void WriteOptional(JsonWriter& json, const std::optional<uint32_t>& value) {
-  if (value) {
-    json.Number(*value);
-  } else {
-    json.Null();
-  }
-}
-
 void WriteSegments(JsonWriter& json, const LoadReport& report) {
   json.Key("segments"), json.BeginArray();
   for (const SegmentToLoad& segment : report.segments) {

@@ -10,6 +10,13 @@
 
 namespace elfload {
 
+inline void WriteOptional(JsonWriter& json, const std::optional<uint32_t>& value) {
+  value.has_value() ? json.Number(*value) : json.Null();
+}
+inline void WriteOptional(JsonWriter& json, const char* text) {
+  text != nullptr ? json.Text(text) : json.Null();
+}
+
 // `failure`, where there is one: why Open, Build or the fill of a unit returned 0, or what Build left out.
 inline void WriteFailure(JsonWriter& json, const std::optional<FailureReason>& failure) {
   if (!failure.has_value()) return;
@@ -20,8 +27,7 @@ inline void WriteFailure(JsonWriter& json, const std::optional<FailureReason>& f
   json.Key("text"), json.Text(std::string_view(failure->text));
   json.Key("unit"), textOrNull(failure->unit);
   json.Key("section"), textOrNull(failure->section);
-  json.Key("offset");
-  failure->offset.has_value() ? json.Number(*failure->offset) : json.Null();
+  json.Key("offset"), WriteOptional(json, failure->offset);
   json.EndObject();
 }
 

@@ -32,7 +32,6 @@ LoadDialog::LoadDialog(ProgressBar::Style style, uint64_t total) : style_(style)
   handlers.progressCreate = OnCreate;
   handlers.progressSet = OnSet;
   handlers.progressClose = OnClose;
-  handlers.versionInfo = OnVersion;
   former_ = HOST_SetHandlers(handlers);
 }
 
@@ -97,13 +96,6 @@ void LoadDialog::OnClose(void* context) {
   dialog->RestoreInterrupt();
   if (dialog->bar_) {
     dialog->bar_->Close();
-  }
-}
-
-void LoadDialog::OnVersion(void* context, const char* name, unsigned long version, const char* text) {
-  const HostHandlers& former = static_cast<LoadDialog*>(context)->former_;
-  if (former.versionInfo != nullptr) {
-    former.versionInfo(former.context, name, version, text);
   }
 }
 

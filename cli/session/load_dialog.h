@@ -34,7 +34,6 @@ class LoadDialog {
   static void OnCreate(void* context, const char* title, unsigned long total);
   static int OnSet(void* context, unsigned long count);
   static void OnClose(void* context);
-  static void OnVersion(void* context, const char* name, unsigned long version, const char* text);
   void RestoreInterrupt();
 
   ProgressBar::Style style_;

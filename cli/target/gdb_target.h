@@ -37,13 +37,15 @@ class GdbTarget : public LoadTarget {
   // Makes the handshake and reads memory map and registers. False with Reason() set.
   bool Connect();
 
+  // Ends the download: writes what is held back, and lets the target run when `run` is set. False when that failed.
+  bool Finish(bool run);
+
   int WriteBlock(Address address, const void* buffer, uint32_t count, int access) override;
   int ReadBlock(Address address, void* buffer, uint32_t count, int access) override;
   int SetStartAddress(uint32_t address) override;
   int CheckMemory(uint32_t first, uint32_t last, const char* name, int memoryType) override;
 
   void PlanWrites(const std::vector<AddressRange>& ranges) override { plannedWrites_ = ranges; }
-  bool Finish(bool run) override;
   bool LinkLost() const override { return client_.Lost(); }
 
  private:

@@ -14,12 +14,6 @@ class LoadTarget : public Target {
   // Called before a download with the ranges that will be written, in order.
   virtual void PlanWrites(const std::vector<AddressRange>& ranges) { (void)ranges; }
 
-  // Ends the download: writes what is held back, and lets the target run when `run` is set. False when that failed.
-  virtual bool Finish(bool run) {
-    (void)run;
-    return true;
-  }
-
   // Whether the link to the target is lost, so that all that follows fails.
   virtual bool LinkLost() const { return false; }
 

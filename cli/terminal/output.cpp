@@ -5,7 +5,11 @@
 namespace elfload {
 
 Output::Output(std::FILE* file)
-    : file_(file), buffer_(new char[bufferSize]), next_(buffer_.get()), end_(next_ + bufferSize), failed_(!file) {
+    : file_(file),
+      buffer_(new char[bufferSize]),
+      next_(buffer_.get()),
+      end_(next_ + bufferSize),
+      failed_(file == nullptr) {
   if (file_ != nullptr) std::setvbuf(file_, nullptr, _IONBF, 0);  // this class is the buffer
 }
 
@@ -16,6 +20,12 @@ Output::Output(Sink sink)
       next_(buffer_.get()),
       end_(next_ + bufferSize),
       failed_(false) {}
+
+Output::Output(std::string& text)
+    : Output([&text](const char* bytes, size_t size) {
+        text.append(bytes, size);
+        return true;
+      }) {}
 
 void Output::Flush() {
   const size_t size = static_cast<size_t>(next_ - buffer_.get());

@@ -16,6 +16,7 @@
 #include <cstring>
 #include <functional>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -33,6 +34,8 @@ class Output {
   // Writes to `file`, which stays the caller's; null drops everything and counts as failed.
   explicit Output(std::FILE* file);
   explicit Output(Sink sink);
+  // Appends to `text`.
+  explicit Output(std::string& text);
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
   ~Output() { Flush(); }

@@ -47,36 +47,42 @@ std::string OwnName(const DescType* type) {
 
 class Declarator {
  public:
-  // `inner` is the text to the right of the type: the name with what binds to it already.
-  std::string Declare(const DescType* type, std::string inner, std::string qualifiers = "") {
-    if (++types_ > mostTypes || depth_ >= deepestNesting || text_ > mostText) return Join(qualifiers + "...", inner);
-    depth_++;
-    std::string text = DeclareKind(type, std::move(inner), std::move(qualifiers));
-    depth_--;
-    return text;
+  // Adds a declaration to `text`. `inner` is what is to the right of the type: the name with what binds to it already.
+  void Declare(const DescType* type, std::string inner, std::string& text) {
+    std::string qualifiers;
+    const int outer = depth_;
+    bool isWhole = false;
+    while (!isWhole && ++types_ <= mostTypes && depth_ < deepestNesting && text_ <= mostText) {
+      depth_++;
+      isWhole = !WrapTarget(type, inner, qualifiers);
+    }
+    depth_ = outer;
+    text += qualifiers;
+    text += isWhole ? Named(type) : "...";
+    if (inner.empty()) return;
+    if (inner[0] != '[') text += ' ';
+    text += inner;
   }
 
-  std::string Parameters(const DescVar* params, bool isPrototyped) {
-    if (params == nullptr) return isPrototyped ? "(void)" : "()";
-    std::string text;
+  void Parameters(const DescVar* params, bool isPrototyped, std::string& text) {
+    text += params == nullptr && isPrototyped ? "(void" : "(";
+    const size_t first = text.size();
     for (const DescVar* param = params; param != nullptr; param = param->next) {
-      if (!text.empty()) text += ", ";
+      if (text.size() > first) text += ", ";
       if (types_ > mostTypes || text_ > mostText) {
         text += "...";
         break;
       }
-      // The DWARF 1 reader makes a parameter of this name for unspecified ones.
-      text += Is(param->name, "...") ? "..." : Declare(param->type, Count(Printable(param->name ? param->name : "")));
+      if (Is(param->name, "...")) {  // of the DWARF 1 reader, for unspecified ones
+        text += "...";
+      } else {
+        Declare(param->type, Count(Printable(param->name ? param->name : "")), text);
+      }
     }
-    return "(" + text + ")";
+    text += ')';
   }
 
  private:
-  static std::string Join(const std::string& left, const std::string& inner) {
-    if (inner.empty()) return left;
-    return inner[0] == '[' ? left + inner : left + " " + inner;
-  }
-
   // A name, counted as text of this declaration.
   std::string Count(std::string name) {
     text_ += name.size();
@@ -86,12 +92,6 @@ class Declarator {
   std::string Tag(const char* keyword, const DescType* type) {
     const std::string name = Count(OwnName(type));
     return fmt::format("{} {}", keyword, name.empty() ? "{...}" : name);
-  }
-
-  // A pointer binds weaker than the brackets after it.
-  static std::string PointerTo(const DescType* target, const std::string& inner) {
-    const bool isGrouped = target != nullptr && (target->kind == KIND_ARRAY || target->kind == KIND_FUNCTION);
-    return isGrouped ? "(" + inner + ")" : inner;
   }
 
   static std::string Dimensions(const DescDimension* dimensions) {
@@ -105,35 +105,59 @@ class Declarator {
     return text;
   }
 
-  std::string DeclareKind(const DescType* type, std::string inner, std::string qualifiers) {
-    if (type == nullptr) return Join(qualifiers + "void", inner);
+  // Writes a type that is made of another one around `inner`, and sets `type` to that other. False for types that
+  // have a text of their own.
+  bool WrapTarget(const DescType*& type, std::string& inner, std::string& qualifiers) {
+    if (type == nullptr) return false;
     switch (type->kind) {
       case KIND_TYPEDEF:
-        if (HasOwnName(type)) return Join(qualifiers + Count(OwnName(type)), inner);
-        return Declare(type->target.type, std::move(inner), std::move(qualifiers));
+        if (HasOwnName(type)) return false;
+        break;
       case KIND_POINTER:
       case KIND_REFERENCE:
-        inner.insert(0, (type->kind == KIND_POINTER ? "*" : "&") + qualifiers);
-        return Declare(type->target.type, PointerTo(type->target.type, inner));
+        inner.insert(0, qualifiers).insert(0, 1, type->kind == KIND_POINTER ? '*' : '&');
+        qualifiers.clear();
+        if (BindsStronger(type->target.type)) inner.insert(0, 1, '(').push_back(')');
+        break;
       case KIND_CONST:
-        return Declare(type->target.type, std::move(inner), qualifiers + "const ");
+        qualifiers += "const ";
+        break;
       case KIND_VOLATILE:
-        return Declare(type->target.type, std::move(inner), qualifiers + "volatile ");
+        qualifiers += "volatile ";
+        break;
       case KIND_ARRAY:
-        return Declare(type->element.type, inner + Dimensions(type->items.dimensions), std::move(qualifiers));
+        inner += Dimensions(type->items.dimensions);
+        type = type->element.type;
+        return true;
       case KIND_FUNCTION:
-        inner += Parameters(type->items.params, type->element.prototyped != 0);
-        return Declare(type->target.type, std::move(inner));
-      case KIND_ENUM:
-        return Join(qualifiers + Tag("enum", type), inner);
-      case KIND_STRUCT:
-        return Join(qualifiers + Tag("struct", type), inner);
-      case KIND_UNION:
-        return Join(qualifiers + Tag("union", type), inner);
-      case KIND_CLASS:
-        return Join(qualifiers + Tag("class", type), inner);
+        Parameters(type->items.params, type->element.prototyped != 0, inner);
+        qualifiers.clear();
+        break;
       default:
-        return Join(qualifiers + Count(OwnName(type)), inner);
+        return false;
+    }
+    type = type->target.type;
+    return true;
+  }
+
+  // Whether a type's brackets bind stronger than a pointer in front of them.
+  static bool BindsStronger(const DescType* type) {
+    return type != nullptr && (type->kind == KIND_ARRAY || type->kind == KIND_FUNCTION);
+  }
+
+  std::string Named(const DescType* type) {
+    if (type == nullptr) return "void";
+    switch (type->kind) {
+      case KIND_ENUM:
+        return Tag("enum", type);
+      case KIND_STRUCT:
+        return Tag("struct", type);
+      case KIND_UNION:
+        return Tag("union", type);
+      case KIND_CLASS:
+        return Tag("class", type);
+      default:
+        return Count(OwnName(type));
     }
   }
 
@@ -158,16 +182,20 @@ std::string Trimmed(std::string text) {
 }  // namespace
 
 std::string Declaration(const DescType* type, std::string_view name) {
-  return Trimmed(Declarator().Declare(type, std::string(name)));
+  std::string text;
+  Declarator().Declare(type, std::string(name), text);
+  return Trimmed(std::move(text));
 }
 
 std::string Prototype(const DescProc* proc) {
-  Declarator declarator;
   std::string name = Printable(proc->name != nullptr ? proc->name : "");
   if (KindOf(proc) == ProcKind::lineInfo) return name;
   if (KindOf(proc) == ProcKind::label) return name + ":";
-  const std::string head = (name.empty() ? "?" : name) + declarator.Parameters(proc->params, proc->prototyped != 0);
-  return Trimmed(Declarator().Declare(proc->returnType, head));
+  if (name.empty()) name = "?";
+  Declarator().Parameters(proc->params, proc->prototyped != 0, name);
+  std::string text;
+  Declarator().Declare(proc->returnType, std::move(name), text);
+  return Trimmed(std::move(text));
 }
 
 std::string Definition(const DescType* type) {

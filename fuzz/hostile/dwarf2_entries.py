@@ -1,11 +1,11 @@
 """DWARF 2: the entries of a unit, their attributes, locations and types, and frames."""
 from formats import (ALL, AT_BIT_SIZE, AT_HIGH_PC, AT_LOCATION, AT_LOW_PC, AT_NAME, AT_SPECIFICATION, AT_TYPE,
                      AT_UPPER_BOUND, AT_ANY, FORM_ADDR, FORM_BLOCK4, FORM_DATA1, FORM_DATA4, FORM_FLAG, FORM_INDIRECT,
-                     FORM_REF_ADDR, FORM_STRING, FORM_STRP, UNIT, Section, declaration)
+                     FORM_REF1, FORM_REF_ADDR, FORM_STRING, FORM_STRP, UNIT, Section, declaration)
 from kinds import FIND, ORDERS, STATS, TEXT, WHERE, kind, orders
 
 FIRST = 12  # offset of a unit's first child
-FIND_ADDRESSES = "find FILE 0x1 0x100 0x8000 0x10000 0x80000000 0x100"
+FIND_ADDRESSES = "find FILE 0x1 0x100 0x8000 0x10000 0x80000000 0x101"
 TYPED = declaration(2, "variable", 0, (AT_TYPE, FORM_REF_ADDR))
 
 
@@ -196,10 +196,11 @@ def many_dimensions(f, size):
 
 @kind("functions of two functions each", TEXT)
 def function_tree(f, size):
-    # As a declaration in C its text doubles from type to type.
+    # As a declaration in C its text doubles from type to type. The variables have two bytes.
     function, parameter = declaration(3, "function", 1), declaration(4, "parameter", 0, (AT_TYPE, FORM_REF_ADDR))
-    types = b"".join(b"\3" + 2 * (b"\4" + f.u32(FIRST + 12 * (i + 1))) + b"\0" for i in range(size // 24))
-    return f.one_unit(types + (b"\2" + f.u32(FIRST)) * (size // 10), [TYPED, function, parameter])
+    types = b"".join(b"\3" + 2 * (b"\4" + f.u32(FIRST + 12 * (i + 1))) + b"\0" for i in range(100))
+    variables = bytes([2, FIRST]) * ((size - len(types)) // 2)
+    return f.one_unit(types + variables, [declaration(2, "variable", 0, (AT_TYPE, FORM_REF1)), function, parameter])
 
 
 def colliding_types(f, size, step):

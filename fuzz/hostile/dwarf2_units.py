@@ -219,5 +219,5 @@ def endless_ranges(f, size):
 
 @kind("names of an index that are equal", FIND)
 def equal_names(f, size):
-    names = f.name_set(0, [b"one"] * (size // 16))
+    names = f.name_set(0, [b"n0"] * (size // 16))
     return f.dwarf2(f.small_units(size // 26), [UNIT], Section(".debug_pubnames", names))

@@ -2,8 +2,9 @@
 from typing import Callable, NamedTuple
 
 STATS, DUMP, TEXT = "stats --json FILE", "dump --json FILE", "dump FILE"
-FIND = "find FILE one two three four five"  # the fourth question on are answered by an index
-WHERE = "where FILE 0x1 0x100 0x8000 0x10000"
+# So many questions that the last ones are answered by an index.
+FIND = "find FILE " + " ".join(f"n{number}" for number in range(65))
+WHERE = "where FILE 0x1 0x100 0x8000 0x10000 0x101 0x8001"
 
 
 class Kind(NamedTuple):

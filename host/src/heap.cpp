@@ -83,7 +83,7 @@ void Unpoison([[maybe_unused]] char* from, [[maybe_unused]] size_t size) {
 
 struct alignas(ALIGNMENT) mem_desc {
   char* cursor;       // the next piece; aligned
-  char* end;          // of what HEAP_Get gives out by itself; aligned
+  char* end;          // of what HEAP_Get hands out by itself; aligned
   char* start;        // of the current block's pieces
   char* blockEnd;     // aligned
   HeapBlock* blocks;  // all but the first, which begins with this record
@@ -112,7 +112,7 @@ struct alignas(ALIGNMENT) mem_desc {
   // A piece that the current block has no room for; null when there is no memory.
   char* TakeFromNewBlock(size_t piece);
 
-  // Any piece that HEAP_Get cannot give at once. Out of line, so that HEAP_Get itself needs no stack frame.
+  // Any piece that HEAP_Get cannot hand out at once. Out of line, so that HEAP_Get itself needs no stack frame.
   [[gnu::noinline]] void* GetSlowly(size_t size);
 };
 

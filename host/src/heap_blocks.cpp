@@ -134,7 +134,7 @@ void GiveRun(Region* region, HeapBlock* block) {
   region->refusedRun = 0;
 }
 
-// Gives later regions that are empty back to the system. One of them stays as a spare, with some of its pages.
+// Returns later regions that are empty to the system. One of them stays as a spare, with some of its pages.
 void DropEmptyRegions() {
   bool hasSpare = false;
   for (Region** link = &regions; *link != nullptr;) {

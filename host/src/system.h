@@ -30,10 +30,10 @@ constexpr bool CAN_MAP_MEMORY = false;
 #endif
 void* MapMemory(size_t size);
 
-// Gives mapped memory back, the whole of what MapMemory returned.
+// Returns mapped memory to the system, the whole of what MapMemory returned.
 void UnmapMemory(void* memory, size_t size);
 
-// Gives the pages of mapped memory back and leaves the memory usable, all 0.
+// Returns the pages of mapped memory to the system and leaves the memory usable, all 0.
 void DiscardPages(void* memory, size_t size);
 
 // Without a trailing separator unless it is a root; empty when it is not known.

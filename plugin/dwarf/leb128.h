@@ -71,3 +71,15 @@ inline int32_t ReadSleb(Cursor* cursor) {
   cursor->SetNext(bytes);
   return value;
 }
+
+// Writes a number in as few bytes as it needs, at most LEB_LONGEST_32. Returns how many.
+constexpr uint32_t LEB_LONGEST_32 = 5;
+
+inline uint32_t EncodeUleb(uint32_t value, uint8_t* bytes) {
+  uint32_t size = 0;
+  for (; value > 0x7F; value >>= LEB_BITS) {
+    bytes[size++] = static_cast<uint8_t>(value | 0x80U);
+  }
+  bytes[size++] = static_cast<uint8_t>(value);
+  return size;
+}

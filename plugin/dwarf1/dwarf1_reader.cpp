@@ -31,20 +31,14 @@ void Dwarf1Reader::Open(ElfImage* image) {
   }
 }
 
-bool Dwarf1Reader::Begin() {
+void Dwarf1Reader::Begin() {
   failure_->Clear();
   failure_->SetUnit(nullptr);
-  if (file_.image == nullptr) {
-    failure_->Note(nullptr, Failure::NO_OFFSET, "no file is open");
-  }
-  return file_.image != nullptr;
 }
 
 int Dwarf1Reader::ReadModules(mem_desc* tableHeap, DescModule** modules, int32_t intSize) {
   *modules = nullptr;
-  if (!Begin()) {
-    return 0;
-  }
+  Begin();
   allowance_->Grant(static_cast<uint64_t>(file_.image->file->Size()));
   RecordHeap heap(failure_, allowance_);
   heap.Use(tableHeap);
@@ -83,9 +77,7 @@ bool Dwarf1Reader::CreateHeaps(DescModule* modules) {
 }
 
 int Dwarf1Reader::FillModule(DescModule* module, L_list* ranges) {
-  if (!Begin()) {
-    return 0;
-  }
+  Begin();
   for (DescModule* folded = module->ext->mergedModules; folded != nullptr; folded = folded->next) {
     fill_.Run(folded, ranges);
   }

@@ -28,7 +28,7 @@ class Dwarf1Reader {
   int FillModule(DescModule* module, L_list* ranges);
 
  private:
-  bool Begin();
+  void Begin();
   bool CreateHeaps(DescModule* modules);
 
   Failure* failure_;

@@ -122,6 +122,15 @@ bool AddressList::Next(AddressRange* range) {
   return isThere && !bytes_.failure();
 }
 
+bool AddressList::NextLocation(uint32_t* length) {
+  *length = unit_->version >= FIRST_VERSION_BY_KIND ? ReadUleb(&bytes_) : bytes_.U16();
+  if (uint64_t{bytes_.Offset()} + *length > end_) {
+    bytes_.Fail("%s", PAST_SECTION);
+    return false;
+  }
+  return true;
+}
+
 bool AddressList::End() {
   return bytes_.Charge(bytes_.Offset() - start_) && !bytes_.failure();
 }

@@ -3,7 +3,8 @@
 //   AddressList list(AddressList::Kind::ranges, &failure, &allowance);
 //   list.Use(file, littleEndian, &sections, &deadCode, &values);
 //   list.Begin(unit, value);
-//   while (list.Next(&range)) ...  // of a location list, the location is at list.Bytes() and must be consumed
+//   while (list.Next(&range)) ...
+//   while (list.Next(&range) && list.NextLocation(&length)) ...  // of locations: consumes `length` of list.Bytes()
 //   list.End();
 #pragma once
 
@@ -35,6 +36,10 @@ class AddressList {
   // of code that the linker threw away, is {0, 0}. False at the end, and with the failure noted where the list goes
   // on past the end of its section.
   bool Next(AddressRange* range);
+
+  // The length of the location that belongs to the range; its bytes follow. False, with the failure noted, where it
+  // goes on past the end of the section.
+  bool NextLocation(uint32_t* length);
 
   // Charges what was read. Returns whether the list was read whole.
   bool End();

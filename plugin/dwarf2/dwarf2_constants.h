@@ -131,6 +131,7 @@ enum DwarfAttribute : uint32_t {
   DW_AT_bit_offset           = 0x0C,
   DW_AT_bit_size             = 0x0D,
   DW_AT_stmt_list            = 0x10,
+  DW_AT_import               = 0x18,
   DW_AT_low_pc               = 0x11,
   DW_AT_high_pc              = 0x12,
   DW_AT_language             = 0x13,
@@ -221,6 +222,21 @@ enum DwarfLineExtendedOpcode : uint8_t {
   DW_LNE_end_sequence = 1,
   DW_LNE_set_address  = 2,
   DW_LNE_define_file  = 3,
+};
+
+enum DwarfLineContent : uint32_t {
+  DW_LNCT_path            = 1,
+  DW_LNCT_directory_index = 2,
+};
+
+// The operations that a reader looks at.
+enum DwarfOperation : uint8_t {
+  DW_OP_addr           = 0x03,
+  DW_OP_const4u        = 0x0C,
+  DW_OP_plus_uconst    = 0x23,
+  DW_OP_implicit_value = 0x9E,
+  DW_OP_addrx          = 0xA1,
+  DW_OP_GNU_addr_index = 0xFB,
 };
 
 enum DwarfRangeListEntry : uint8_t {

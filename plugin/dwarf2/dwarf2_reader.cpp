@@ -1,28 +1,18 @@
 #include "dwarf2/dwarf2_reader.h"
 
+#include <algorithm>
 #include <new>
 
 #include "dwarf2/index/frames.h"
 #include "dwarf2/index/name_index.h"
+#include "dwarf2/missing_parts.h"
 #include "elf/source_date.h"
 #include "tarnixcore/obj_file_loader.h"
 
 namespace {
 
 constexpr uint32_t NO_LINE = 0xFFFFFFFF;
-
-// Whether the unit itself says that it has code at address 0.
-bool HoldsAddressZero(const DescModule* module) {
-  if (module->hasRange != 0 && module->lowPc == 0 && module->highPc != 0) {
-    return true;
-  }
-  for (const DescAddrRange* range = module->ext->addrRanges; range != nullptr; range = range->next) {
-    if (range->low == 0 && range->high != NO_LINE) {
-      return true;
-    }
-  }
-  return false;
-}
+constexpr uint64_t READINGS_OF_ENTRIES = 64;  // of each, for all units together
 
 }  // namespace
 
@@ -48,7 +38,7 @@ void Dwarf2Reader::Open(ElfImage* image) {
   deadCode_.Use(image);
   scan_.Use(image->file, littleEndian, &sections_);
   versionedScan_.Use(image->file, littleEndian, &sections_, &deadCode_);
-  lines_.Use(image->file, littleEndian);
+  lines_.Use(image->file, littleEndian, &sections_, &deadCode_);
   entries_.Use(image->file, littleEndian, &sections_, &deadCode_);
 }
 
@@ -65,6 +55,12 @@ Dwarf2Build* Dwarf2Reader::MakeBuild(mem_desc* tableHeap, const Dwarf2Rules& rul
   build->undefinedType = undefinedType;
   build->tableHeap = tableHeap;
   build->rules = &rules;
+  build->lookups = {
+      .readsAddressesBySize = rules.readsNewIndexes,
+      .seeksDataPastCode = rules.readsNewIndexes,
+      .dropsDeadCode = rules.dropsDeadCode,
+  };
+  build->coversOnlyRows = rules.runsLinesAsPublished;
   return build;
 }
 
@@ -84,24 +80,71 @@ int Dwarf2Reader::ReadModules(mem_desc* tableHeap, DescModule** modules, const D
     *modules = nullptr;
     return 1;
   }
+  sections_ = FindDwarf2Sections(image_);
+  return rules.readsUnitsByVersion ? ReadPublished(build, modules) : ReadByLoaderRules(build, modules);
+}
+
+int Dwarf2Reader::ReadByLoaderRules(Dwarf2Build* build, DescModule** modules) {
   DescModule* scanned = nullptr;
-  Failure setAside;
-  const bool isScanned = rules.readsUnitsByVersion ? versionedScan_.Run(&tableHeap_, build, &scanned, &setAside)
-                                                   : scan_.Run(&tableHeap_, build, &scanned);
-  if (!isScanned) {
+  if (!scan_.Run(&tableHeap_, build, &scanned)) {
     return 0;
   }
   *modules = scanned;
   if (scanned != nullptr) {
-    scanned->ext->frames =
-        ReadDwarf2Frames(&index_, image_->file, sections_.frame, &tableHeap_, scanned->ext->addressSize);
-  }
-  ReadDwarf2NameIndexes(&index_, image_->file, sections_, scanned, &tableHeap_);
-  if (rules.keepsUnitsApart) {
-    *failure_ = setAside ? setAside : *failure_;
-    return 1;
+    ReadIndexes(scanned, *build->rules);
   }
   return *failure_ ? 0 : 1;
+}
+
+// What cannot be read is left out, and the first reason kept for the end. Without memory nothing is handed out.
+int Dwarf2Reader::ReadPublished(Dwarf2Build* build, DescModule** modules) {
+  Failure first;
+  if (!NoteMissingParts(image_, &sections_, failure_)) {
+    return 0;
+  }
+  failure_->SetAside(&first);
+  const uint64_t infoSize = uint64_t{sections_.info.size} + sections_.types.size;  // units may share entries of others
+  allowance_->GrantMore(READINGS_OF_ENTRIES * std::min(infoSize, static_cast<uint64_t>(image_->file->Size())));
+  DescModule* scanned = nullptr;
+  if (!versionedScan_.Run(&tableHeap_, build, &scanned, &first)) {
+    return 0;
+  }
+  *modules = scanned;
+  if (scanned != nullptr) {
+    ReadIndexes(scanned, *build->rules);
+    failure_->SetAside(&first);
+    versionedScan_.AddUnitRanges(scanned, &first);
+  }
+  if (*failure_) {
+    return 0;
+  }
+  *failure_ = first;
+  return 1;
+}
+
+// Names live as long as the table, like the records that have them.
+char* Dwarf2Reader::NameOfEntry(void* context, DescModule* module, uint32_t entry) {
+  auto* reader = static_cast<Dwarf2Reader*>(context);
+  if (reader->moduleHeap_.Heap() != reader->tableHeap_.Heap()) {
+    reader->moduleHeap_.Use(reader->tableHeap_.Heap());
+  }
+  return reader->entries_.NameOf(Dwarf2BuildOf(module), module, entry);
+}
+
+void Dwarf2Reader::ReadIndexes(DescModule* modules, const Dwarf2Rules& rules) {
+  const FrameSource frames = {.image = image_,
+                              .sections = &sections_,
+                              .rules = &rules,
+                              .deadCode = &deadCode_,
+                              .addressSize = modules->ext->addressSize};
+  modules->ext->frames = ReadDwarf2Frames(&index_, frames, &tableHeap_);
+  const IndexSource names = {.image = image_,
+                             .sections = &sections_,
+                             .deadCode = &deadCode_,
+                             .nameOfEntry = {NameOfEntry, this},
+                             .failure = failure_,
+                             .allowance = allowance_};
+  ReadDwarf2NameIndexes(&index_, names, modules, &tableHeap_);
 }
 
 // The one-row block of a module without line rows, so that `lineBlocks` is never null after a fill.
@@ -122,16 +165,14 @@ void Dwarf2Reader::MakeDefaultLineBlock(DescModule* module) {
   }
 }
 
-void Dwarf2Reader::FillLines(DescModule* module, L_list* ranges) {
-  const bool asPublished = Dwarf2BuildOf(module)->rules->runsLinesAsPublished;
-  const LineRules rules = {
-      .addressSize = module->ext->addressSize,
-      .actsAsPublished = asPublished,
-      .keepsAddressZero = asPublished && HoldsAddressZero(module),
-  };
-  lines_.Run(sections_.line, module->ext->lineOffset, rules, ranges, &opcodeBase_);
-  module->files = lines_.Files();
-  module->lineBlocks = lines_.Blocks();
+void Dwarf2Reader::FillLines(DescModule* module, const UnitForms& unit, L_list* ranges) {
+  if (static_cast<const Dwarf2ModuleExt*>(module->ext)->hasLines) {
+    lines_.Run(module->ext->lineOffset, unit, ranges, &opcodeBase_);
+    module->files = lines_.Files();
+    module->lineBlocks = lines_.Blocks();
+  } else {
+    lines_.Clear();
+  }
   if (module->files != nullptr) {
     CheckSourceDate(image_, module->files->baseName);
   }
@@ -140,27 +181,50 @@ void Dwarf2Reader::FillLines(DescModule* module, L_list* ranges) {
   }
 }
 
+char* Dwarf2Reader::FileOf(uint32_t number) {
+  return lines_.FileOf(number);
+}
+
+// Reads lines and entries. As published what is wrong with the lines does not keep the entries from being read; by the
+// loader's rules it does.
+void Dwarf2Reader::FillRecords(DescModule* module, L_list* ranges) {
+  Dwarf2Build* build = Dwarf2BuildOf(module);
+  const UnitPlace* place = static_cast<const Dwarf2ModuleExt*>(module->ext)->unit;
+  UnitForms unit = {
+      .addressSize = module->ext->addressSize, .unitBase = module->ext->unitOffset, .rules = build->rules};
+  if (place != nullptr) {
+    unit = UnitDirectory::FormsOf(*place, *build->rules);
+  }
+  FillLines(module, unit, ranges);
+  if (!sections_.info.exists) {
+    failure_->Note(".debug_info", Failure::NO_OFFSET, "the section is missing");
+    return;
+  }
+  if (place == nullptr && IsReducedVariant(opcodeBase_)) {
+    unit.unitBase = 0;  // a producer of the reduced line program counts references from the start of the section
+  }
+  linesFailure_ = *failure_;
+  if (build->rules->keepsUnitsApart && !failure_->IsOfMemory()) {
+    failure_->Clear();
+  }
+  entries_.Run(module, build, unit, this);
+}
+
 int Dwarf2Reader::FillModule(DescModule* module, L_list* ranges) {
   failure_->Clear();
   failure_->SetUnit(module->name);
+  linesFailure_.Clear();
   module->loadedKinds |= SYM_LOAD_ALL;
-  if (!allowance_->IsLeft()) {
-    failure_->Note(".debug_info", module->ext->unitOffset, "parts of the file are read over and over");
-  } else {
+  if (allowance_->IsLeft()) {
     moduleHeap_.Use(module->heap);
-    FillLines(module, ranges);
-    if (sections_.info.exists) {
-      // A producer of the reduced line program counts references from the start of the section.
-      const UnitForms unit = {
-          .addressSize = module->ext->addressSize,
-          .unitBase = IsReducedVariant(opcodeBase_) ? 0 : module->ext->unitOffset,
-          .rules = Dwarf2BuildOf(module)->rules,
-      };
-      entries_.Run(module, Dwarf2BuildOf(module), unit);
-    } else {
-      failure_->Note(".debug_info", Failure::NO_OFFSET, "the section is missing");
-    }
+    FillRecords(module, ranges);
+  } else {
+    failure_->Note(".debug_info", module->ext->unitOffset, "parts of the file are read over and over");
+  }
+  const int isFilled = *failure_ ? 0 : 1;
+  if (linesFailure_) {
+    *failure_ = linesFailure_;
   }
   failure_->SetUnit(nullptr);
-  return *failure_ ? 0 : 1;
+  return isFilled;
 }

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 
+#include "dwarf2/dead_code.h"
 #include "dwarf2/entries/entry_walk.h"
 #include "dwarf2/lines/line_program.h"
 #include "dwarf2/sections.h"
@@ -15,7 +16,7 @@
 #include "dwarf2/versioned_scan.h"
 #include "tarnixcore/list.h"
 
-class Dwarf2Reader {
+class Dwarf2Reader : private SourceFiles {
  public:
   Dwarf2Reader(Failure* failure, Allowance* allowance);
 
@@ -28,8 +29,12 @@ class Dwarf2Reader {
   int ReadModules(mem_desc* tableHeap, DescModule** modules, const Dwarf2Rules& rules);
 
   // Fills a module from its line program and its entries, and appends DescLineRange records to `ranges`. 1 for success;
-  // after a failure what was read before it is kept.
+  // after a failure what was read before it is kept. As published the entries are read whatever the line program is: 1
+  // with the failure set where it alone cannot be read.
   int FillModule(DescModule* module, L_list* ranges);
+
+  // What the linker threw away of the file that is read.
+  const DeadCode& GetDeadCode() const { return deadCode_; }
 
   // The `opcode_base` of the line program that was read last, whichever unit or file it was of; 0 before the first. A
   // unit without a program of its own is read by it.
@@ -37,8 +42,14 @@ class Dwarf2Reader {
   void SetOpcodeBase(uint8_t opcodeBase) { opcodeBase_ = opcodeBase; }
 
  private:
+  char* FileOf(uint32_t number) override;
   Dwarf2Build* MakeBuild(mem_desc* tableHeap, const Dwarf2Rules& rules);
-  void FillLines(DescModule* module, L_list* ranges);
+  void FillRecords(DescModule* module, L_list* ranges);
+  int ReadByLoaderRules(Dwarf2Build* build, DescModule** modules);
+  int ReadPublished(Dwarf2Build* build, DescModule** modules);
+  static char* NameOfEntry(void* context, DescModule* module, uint32_t entry);
+  void ReadIndexes(DescModule* modules, const Dwarf2Rules& rules);
+  void FillLines(DescModule* module, const UnitForms& unit, L_list* ranges);
   void MakeDefaultLineBlock(DescModule* module);
 
   Failure* failure_;
@@ -46,6 +57,7 @@ class Dwarf2Reader {
   ElfImage* image_ = nullptr;
   Dwarf2Sections sections_ = {};
   DeadCode deadCode_;
+  Failure linesFailure_;  // of the fill in hand
   uint8_t opcodeBase_ = 0;
 
   RecordHeap tableHeap_;

@@ -46,7 +46,8 @@ constexpr AttributeRow attributeRows[] = {
     {RecordKind::procedure,    DW_AT_type,                 Action::type,           offsetof(DescProc, returnType)},
 
     {RecordKind::variable,     DW_AT_location,             Action::location,       offsetof(DescVar, location)},
-    {RecordKind::variable,     DW_AT_data_member_location, Action::location,       offsetof(DescVar, location)},
+    {RecordKind::variable,     DW_AT_data_member_location, Action::location,       offsetof(DescVar, location), RowRules::loader},
+    {RecordKind::variable,     DW_AT_data_member_location, Action::memberLocation, offsetof(DescVar, location), RowRules::published},
     {RecordKind::variable,     DW_AT_name,                 Action::text,           offsetof(DescVar, name)},
     {RecordKind::variable,     DW_AT_bit_offset,           Action::bitOffset,      offsetof(DescVar, bitOffset)},
     {RecordKind::variable,     DW_AT_bit_size,             Action::byte,           offsetof(DescVar, bitSize)},
@@ -84,6 +85,7 @@ constexpr AttributeRow attributeRows[] = {
     {RecordKind::basicType,    DW_AT_byte_size,            Action::word,           offsetof(DescType, byteSize)},
     {RecordKind::basicType,    DW_AT_encoding,             Action::encoding,       offsetof(DescType, items)},
     {RecordKind::basicType,    DW_AT_type,                 Action::type,           offsetof(DescType, target)},
+    {RecordKind::basicType,    DW_AT_signature,            Action::signature,      0, RowRules::published},
 
     {RecordKind::aggregate,    DW_AT_name,                 Action::name,           offsetof(DescType, name)},
     {RecordKind::aggregate,    DW_AT_byte_size,            Action::word,           offsetof(DescType, byteSize)},
@@ -102,6 +104,9 @@ constexpr AttributeRow attributeRows[] = {
     {RecordKind::scope,        DW_AT_ranges,               Action::ranges,         0, RowRules::published},
     {RecordKind::scope,        DW_AT_abstract_origin,      Action::specification,  0, RowRules::published},
     {RecordKind::scope,        DW_AT_specification,        Action::specification,  0, RowRules::published},
+    {RecordKind::scope,        DW_AT_import,               Action::specification,  0, RowRules::published},
+    {RecordKind::scope,        DW_AT_declaration,          Action::declaration,    0, RowRules::published},
+    {RecordKind::scope,        DW_AT_inline,               Action::inlined,        0, RowRules::published},
     {RecordKind::scope,        DW_AT_extension,            Action::specification,  0, RowRules::published},
     {RecordKind::scope,        DW_AT_call_file,            Action::word,           offsetof(ScopeEntry, callFile), RowRules::published},
     {RecordKind::scope,        DW_AT_call_line,            Action::word,           offsetof(ScopeEntry, callLine), RowRules::published},
@@ -133,7 +138,9 @@ constexpr OpRow opRows[] = {
     {Action::word,           DW_FORM_udata,     Op::wordUleb},
     {Action::word,           DW_FORM_sdata,     Op::wordSleb},
     {Action::location,       DW_FORM_block1,    Op::locationBlock1},
+    {Action::memberLocation, DW_FORM_block1,    Op::locationBlock1},
     {Action::flag,           DW_FORM_flag,      Op::flag},
+    {Action::declaration,    DW_FORM_flag,      Op::declaration},
 };
 // clang-format on
 
@@ -189,6 +196,9 @@ bool HasNameBefore(const AbbrevAttribute* attributes, uint32_t index) {
 Op OpOf(Action action, uint32_t form, const UnitForms& unit) {
   if (action == Action::address && form == DW_FORM_addr && unit.addressSize == 4) {
     return Op::address4;
+  }
+  if (action == Action::declaration && form == DW_FORM_flag_present) {
+    return Op::declarationPresent;
   }
   if (unit.offsetSize != 4 && RowOfForm(form, unit).shape == FormShape::offset) {
     return Op::other;

@@ -45,6 +45,7 @@ enum class Action : uint8_t {
   bitOffset,       // the same, and the record is a bit field
   address,         // 32 bits
   location,        // DescLocation*
+  memberLocation,  // the same, and a constant is a distance
   flag,            // 32 bits, 0 or 1
   callKind,
   specification,  // the entry to go on with
@@ -90,6 +91,8 @@ enum class Op : uint8_t {
   address4,
   locationBlock1,
   flag,
+  declaration,         // published rules
+  declarationPresent,  // the same, of no bytes
 };
 
 struct Step {

@@ -78,6 +78,7 @@ DescModule* UnitScan::ReadUnit(uint32_t unitLength) {
   }
   moduleHeap_.Use(module->heap);
   ext->unitOffset = unitStart - 4;
+  ext->hasLines = true;  // a unit that names none is read by the first
   ext->unitEnd = unitLength > UINT32_MAX - unitStart ? UINT32_MAX : unitStart + unitLength;
   ext->unitEnd = std::max(std::min(ext->unitEnd, sections_->info.size), unitStart);
   info_.Skip(2);

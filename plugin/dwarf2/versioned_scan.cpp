@@ -1,5 +1,6 @@
 #include "dwarf2/versioned_scan.h"
 
+#include "dwarf/index_records.h"
 #include "dwarf/unit_facts.h"
 #include "dwarf2/unit_header.h"
 #include "dwarf2/unit_names.h"
@@ -17,6 +18,7 @@ VersionedScan::VersionedScan(Failure* failure, Allowance* allowance)
       abbrev_(failure, allowance),
       index_(failure, allowance),
       values_(failure, allowance),
+      ranges_(failure, allowance),
       texts_(failure, allowance),
       moduleHeap_(failure, allowance) {}
 
@@ -29,6 +31,7 @@ void VersionedScan::Use(const ByteSource* file, bool littleEndian, const Dwarf2S
   }
   values_.Use(file, littleEndian, sections);
   texts_.Use(file, littleEndian, sections);
+  ranges_.Use(file, littleEndian, sections, deadCode, &values_);
 }
 
 bool VersionedScan::Run(RecordHeap* tableHeap, Dwarf2Build* build, DescModule** modules, Failure* setAside) {
@@ -46,7 +49,7 @@ bool VersionedScan::Run(RecordHeap* tableHeap, Dwarf2Build* build, DescModule** 
   if (sections_->types.exists && sections_->types.size <= UINT32_MAX - sections_->info.size) {
     ReadSection(sections_->types, true);
   }
-  if (isOutOfMemory_ || !units_.MoveTo(&build->units, tableHeap->Heap())) {
+  if (isOutOfMemory_ || *failure_ || !units_.MoveTo(&build->units, tableHeap->Heap())) {
     failure_->NoteNoMemory();
     ReleaseModuleHeaps(*modules);
     *modules = nullptr;
@@ -61,26 +64,18 @@ bool VersionedScan::Run(RecordHeap* tableHeap, Dwarf2Build* build, DescModule** 
   return true;
 }
 
-// Keeps the first reason of all units, and goes on without one.
-void VersionedScan::SetAside() {
-  if (*failure_ && !*setAside_) {
-    *setAside_ = *failure_;
-  }
-  failure_->Clear();
-}
-
 void VersionedScan::ReadSection(const SectionPlace& section, bool isInTypes) {
   uint32_t next = 0;
-  while (next < section.size && allowance_->IsLeft() && !isOutOfMemory_) {
+  while (next < section.size && allowance_->IsLeft() && !isOutOfMemory_ && !*failure_) {
     info_.Seek(section, next, UNIT_WINDOW);
     if (info_.AtEnd()) {
       info_.Fail("the section ends past the end of the file");
-      SetAside();
+      failure_->SetAside(setAside_);
       return;
     }
     const uint32_t start = next;
     if (!ReadUnit(section, isInTypes, &next)) {
-      SetAside();
+      failure_->SetAside(setAside_);
     }
     info_.Charge(info_.Offset() > start ? info_.Offset() - start : 0);
     if (next <= start) {
@@ -92,7 +87,7 @@ void VersionedScan::ReadSection(const SectionPlace& section, bool isInTypes) {
   }
   if (!allowance_->IsLeft()) {
     info_.Fail("parts of the file are read over and over");
-    SetAside();
+    failure_->SetAside(setAside_);
   }
 }
 
@@ -194,4 +189,21 @@ void VersionedScan::NoteMissingFile(const UnitPlace& unit, const UnitRoot& root)
   failure_->SetUnit(units_.Last().module->name);
   failure_->Note(sections_->info.name, unit.start, "the unit's entries are in another file: %.80s", file.text);
   failure_->SetUnit(nullptr);
+}
+
+void VersionedScan::AddUnitRanges(DescModule* modules, Failure* setAside) {
+  for (DescModule* module = modules; module != nullptr; module = module->next) {
+    const auto* ext = static_cast<const Dwarf2ModuleExt*>(module->ext);
+    if (ext->addrRanges != nullptr || ext->ranges.valueClass == ValueClass::absent) {
+      continue;
+    }
+    unitRanges_.Empty();
+    failure_->SetUnit(module->name);
+    ranges_.Read(UnitDirectory::FormsOf(*ext->unit, *build_->rules), ext->ranges, &unitRanges_);
+    failure_->SetUnit(nullptr);
+    failure_->SetAside(setAside);
+    for (const AddressRange& range : unitRanges_) {
+      AddAddrRange(tableHeap_, module, range.low, range.high - range.low);
+    }
+  }
 }

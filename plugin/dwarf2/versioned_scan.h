@@ -10,6 +10,7 @@
 #include "dwarf2/build_records.h"
 #include "dwarf2/dead_code.h"
 #include "dwarf2/listed_units.h"
+#include "dwarf2/ranges.h"
 #include "dwarf2/unit_root.h"
 #include "dwarf2/unit_texts.h"
 #include "records/record_heap.h"
@@ -25,6 +26,9 @@ class VersionedScan {
   // without memory: no module is handed out then.
   bool Run(RecordHeap* tableHeap, Dwarf2Build* build, DescModule** modules, Failure* setAside);
 
+  // Gives the modules that .debug_aranges does not have the ranges that their units give.
+  void AddUnitRanges(DescModule* modules, Failure* setAside);
+
  private:
   void ReadSection(const SectionPlace& section, bool isInTypes);
   bool ReadUnit(const SectionPlace& section, bool isInTypes, uint32_t* end);
@@ -32,7 +36,6 @@ class VersionedScan {
   void MakeModule(const UnitPlace& unit, const UnitRoot& root);
   void SetRange(DescModule* module, const UnitPlace& unit, const UnitRoot& root);
   void NoteMissingFile(const UnitPlace& unit, const UnitRoot& root);
-  void SetAside();
 
   Failure* failure_;
   Allowance* allowance_;
@@ -42,6 +45,8 @@ class VersionedScan {
   Cursor abbrev_;
   Cursor index_;
   FormValues values_;
+  RangeReader ranges_;
+  GrowingArray<AddressRange> unitRanges_;
   UnitTexts texts_;
   RecordHeap moduleHeap_;
   AbbrevTable abbrevs_;

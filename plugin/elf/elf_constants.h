@@ -7,7 +7,8 @@ enum ElfIdent : uint8_t { EI_CLASS = 4, EI_DATA = 5, EI_NIDENT = 16 };
 enum ElfData : uint8_t { ELFDATA2LSB = 1, ELFDATA2MSB = 2 };
 enum ElfSegmentType : uint32_t { PT_LOAD = 1 };
 enum ElfSegmentFlag : uint32_t { PF_X = 1, PF_W = 2, PF_R = 4 };
-enum ElfSectionType : uint32_t { SHT_NOTE = 7 };
+enum ElfSectionType : uint32_t { SHT_NOTE = 7, SHT_NOBITS = 8 };
+enum ElfSectionFlag : uint32_t { SHF_ALLOC = 2, SHF_EXECINSTR = 4 };
 
 enum ElfMachine : uint32_t {
   EM_68K = 4,

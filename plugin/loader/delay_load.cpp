@@ -3,7 +3,7 @@
 #include "loader/line_info_procs.h"
 #include "loader/loader_state.h"
 #include "loader/type_size.h"
-#include "records/debug_records.h"
+#include "records/desc_module.h"
 
 namespace {
 
@@ -61,7 +61,7 @@ int ElfLoader::FillModule(DescModule* module, L_list* ranges) {
 // What follows a fill that succeeded. Work that the file does not warrant fails it after all.
 void ElfLoader::SettleModule(DescModule* module, L_list* ranges) {
   Allowance* allowance = &state_->allowance;
-  AddLineInfoProcs(module, ranges, allowance);
+  AddLineInfoProcs(module, ranges, BuildOf(module)->coversOnlyRows, allowance);
   SettleArrays(module->ext, allowance);
   SettleBitFields(module->ext, allowance);
   SettleSizes(module->vars, allowance);

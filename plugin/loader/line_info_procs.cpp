@@ -23,14 +23,15 @@ constexpr uint32_t SPAN_CHARGE = 256;  // bytes: what the index takes for a reco
 // of a range ascend, and end the list.
 class LineInfoCover {
  public:
-  LineInfoCover(DescModule* module, Allowance* allowance)
-      : module_(module), allowance_(allowance), heap_(&unreported_, allowance) {
+  LineInfoCover(DescModule* module, bool coversOnlyRows, Allowance* allowance)
+      : module_(module), allowance_(allowance), heap_(&unreported_, allowance), coversOnlyRows_(coversOnlyRows) {
     heap_.Use(module->heap);
   }
 
-  // Both throw std::bad_alloc.
+  // All throw std::bad_alloc.
   void TakeProcs();
   void Cover(uint32_t low, uint32_t high);
+  void CoverRows();  // once, after all ranges
 
  private:
   // What is left of a range. Procedures before `again` do not touch it, so a walk over a part of it begins there: at
@@ -42,8 +43,17 @@ class LineInfoCover {
     uint32_t next;  // the procedure that the walk goes on with
   };
 
+  // What no procedure covers of a range, where only rows are covered.
+  struct Piece {
+    uint32_t low;
+    uint32_t high;
+    uint32_t firstRow;  // address of its lowest row; `high` without rows
+  };
+
   void Meet(uint32_t number);
-  void AddProc(uint32_t low, uint32_t high);
+  void AddPiece(uint32_t low, uint32_t high);
+  void FindFirstRows();
+  bool AddProc(uint32_t low, uint32_t high);
   char* NewName(uint32_t low, uint32_t high);
 
   DescModule* module_;
@@ -53,6 +63,9 @@ class LineInfoCover {
   DescProc* last_ = nullptr;  // of the module's list
   SpanIndex procs_;
   std::vector<Walk> walks_;  // the innermost last
+
+  const bool coversOnlyRows_;
+  std::vector<Piece> pieces_;
 };
 
 void LineInfoCover::TakeProcs() {
@@ -64,8 +77,8 @@ void LineInfoCover::TakeProcs() {
   }
 }
 
-// What a procedure that touches the range of the innermost walk takes from it. One that begins inside the range and
-// ends exactly with it takes nothing.
+// What a procedure that touches the range of the innermost walk takes from it. By the loader's rules one that begins
+// inside the range and ends exactly with it takes nothing.
 void LineInfoCover::Meet(uint32_t number) {
   const SpanIndex::Span proc = procs_.At(number);
   Walk& walk = walks_.back();
@@ -78,7 +91,7 @@ void LineInfoCover::Meet(uint32_t number) {
     } else {
       walk.low = proc.high;
     }
-  } else if (walk.high < proc.high) {
+  } else if (walk.high < proc.high || (coversOnlyRows_ && walk.high == proc.high)) {
     walk.high = proc.low;
   } else if (proc.high < walk.high) {
     const Walk inner = {walk.low, proc.low, walk.again, walk.again};
@@ -101,7 +114,59 @@ void LineInfoCover::Cover(uint32_t low, uint32_t high) {
     } else {
       const Walk rest = walk;
       walks_.pop_back();
-      AddProc(rest.low, rest.high);
+      if (coversOnlyRows_) {
+        AddPiece(rest.low, rest.high);
+      } else if (allowance_->TakeMemory(SPAN_CHARGE) && AddProc(rest.low, rest.high)) {
+        procs_.Append(rest.low, rest.high);
+      }
+    }
+  }
+}
+
+// A piece takes part in what follows as if it were covered, whether it has rows or not: no other has its addresses.
+void LineInfoCover::AddPiece(uint32_t low, uint32_t high) {
+  if (allowance_->TakeMemory(SPAN_CHARGE)) {
+    pieces_.push_back({low, high, high});
+    procs_.Append(low, high);
+  }
+}
+
+// Asks for the piece of a row only where the row is not between the same two pieces as the row before.
+void LineInfoCover::FindFirstRows() {
+  std::vector<Piece*> pieces;
+  for (Piece& piece : pieces_) {
+    pieces.push_back(&piece);
+  }
+  std::sort(pieces.begin(), pieces.end(), [](const Piece* a, const Piece* b) { return a->low < b->low; });
+  uint32_t from = 0;
+  uint32_t to = 0;
+  for (const DescLineBlock* block = module_->lineBlocks; block != nullptr; block = block->next) {
+    for (int32_t i = 0; i < block->count; ++i) {
+      const uint32_t address = block->addresses[i];
+      if (address - from < to - from) {
+        continue;
+      }
+      const auto next = std::upper_bound(pieces.begin(), pieces.end(), address,
+                                         [](uint32_t row, const Piece* piece) { return row < piece->low; });
+      Piece* piece = next != pieces.begin() ? *(next - 1) : nullptr;
+      if (piece != nullptr && address < piece->high) {
+        piece->firstRow = std::min(piece->firstRow, address);
+      } else {
+        from = piece != nullptr ? piece->high : 0;
+        to = next != pieces.end() ? (*next)->low : LAST_ADDRESS;
+      }
+    }
+  }
+}
+
+// A piece is covered from its first row on. One without a row is what is between two procedures.
+void LineInfoCover::CoverRows() {
+  if (!pieces_.empty()) {
+    FindFirstRows();
+  }
+  for (const Piece& piece : pieces_) {
+    if (piece.firstRow < piece.high) {
+      AddProc(piece.firstRow, piece.high);
     }
   }
 }
@@ -116,32 +181,34 @@ char* LineInfoCover::NewName(uint32_t low, uint32_t high) {
   return heap_.CopyText(text, static_cast<size_t>(end - text));
 }
 
-void LineInfoCover::AddProc(uint32_t low, uint32_t high) {
-  DescProc* proc = allowance_->TakeMemory(SPAN_CHARGE) ? NewDescProc(&heap_, nullptr) : nullptr;
+// False without memory.
+bool LineInfoCover::AddProc(uint32_t low, uint32_t high) {
+  DescProc* proc = NewDescProc(&heap_, nullptr);
   if (proc == nullptr) {
-    return;
+    return false;
   }
   proc->lowPc = low;
   proc->highPc = high;
   proc->name = NewName(low, high);
   (last_ == nullptr ? module_->procs : last_->next) = proc;
   last_ = proc;
-  procs_.Append(low, high);
+  return true;
 }
 
 }  // namespace
 
-void AddLineInfoProcs(DescModule* module, L_list* ranges, Allowance* allowance) {
+void AddLineInfoProcs(DescModule* module, L_list* ranges, bool coversOnlyRows, Allowance* allowance) {
   if (L_First(ranges) == nullptr) {
     return;
   }
   try {
-    LineInfoCover cover(module, allowance);
+    LineInfoCover cover(module, coversOnlyRows, allowance);
     cover.TakeProcs();
     for (void* data = L_First(ranges); data != nullptr; data = L_Next(ranges)) {
       const auto* range = static_cast<const DescLineRange*>(data);
       cover.Cover(range->low, range->high == LAST_ADDRESS ? range->high : range->high + 1);
     }
+    cover.CoverRows();
   } catch (const std::bad_alloc&) {
     // The rest stays uncovered.
   }

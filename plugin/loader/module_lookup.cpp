@@ -1,7 +1,8 @@
 // The finders: which module holds a name or an address, filling as few modules as the indexes allow.
 //
 // Both walk the list of modules. One whose unit gave its range, or that the file's indexes cover, is decided without a
-// fill; any other is filled, and its records are searched.
+// fill; any other is filled, and its records are searched. Where the build's rules seek data past code, ranges of code
+// alone decide only about code.
 #include <cstring>
 
 #include "dwarf/static_address.h"
@@ -9,8 +10,11 @@
 #include "loader/elf_loader.h"
 #include "loader/loader_state.h"
 #include "records/debug_records.h"
+#include "records/desc_module.h"
 
 namespace {
+
+constexpr uint8_t DEFAULT_ADDRESS_SIZE = 4;  // bytes
 
 bool LooksAtCode(FindKind kind) {
   return kind == FIND_ALL || kind == FIND_CODE;
@@ -44,32 +48,45 @@ struct NameQuestion {
   }
 };
 
+// An index of addresses is ranges. Many have ranges of code alone, so where the build's rules say so, one that does not
+// have the address says nothing of data, unless another module's ranges have it: then it is that module's.
 struct AddressQuestion {
   uint32_t address;
   FindKind kind;
   bool littleEndian;
+  LookupRules rules;
+  const DeadCode* deadCode;
+  bool mayBeDataPastCode;  // data is looked for too, and no range has the address
 
   bool HasOwnRange(const DescModule* module) const { return module->hasRange != 0 && LooksAtCode(kind); }
-  bool IsIndexed(const DescModule* module) const { return HasOwnRange(module) || module->ext->addrRanges != nullptr; }
+  bool IsIndexed(const DescModule* module) const {
+    const bool hasRanges = HasOwnRange(module) || module->ext->addrRanges != nullptr;
+    return hasRanges && (!mayBeDataPastCode || IsDataIndexed(module));
+  }
   bool IndexHolds(const DescModule* module) const {
     if (HasOwnRange(module)) {
-      return module->lowPc <= address && address < module->highPc;
+      const bool isOwn = module->lowPc <= address && address < module->highPc;
+      if (isOwn || !rules.seeksDataPastCode) {
+        return isOwn;
+      }
     }
     return HasAny(module->ext->addrRanges,
                   [this](const DescAddrRange& range) { return range.low <= address && address <= range.high; });
   }
   bool RecordsHold(const DescModule* module) const {
     const auto hasCode = [this](const DescProc& proc) { return proc.lowPc <= address && address < proc.highPc; };
-    const auto hasData = [this](const DescVar& variable) { return Holds(variable); };
+    const auto hasData = [this, module](const DescVar& variable) { return Holds(module, variable); };
     return (LooksAtCode(kind) && HasAny(module->procs, hasCode)) ||
            (LooksAtData(kind) && HasAny(module->vars, hasData));
   }
 
   // A variable that is not at a fixed address, or has no size, is nowhere.
-  bool Holds(const DescVar& variable) const {
+  bool Holds(const DescModule* module, const DescVar& variable) const {
+    const uint8_t size = rules.readsAddressesBySize ? module->ext->addressSize : DEFAULT_ADDRESS_SIZE;
     uint32_t start = 0;
-    return variable.byteSize > 0 && StaticAddressOf(variable.location, littleEndian, &start) && start <= address &&
-           address - start < static_cast<uint32_t>(variable.byteSize);
+    return variable.byteSize > 0 && StaticAddressOf(variable.location, littleEndian, size, &start) &&
+           start <= address && address - start < static_cast<uint32_t>(variable.byteSize) &&
+           !(rules.dropsDeadCode && deadCode->IsMark(start, size));
   }
 };
 
@@ -103,7 +120,12 @@ int ElfLoader::FindModuleFromAdr(DescModule* first, Address address, DescModule*
   if (first == nullptr || image == nullptr) {
     return 0;
   }
-  DescModule* module = FindModule(first, AddressQuestion{address.offset, kind, ELF_IsLittleEndian(image)});
+  AddressQuestion question = {
+      address.offset, kind, ELF_IsLittleEndian(image), BuildOf(first)->lookups, &state_->dwarf2.GetDeadCode(), false};
+  if (question.rules.seeksDataPastCode && LooksAtData(kind)) {
+    question.mayBeDataPastCode = !HasAny(first, [&](const DescModule& each) { return question.IndexHolds(&each); });
+  }
+  DescModule* module = FindModule(first, question);
   *found = module != nullptr ? module : *found;
   return module != nullptr ? 1 : 0;
 }

@@ -11,12 +11,7 @@ constexpr size_t PREFIX_ROOM = 22;
 
 // 1 when the name of `a` sorts before the name of `b` or equals it.
 int SortsBefore(const void* a, const void* b) {
-  const auto* first = static_cast<const DescModule*>(a);
-  const auto* second = static_cast<const DescModule*>(b);
-  if (first == nullptr || second == nullptr || first->name == nullptr || second->name == nullptr) {
-    return 0;
-  }
-  return std::strcmp(first->name, second->name) <= 0 ? 1 : 0;
+  return std::strcmp(static_cast<const DescModule*>(a)->name, static_cast<const DescModule*>(b)->name) <= 0 ? 1 : 0;
 }
 
 void NumberName(DescModule* module, int number, Allowance* allowance) {

@@ -17,6 +17,9 @@ class Allowance {
     memoryLeft_ = MEMORY_FOR_EACH * size + MEMORY_FOR_ANY;
   }
 
+  // Beside that as many bytes: what the format allows to be read more than once.
+  void GrantMore(uint64_t bytes) { bytesLeft_ += static_cast<int64_t>(bytes); }
+
   // Both return whether the file may ask for more.
   bool Consume(uint64_t bytes) { return (bytesLeft_ -= static_cast<int64_t>(bytes)) >= 0; }
   bool TakeMemory(uint64_t bytes) { return (memoryLeft_ -= static_cast<int64_t>(bytes)) >= 0; }

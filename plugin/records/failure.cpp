@@ -3,7 +3,7 @@
 #include <cstdio>
 
 void Failure::Clear() {
-  isSet_ = false;
+  isSet_ = isOfMemory_ = false;
   offset_ = NO_OFFSET;
   section_ = nullptr;
   unit_[0] = 0;

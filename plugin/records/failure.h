@@ -37,7 +37,23 @@ class Failure {
   void NoteList(const char* section, uint32_t offset, const char* format, va_list arguments);
 
   // What every failed allocation of a reader notes.
-  void NoteNoMemory() { Note(nullptr, NO_OFFSET, "no memory for the records"); }
+  void NoteNoMemory() {
+    isOfMemory_ = isOfMemory_ || !isSet_;
+    Note(nullptr, NO_OFFSET, "no memory for the records");
+  }
+  bool IsOfMemory() const { return isOfMemory_; }  // whether the failure is that there was no memory
+
+  // Moves the failure, if there is one, to `first` unless that has one already, so that the operation can go on with
+  // its other parts. A failure of memory stays.
+  void SetAside(Failure* first) {
+    if (!isSet_ || isOfMemory_) {
+      return;
+    }
+    if (!*first) {
+      *first = *this;
+    }
+    Clear();
+  }
 
   const char* Text() const { return text_; }
   const char* Unit() const { return unit_; }        // empty when no unit was being read
@@ -46,9 +62,27 @@ class Failure {
 
  private:
   bool isSet_ = false;
+  bool isOfMemory_ = false;
   uint32_t offset_ = NO_OFFSET;
   const char* section_ = nullptr;
   const char* currentUnit_ = nullptr;
   char unit_[128] = {};
   char text_[128] = {};
+};
+
+// What is read during its life begins without a failure, so that one before it stops nothing. The first of all is kept.
+class SeparateFailure {
+ public:
+  explicit SeparateFailure(Failure* failure) : failure_(failure), before_(*failure) { failure->Clear(); }
+  SeparateFailure(const SeparateFailure&) = delete;
+  SeparateFailure& operator=(const SeparateFailure&) = delete;
+  ~SeparateFailure() {
+    if (before_) {
+      *failure_ = before_;
+    }
+  }
+
+ private:
+  Failure* failure_;
+  Failure before_;
 };

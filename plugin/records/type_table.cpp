@@ -29,6 +29,7 @@ TypeTable::~TypeTable() {
 void TypeTable::Begin(DescModule* module, uint32_t base, uint32_t span) {
   End();
   module_ = module;
+  undefined_ = 0;
   base_ = base;
   const uint32_t count = span / KEYS_OF_SLOT + 1;
   if (count > slotCapacity_) {
@@ -82,6 +83,7 @@ DescType* TypeTable::Add(uint32_t key) {
   if (type == nullptr) {
     return nullptr;
   }
+  ++undefined_;
   const uint32_t distance = key - base_;
   if (distance < span_ && slots_[distance / KEYS_OF_SLOT] == nullptr) {
     slots_[distance / KEYS_OF_SLOT] = reinterpret_cast<char*>(type) + distance % KEYS_OF_SLOT;

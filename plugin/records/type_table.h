@@ -23,6 +23,10 @@ class TypeTable {
   // Begins a module whose keys are in [base, base + span) as a rule. It has no types yet.
   void Begin(DescModule* module, uint32_t base, uint32_t span);
 
+  // Types that were asked for and have not been defined; who defines one that is a placeholder says so.
+  uint32_t Undefined() const { return undefined_; }
+  void NoteDefinition() { --undefined_; }
+
   // Forgets the types. They stay on the module's list.
   void End();
 
@@ -56,6 +60,7 @@ class TypeTable {
 
   char** slots_ = nullptr;  // by key less base_, divided by KEYS_OF_SLOT; null for none
   uint32_t slotCapacity_ = 0;
+  uint32_t undefined_ = 0;
   uint32_t base_ = 0;
   uint32_t span_ = 0;
 

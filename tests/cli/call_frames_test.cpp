@@ -16,7 +16,7 @@ Texts Lines(const CallFrames& frames) {
 }
 
 // What compilers write is compared with another decoder over whole files; here is what they do not write.
-TEST(CallFrames, TellWhatFilesSeldomHold) {
+TEST(CallFrames, ShowWhatFilesSeldomHold) {
   const struct {
     const char* what;
     bool littleEndian;

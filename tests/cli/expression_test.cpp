@@ -123,7 +123,7 @@ TEST(Expression, AddressSizesThatNoCopyIsPaddedForEndIt) {
   EXPECT_EQ(ExpressionLength(stored.data(), format), 1u);
 }
 
-TEST(Expression, OffsetsAndAddressesThatStandAlone) {
+TEST(Expression, OffsetsAndAddressesByThemselves) {
   uint32_t value = 0;
   EXPECT_TRUE(ConstantOffset(Stored({0x23, 0x88, 0x01}).data(), dwarf2, value));
   EXPECT_EQ(value, 136u);

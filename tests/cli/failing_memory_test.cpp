@@ -1,28 +1,13 @@
 // Memory that runs out at any call of a command: it throws or says so by its status, or has written the whole text.
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <new>
 #include <string>
 
 #include "commands/commands.h"
-
-namespace {
-
-std::atomic<size_t> callsUntilFailure = 0;  // 0: none fails
-std::atomic<bool> failed = false;
-
-bool Fails() {
-  size_t left = callsUntilFailure;
-  while (left != 0 && !callsUntilFailure.compare_exchange_weak(left, left - 1)) {
-  }
-  if (left == 1) failed = true;
-  return left == 1;
-}
-
-}  // namespace
+#include "support/failing_malloc.h"
 
 namespace elfload {
 namespace {
@@ -58,10 +43,10 @@ TEST(FailingMemory, IsNeverTakenForSuccess) {
   const std::vector<std::vector<const char*>> lines = {
       {"info"},
       {"info", "--json"},
-      {"dump", "--json", "--jobs", "1"},
-      {"dump", "--jobs", "1"},
-      {"dump", "--json", "--jobs", "3"},
       {"modules"},
+      {"dump", "--jobs", "1"},
+      {"dump", "--json", "--jobs", "1"},
+      {"dump", "--json", "--jobs", "3"},
       {"load", "--verify", "full"},
   };
   for (std::vector<const char*> line : lines) {
@@ -79,15 +64,3 @@ TEST(FailingMemory, IsNeverTakenForSuccess) {
 
 }  // namespace
 }  // namespace elfload
-
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl*,readability-inconsistent-*): glibc's own names
-extern "C" {
-void* __libc_malloc(size_t size);
-void* __libc_calloc(size_t count, size_t size);
-void* __libc_realloc(void* memory, size_t size);
-
-void* malloc(size_t size) { return Fails() ? nullptr : __libc_malloc(size); }
-void* calloc(size_t count, size_t size) { return Fails() ? nullptr : __libc_calloc(count, size); }
-void* realloc(void* memory, size_t size) { return Fails() ? nullptr : __libc_realloc(memory, size); }
-}
-// NOLINTEND(bugprone-reserved-identifier,cert-dcl*,readability-inconsistent-*)

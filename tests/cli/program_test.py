@@ -82,7 +82,7 @@ class ProgramTest(unittest.TestCase):
         self.assertIn("\x1b[", colored)
         self.assertEqual(re.sub("\x1b\\[[0-9;]*m", "", colored), text)
 
-    def test_find_tells_which_modules_it_filled(self):
+    def test_find_lists_which_modules_it_filled(self):
         found = self.document("find", "--json", SAMPLE, "main", "0x3a0", "nobody", "928", "log_add", status=1)
         self.assertEqual(list(found), ["file", "build", "results", "messages"])
         self.assertEqual([tuple(result.values()) for result in found["results"]],

@@ -103,17 +103,6 @@ TEST_F(TypeText, Prototypes) {
   EXPECT_EQ(Prototype(&proc), proc.name);
 }
 
-TEST_F(TypeText, CirclesEnd) {
-  DescType* circle = Const(nullptr);
-  circle->target.type = circle;
-  EXPECT_NE(Declaration(circle, "x").find("..."), std::string::npos);
-
-  // Each parameter takes the function itself: the text would double at every level.
-  DescType* function = Function(nullptr, {nullptr, nullptr, nullptr});
-  for (DescVar* param = function->items.params; param != nullptr; param = param->next) param->type = Pointer(function);
-  EXPECT_LT(Declaration(function, "x").size(), 10000u);
-}
-
 TEST_F(TypeText, LongNamesEndAndBlanksBeforeBracketsGo) {
   DescType* node = Type(KIND_STRUCT, std::string(100000, 'n').c_str());
   DescType* function = Function(nullptr, {});

@@ -260,7 +260,7 @@ CHECKED_FIELDS = {"name", "lowPc", "highPc", "language", "unitOffset", "lineOffs
 
 
 def places(value, path=()):
-    """Paths to the values that are compared. The last element of a list stands for all, but for the loader's own."""
+    """Paths to the values that are compared. Of a list the last element is enough, but for the loader's own."""
     if isinstance(value, dict):
         for key, item in value.items():
             yield from places(item, (*path, key)) if key != "frames" else ()
@@ -280,7 +280,7 @@ def change(value):
 
 
 def self_test(dump, units, entries, sections, little):
-    """Changes one value at a time; gives the names of those that the check does not notice, and how many were tried."""
+    """Changes one value at a time; returns the names of those that the check does not notice, and how many were tried."""
     missed, tried = [], 0
     for unit, module in zip(units, dump["modules"]):
         for path in places(module):

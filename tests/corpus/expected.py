@@ -41,7 +41,7 @@ class Expected:
                 self.vars.append(self.read_var(child))
             else:
                 self.read_entry(child)
-        # Labels stand by address, of those at one address the later one first.
+        # Labels are in order of address, of those at one address the later one first.
         self.labels = sorted(reversed(self.labels), key=lambda label: label["lowPc"])
 
     def merged(self, entry):

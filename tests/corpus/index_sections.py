@@ -23,9 +23,10 @@ def read_ranges(section, little):
     ranges, cursor = {}, Bytes(section, little)
     while cursor.position < len(section):
         start = cursor.position
-        cursor.fixed(4)  # unit_length
+        offset_size = 8 if cursor.fixed(4) == 0xFFFFFFFF else 4  # unit_length, or what says that it has 8 bytes
+        cursor.fixed(8 if offset_size == 8 else 0)
         cursor.fixed(2)  # version
-        unit = cursor.fixed(4)
+        unit = cursor.fixed(offset_size)
         size = cursor.fixed(1)
         cursor.fixed(1)  # segment_size
         cursor.position += -(cursor.position - start) % (2 * size)

@@ -2,6 +2,7 @@
 import re
 import struct
 import subprocess
+import zlib
 from collections import namedtuple
 
 Unit = namedtuple("Unit", "offset address_size root")
@@ -96,7 +97,7 @@ def read_rows(path):
 
 
 def read_frames(path):
-    """The instructions of the frame descriptions by (first address, address behind), those of their common entry first.
+    """The instructions of the frame descriptions by (first address, address after the last), those of their common entry first.
     Of .debug_frame; what pads an entry is left out, and the names of registers and next addresses that readelf adds."""
     common, frames, instructions, is_wanted = {}, {}, [], False
     for line in run("-W", "--debug-dump=frames", path).splitlines():
@@ -142,4 +143,6 @@ def read_sections(path):
         start = names + header[0]
         name = data[start:data.index(b"\0", start)].decode("latin-1")
         sections[name] = data[header[4]:header[4] + header[5]] if header[1] != 8 else b""
+        if header[2] & 0x800:  # compressed; 12 bytes say how
+            sections[name] = zlib.decompress(sections[name][12:])
     return sections, little

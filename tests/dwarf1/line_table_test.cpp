@@ -115,41 +115,4 @@ TEST_P(Dwarf1LineTable, MergedUnitsKeepTheirFilesAndBlocks) {
   EXPECT_EQ(module->ext->mergedModules->lineBlocks, nullptr);
 }
 
-// Sound units of hardly a byte are all granted. With one long table for all of them, rows cost their bytes each time.
-TEST_P(Dwarf1LineTable, UnitsThatShareATableEnd) {
-  constexpr uint32_t UNITS = 2000;
-  Bytes debug;
-  for (uint32_t end = 16; end <= 16 * UNITS; end += 16) {
-    debug.u32(12).u16(TAG_compile_unit).u16(AT_sibling | +FORM_REF).u32(end).u32(4);
-  }
-  for (const uint32_t rows : {3U, 10000U}) {
-    const RawBytes file = Dwarf1File(GetParam(), debug).section(".line", LineTable("", 0, Rows(rows))).build();
-    size_t used = 0;
-    uint32_t count = 0;
-    for (DescModule* module = Read(file); module != nullptr; module = module->next) {
-      count += static_cast<uint32_t>(FillModule(module));
-      used += HEAP_BytesUsed(module->heap);
-      EXPECT_EQ(module->lineBlocks != nullptr, filled == 1);
-    }
-    EXPECT_TRUE(rows == 3 ? count == UNITS : count > 16 && count < UNITS) << count;
-    EXPECT_LT(used, 256 * file.size());
-  }
-}
-
-// A range that finds no memory is not reported, and that is no failure.
-TEST_P(Dwarf1LineTable, WithoutMemoryForTheRange) {
-  const ElfFile file =
-      Dwarf1File(GetParam(), Dwarf1Unit({at::name("a.c")})).section(".line", LineTable("", 0, Rows(3)));
-  size_t unreported = 0;
-  for (size_t call = 1; unreported == 0 && call < 100; ++call) {
-    DescModule* module = Read(file);
-    HEAP_FailFrom(call, 1);
-    FillModule(module);
-    unreported += filled == 1 && HEAP_FailFrom(0) == 1 && L_First(ranges) == nullptr ? 1 : 0;
-    HEAP_FailFrom(0);
-    EXPECT_TRUE(filled == 1 || reason == "no memory for the records") << reason;
-  }
-  EXPECT_EQ(unreported, 1U);
-}
-
 }  // namespace

@@ -197,29 +197,6 @@ TEST_P(Dwarf1ModuleFill, NestingHasALimit) {
   }
 }
 
-// Each level can be reached from the one before on two ways, so that a walk with endless patience would take 2^60
-// steps.
-TEST_P(Dwarf1ModuleFill, OverlappingEntriesEnd) {
-  constexpr int LEVELS = 60;
-  const auto label = [](const char* what, int level) { return what + std::to_string(level); };
-  const auto skipped = [](const std::string& sibling) {
-    return Dwarf1Entries().entry(TAG_string_type, {at::sibling(sibling)});
-  };
-  Dwarf1Entries entries;
-  for (int level = 0; level < LEVELS; ++level) {
-    const std::string end = label("end ", level);
-    const std::string second = label("second way ", level);
-    const std::string next = label("level ", level + 1);
-    entries.append(skipped(end)).append(skipped(second)).append(skipped(end)).append(skipped(next)).nullEntry();
-    entries.label(second).append(skipped(end)).append(skipped(next)).nullEntry().label(next);
-  }
-  entries.nullEntry();
-  for (int level = LEVELS - 1; level >= 0; --level) entries.label(label("end ", level)).nullEntry().pad(4);
-  FillEntries(entries);
-  EXPECT_EQ(filled, 0);
-  EXPECT_EQ(reason, "parts of the file are read over and over");
-}
-
 TEST_P(Dwarf1ModuleFill, MergedUnitsBecomeOne) {
   const auto unit = [](const std::string& number) {
     const auto named = [&](const std::string& what) { return at::name(what + number); };

@@ -65,23 +65,4 @@ TEST_P(Dwarf1NameIndex, WhatIsReadAndWhereItStops) {
   }
 }
 
-TEST_P(Dwarf1NameIndex, SetsThatRunOffTheFileDoNoHarm) {
-  const struct {
-    const char* section;
-    Bytes set;
-    const char* indexes;
-  } facts[] = {
-      {".debug_pubnames", Bytes().u32(0x1000).u8(1).u32(0).u32(0).u32(8).text("x").u32(8).raw({'c', 'u', 't'}),
-       "cut x |"},
-      {".debug_pubnames", Bytes().u32(0x1000).u8(1).u32(0), "|"},
-      {".debug_pubnames", Bytes().u32(0x1000), "|"},
-      {".debug_aranges", Bytes().u32(0).u8(1).u32(0).u32(16).u32(4).u32(32), "| 32..30 16..19"},
-  };
-  for (const auto& fact : facts) {
-    const ElfFile file = ThreeUnits(GetParam()).section(fact.section);
-    const RawBytes bytes = EndingWith(file, fact.set.In(GetParam()), 0x7FFFFFFF);
-    EXPECT_EQ(IndexesOf(Read(bytes))[0], fact.indexes);
-  }
-}
-
 }  // namespace

@@ -99,32 +99,6 @@ TEST_P(Dwarf1UnitScan, WhereTheChainEnds) {
   }
 }
 
-// What a fill shares is of the build that its module is of, also when a younger build has come and gone.
-TEST_P(Dwarf1UnitScan, ABuildOwnsItsSharedTypes) {
-  const auto unit = [](const char* file) {
-    return Dwarf1Unit({at::name(file)})
-        .entry(TAG_typedef, {at::name("long"), at::byteSize(8), at::fundType(FT_long)})
-        .entry(TAG_global_variable, {at::name("i"), at::fundType(FT_integer)})
-        .entry(TAG_global_variable, {at::name("l"), at::fundType(FT_long)})
-        .entry(TAG_global_variable, {at::name("none")});
-  };
-  DescModule* first = Read(Dwarf1File(GetParam(), unit("a.c"), unit("b.c")));
-  mem_desc* heap = HEAP_Create(0, 0, 0);
-  DescModule* second = nullptr;
-  ASSERT_EQ(reader.ReadModules(heap, &second, 2), 1);
-  EXPECT_EQ(FillModule(first), 1);
-  EXPECT_EQ(FillModule(second), 1);
-  EXPECT_EQ(first->vars->type->byteSize, 4);
-  ReleaseModules();
-  EXPECT_EQ(second->vars->type->byteSize, 2);
-  EXPECT_EQ(FillModule(second->next), 1);
-  EXPECT_EQ(VarTexts(second->next->vars), (Texts{"i: int", "l: long", "none: undefined"}));
-  EXPECT_EQ(second->next->vars->type, second->vars->type) << "one record for all units of a build";
-  EXPECT_EQ(second->next->vars->next->type->byteSize, 8);
-  ReleaseModuleHeaps(second);
-  HEAP_Release(heap);
-}
-
 TEST_P(Dwarf1UnitScan, AdjacentUnitsOfOneSourceAreOneModule) {
   const auto unit = [](const char* name, const char* directory, uint32_t low) {
     return Dwarf1Unit({at::name(name), at::text(AT_comp_dir, directory), at::lowPc(low), at::highPc(low + 1)});

@@ -1,53 +1,30 @@
 // Address ranges by DW_AT_ranges, in the two kinds of lists that there are, and what is left out of them.
-#include <gtest/gtest.h>
-
+#include "dwarf2/dwarf2_input.h"
 #include "dwarf2/ranges.h"
 #include "support/describe.h"
-#include "support/dwarf2_builder.h"
 
 namespace {
 
-// Lists of a file with a segment from 0x8000 to 0x8FFF.
-class Lists {
+class Lists : Dwarf2Input {
  public:
-  explicit Lists(const ElfFile& file) : image_(ElfFile(file).segment(PT_LOAD, 0x8000, Bytes().pad(0x1000)).open()) {
-    allowance_.Grant(0);
-    deadCode_.Use(image_);
-    const bool littleEndian = ELF_IsLittleEndian(image_);
-    values_.Use(image_->file, littleEndian, &sections_);
-    reader_.Use(image_->file, littleEndian, &sections_, &deadCode_, &values_);
+  explicit Lists(const ElfFile& file) : Dwarf2Input(file) {
+    reader_.Use(image->file, littleEndian, &sections, &deadCode, &values);
   }
 
   // "8000-8004 ...", and what failed.
   std::string Read(const UnitForms& unit, const AttributeValue& value) {
     GrowingArray<AddressRange> ranges;
-    failure_.Clear();
+    failure.Clear();
     const bool isRead = reader_.Read(unit, value, &ranges);
-    EXPECT_EQ(isRead, !failure_);
+    EXPECT_EQ(isRead, !failure);
     std::string text;
     for (const AddressRange& range : ranges) text += Hex(range.low) + "-" + Hex(range.high) + " ";
-    return text + failure_.Text();
+    return text + failure.Text();
   }
 
  private:
-  OpenedImage image_;
-  Failure failure_;
-  Allowance allowance_;
-  DeadCode deadCode_;
-  Dwarf2Sections sections_ = FindDwarf2Sections(image_);
-  FormValues values_{&failure_, &allowance_};
-  RangeReader reader_{&failure_, &allowance_};
+  RangeReader reader_{&failure, &allowance};
 };
-
-AttributeValue Offset(uint32_t offset) { return {ValueClass::offset, 0, offset, 0, 0}; }
-
-UnitForms UnitOf(uint16_t version, uint32_t lowPc = 0, uint8_t addressSize = 4) {
-  UnitForms unit = {addressSize, 0};
-  unit.version = version;
-  unit.rules = &publishedRules;
-  unit.lowPc = lowPc;
-  return unit;
-}
 
 constexpr const char* PAST_END = "a list goes on past the end of its section";
 
@@ -87,14 +64,14 @@ TEST(AddressList, PairsOfAddresses) {
     for (const ByteOrder order : bothOrders) {
       Lists lists(ElfFile(order).section(".debug_ranges", closed, Bytes(open)));
       for (uint16_t version = 2; version <= 4; ++version) {
-        EXPECT_EQ(lists.Read(UnitOf(version, fact.lowPc), Offset(0)), fact.expected) << fact.what;
+        EXPECT_EQ(lists.Read(UnitOf(version, fact.lowPc), OffsetOf(0)), fact.expected) << fact.what;
       }
-      EXPECT_EQ(lists.Read(UnitOf(4, fact.lowPc), Offset(closed.size())), fact.expected + std::string(PAST_END))
+      EXPECT_EQ(lists.Read(UnitOf(4, fact.lowPc), OffsetOf(closed.size())), fact.expected + std::string(PAST_END))
           << fact.what;
     }
   }
   Lists small(ElfFile().section(".debug_ranges", Bytes().u16(0xFFFF).u16(0x8000).u16(4).u16(8).u32(0)));
-  EXPECT_EQ(small.Read(UnitOf(2, 0, 2), Offset(0)), "8004-8008 ") << "addresses of 2 bytes";
+  EXPECT_EQ(small.Read(UnitOf(2, 0, 2), OffsetOf(0)), "8004-8008 ") << "addresses of 2 bytes";
 }
 
 TEST(AddressList, EntriesByKind) {
@@ -160,15 +137,13 @@ TEST(AddressList, EntriesByKind) {
         Lists lists(ElfFile(order)
                         .section(".debug_addr", section)
                         .section(".debug_rnglists", Bytes(table).append(closed).append(fact.entries)));
-        UnitForms unit = UnitOf(5, fact.lowPc);
-        unit.offsetSize = offsetSize;
-        unit.addrBase = 8;
+        UnitForms unit = UnitOf(5, fact.lowPc, 4, offsetSize);
         unit.rnglistsBase = 12;
-        EXPECT_EQ(lists.Read(unit, Offset(table.size())), fact.expected) << fact.what;
-        EXPECT_EQ(lists.Read(unit, {ValueClass::listIndex, 0, 1, 0, 0}), fact.expected) << fact.what;
-        EXPECT_EQ(lists.Read(unit, Offset(table.size() + closed.size())), fact.expected + std::string(PAST_END))
+        EXPECT_EQ(lists.Read(unit, OffsetOf(table.size())), fact.expected) << fact.what;
+        EXPECT_EQ(lists.Read(unit, IndexOf(1)), fact.expected) << fact.what;
+        EXPECT_EQ(lists.Read(unit, OffsetOf(table.size() + closed.size())), fact.expected + std::string(PAST_END))
             << fact.what;
-        EXPECT_EQ(lists.Read(unit, {ValueClass::listIndex, 0, 2, 0, 0}), "there is no list 2");
+        EXPECT_EQ(lists.Read(unit, IndexOf(2)), "there is no list 2");
       }
     }
   }
@@ -179,12 +154,12 @@ TEST(AddressList, WhatIsNoList) {
       Bytes().u8(DW_RLE_startx_endx).uleb(0).uleb(0).u8(0).u8(8).u8(DW_RLE_start_end).u32(0x8000).u16(0x80);
   Lists lists(ElfFile().section(".debug_rnglists", list));
   const UnitForms unit = UnitOf(5);
-  EXPECT_EQ(lists.Read(unit, Offset(0)), "there is no entry 0") << "no address of that index";
-  EXPECT_EQ(lists.Read(unit, Offset(4)), "0x8 begins no entry of a list");
-  EXPECT_EQ(lists.Read(unit, Offset(5)), PAST_END) << "an entry that is cut off";
-  EXPECT_EQ(lists.Read(unit, Offset(0xFFFFFFF0)), PAST_END);
-  EXPECT_EQ(lists.Read(unit, {ValueClass::listIndex, 0, 0, 0, 0}), "there is no list 0") << "a unit without a base";
-  EXPECT_EQ(lists.Read(UnitOf(4), Offset(0)), "the section is missing");
+  EXPECT_EQ(lists.Read(unit, OffsetOf(0)), "there is no entry 0") << "no address of that index";
+  EXPECT_EQ(lists.Read(unit, OffsetOf(4)), "0x8 begins no entry of a list");
+  EXPECT_EQ(lists.Read(unit, OffsetOf(5)), PAST_END) << "an entry that is cut off";
+  EXPECT_EQ(lists.Read(unit, OffsetOf(0xFFFFFFF0)), PAST_END);
+  EXPECT_EQ(lists.Read(unit, IndexOf(0)), "there is no list 0") << "a unit without a base";
+  EXPECT_EQ(lists.Read(UnitOf(4), OffsetOf(0)), "the section is missing");
   EXPECT_EQ(lists.Read(unit, {ValueClass::constant, 4, 4, 0, 0}), "") << "no offset since version 4";
   EXPECT_EQ(lists.Read(UnitOf(3), {ValueClass::constant, 4, 4, 0, 0}), "the section is missing");
 }

@@ -1,8 +1,9 @@
-// `.debug_frame`: CIEs and FDEs with their raw instructions, and the order of the list.
+// `.debug_frame` and `.eh_frame`: CIEs and FDEs with their raw instructions, and the order of the list.
 #include <gtest/gtest.h>
 
 #include "support/describe.h"
 #include "support/dwarf2_builder.h"
+#include "support/environment.h"
 #include "support/random.h"
 
 namespace {
@@ -102,6 +103,132 @@ TEST_F(FrameInformation, LengthsThatDoNotFitFailTheBuild) {
       EXPECT_EQ(LoadFrames(order, frames), nullptr);
       EXPECT_EQ(TakeMessages(), Texts{ERROR_IN_OBJECT_FILE});
     }
+  }
+}
+
+// Records as published: `idSize` bytes of id, after the length of its format.
+Bytes Record(uint32_t idSize) { return idSize == 8 ? Bytes().u32(0xFFFFFFFF).length(8) : Bytes().length(); }
+Bytes Cie(uint8_t version, const std::string& augmentation, uint32_t idSize = 4) {
+  return Record(idSize).number(UINT64_MAX, 4).number(UINT64_MAX, idSize - 4).u8(version).text(augmentation);
+}
+Bytes Fde(const std::string& cie, uint32_t low, uint32_t range) {
+  return Bytes().length().ref(cie).u32(low).u32(range);
+}
+
+TEST_F(FrameInformation, AsPublishedEachVersionAndFormat) {
+  const EnvironmentValue published("DWARFRULES", "PUBLISHED");
+  const Bytes one = Joined(Bytes().label("one"), Cie(1, "").uleb(1).sleb(-4).u8(0x81).raw({7}));
+  const Texts oneText = {"10-14 5 | 1 -4 129 7"};
+  const Bytes oneFde = Fde("one", 0x10, 4).raw({5});
+  const struct {
+    const char* what;
+    Bytes bytes;
+    Texts expected;
+    const char* reason;
+  } facts[] = {
+      // clang-format off
+      {"version 1", Joined(oneFde, one), oneText, ""},
+      {"version 3: any register", Joined(Bytes().label("c"), Cie(3, "").uleb(2).sleb(8).uleb(300).raw({7}),
+                                         Fde("c", 0x10, 4)), {"10-14  | 2 8 300 7"}, ""},
+      {"version 4: sizes of address and segment",
+       Joined(Bytes().label("c"), Cie(4, "").u8(2).u8(1).uleb(2).sleb(8).uleb(3),
+              Bytes().length().ref("c").u8(9).u16(0x10).u16(4).u8(5)), {"10-14 5 | 2 8 3 "}, ""},
+      {"the 64-bit format", Joined(Bytes().label("c"), Cie(3, "", 8).uleb(2).sleb(8).uleb(3),
+                                   Record(8).ref("c", 8).u32(0x10).u32(4).u8(5)), {"10-14 5 | 2 8 3 "}, ""},
+      {"augmentation data", Joined(Bytes().label("c"), Cie(1, "zS").uleb(2).sleb(8).u8(3).uleb(2).raw({1, 2}).u8(7),
+                                   Fde("c", 0x10, 4).uleb(3).raw({1, 2, 3}).u8(5)), {"10-14 5 | 2 8 3 7"}, ""},
+      {"a table of exceptions", Joined(Bytes().label("c"), Cie(1, "eh").u32(99).uleb(2).sleb(8).u8(3),
+                                       Fde("c", 0x10, 4)), {"10-14  | 2 8 3 "}, ""},
+      {"an augmentation that nobody knows is passed over",
+       Joined(Bytes().label("c"), Cie(1, "x").raw({1, 2, 3}), Fde("c", 0x10, 4), one, oneFde), oneText, ""},
+      {"code that the linker threw away", Joined(one, Fde("one", 0, 4), Fde("one", 1, 4), oneFde), oneText, ""},
+      {"an unknown version", Joined(Bytes().label("c"), Cie(2, "").pad(9), Fde("c", 0x10, 4), one, oneFde), oneText,
+       "the version of a frame record is not known"},
+      {"no CIE", Joined(Bytes().label("none").u32(0), Fde("none", 0x10, 4), one, oneFde), oneText,
+       "a frame description names no common entry"},
+      {"short records", Joined(Bytes().u32(3).pad(3), one, Bytes().length().ref("one").u32(1), oneFde), oneText,
+       "a frame record is shorter than its fields"},
+      {"a short description", Joined(one, Bytes().length().ref("one").u32(9), oneFde), oneText,
+       "a frame description is shorter than its fields"},
+      {"augmentation data past the record",
+       Joined(Bytes().label("c"), Cie(1, "zR").uleb(1).sleb(1).u8(1).uleb(9), Fde("c", 0x10, 4), one, oneFde), oneText,
+       "the augmentation data of a frame record is longer than the record"},
+      {"a record past the section", Joined(one, oneFde, Bytes().u32(0x40).ref("one").u32(0x20).u32(4)), oneText,
+       "a frame record leads outside the section"},
+      // clang-format on
+  };
+  for (const auto& fact : facts) {
+    for (const ByteOrder order : bothOrders) {
+      const DescModule* module = LoadFrames(order, fact.bytes);
+      ASSERT_NE(module, nullptr) << fact.what;
+      EXPECT_EQ(Listed(module->ext->frames, [](const Dwarf2Fde& fde) { return Describe(fde); }), fact.expected)
+          << fact.what;
+      EXPECT_STREQ(LastFailure(loader).text, fact.reason) << fact.what;
+      TakeMessages();
+    }
+  }
+}
+
+// `.eh_frame`, with its CIE in front of all that name it.
+class EhFrames : public ByteChain<EhFrames> {
+ public:
+  static constexpr uint32_t ADDRESS = 0x8000;  // of the section
+
+  EhFrames& cie(const std::string& augmentation, const RawBytes& data) {
+    cie_ = size();
+    append(Bytes().length().u32(0).u8(1).text(augmentation).uleb(4).sleb(-4).u8(14).uleb(data.size()).raw(data));
+    return *this;
+  }
+  // Low address and range as numbers of `bytes` bytes, the address counted from its own place where `isRelative`.
+  EhFrames& fde(uint32_t low, uint32_t range, uint32_t bytes, bool isRelative) {
+    const uint32_t id = size() + 4;
+    const uint64_t place = isRelative ? uint64_t{ADDRESS} + id + 4 : 0;
+    return append(Bytes().length().u32(id - cie_).number(low - place, bytes).number(range, bytes).uleb(0).u8(5));
+  }
+
+ private:
+  uint32_t cie_ = 0;
+};
+
+TEST_F(FrameInformation, OfEhFrameForCodeThatDebugFrameDoesNotCover) {
+  const EnvironmentValue published("DWARFRULES", "PUBLISHED");
+  const Frames covering = Frames().cie("cie", 1, 1, 1, {}).fde("cie", 0x100, 0x10).fde("cie", 0x110, 0x10);
+  const auto both = [](uint32_t low) { return Hex(low) + "-" + Hex(low + 0x20) + " 5 | 4 -4 14 "; };
+  for (const ByteOrder order : bothOrders) {
+    const auto read = [&](const EhFrames& frames) {
+      const Unit unit = Unit().parent(DW_TAG_compile_unit).end();
+      ElfFile file = Dwarf2File(order, unit).section(".debug_frame", covering).section(".eh_frame", frames);
+      file.set(&ElfSectionHeader::sh_addr, EhFrames::ADDRESS);
+      Load(file.section(".got", Bytes()).set(&ElfSectionHeader::sh_addr, 0x4000));
+      return Listed(table.Modules()->ext->frames, [](const Dwarf2Fde& fde) { return Describe(fde); });
+    };
+    const Texts covered = {"100-110  | 1 1 1 ", "110-120  | 1 1 1 "};
+    const auto with = [&](const std::string& text) { return Texts{covered[0], covered[1], text}; };
+    // By encoding: the format, and 0x10 for pcrel, 0x30 for datarel.
+    const struct {
+      uint8_t encoding;
+      uint32_t bytes;
+      uint32_t low;
+    } encodings[] = {{0x00, 4, 0x9000}, {0x02, 2, 0x9000}, {0x03, 4, 0x9000}, {0x04, 8, 0x9000}, {0x0B, 4, 0x9000},
+                     {0x10, 4, 0x9000}, {0x1B, 4, 0x7000}, {0x1A, 2, 0x7000}, {0x1C, 8, 0x7000}};
+    for (const auto& encoding : encodings) {
+      EhFrames frames;
+      frames.cie("zR", {encoding.encoding}).fde(encoding.low, 0x20, encoding.bytes, (encoding.encoding & 0x10) != 0);
+      EXPECT_EQ(read(frames), with(both(encoding.low))) << Hex(encoding.encoding);
+    }
+    EXPECT_EQ(read(EhFrames().cie("zR", {0x3B}).fde(0x200, 0x20, 4, false)), with(both(0x4200)));
+    EXPECT_EQ(read(EhFrames().cie("zPLRS", {0x02, 0xAA, 0xBB, 0x1B, 0x03}).fde(0x9000, 0x20, 4, false)),
+              with(both(0x9000)));
+    const Bytes leb = Bytes().length().u32(EhFrames().cie("zR", {1}).size() + 4).uleb(0x9000).uleb(0x20).u8(0).u8(5);
+    EXPECT_EQ(read(EhFrames().cie("zR", {1}).append(leb)), with(both(0x9000)));
+    // What is covered as a whole is left out; a length of 0 ends the section.
+    EXPECT_EQ(read(EhFrames().cie("zR", {3}).fde(0x100, 0x20, 4, false).fde(0x118, 8, 4, false)), covered);
+    EXPECT_EQ(read(EhFrames().cie("zR", {3}).fde(0x118, 0x20, 4, false).u32(0).fde(0x9000, 0x20, 4, false)),
+              with(both(0x118)));
+    // A pointer to the pointer has no meaning in a file.
+    EXPECT_EQ(read(EhFrames().cie("zR", {0x9B}).fde(0x9000, 0x20, 4, true)), covered);
+    EXPECT_STREQ(LastFailure(loader).section, ".eh_frame");
+    EXPECT_EQ(TakeMessages(), Texts{ERROR_IN_OBJECT_FILE});
   }
 }
 

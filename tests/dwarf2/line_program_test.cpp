@@ -19,11 +19,18 @@ const Texts NO_ROWS = {" ffffffff:4294967295:4294967295"};
 class LinePrograms : public HostTest {
  protected:
   // The one unit has no procedures, so that each address range shows as a line-info procedure.
-  DescModule* Run(ByteOrder order, const LineProgram& program, uint8_t addressSize = 4, Attrs attrs = {}) {
-    attrs.emplace_back(DW_AT_stmt_list, DW_FORM_data4, "program");
-    const Unit unit = Unit({.addressSize = addressSize}).parent(DW_TAG_compile_unit, attrs).end();
-    return LoadAndExtend(Dwarf2File(order, unit).section(".debug_line", Bytes().pad(3, 0xEE), program));
+  DescModule* Run(ByteOrder order, const LineProgram& program, uint8_t addressSize = 4) {
+    const Unit unit = Unit({.addressSize = addressSize})
+                          .parent(DW_TAG_compile_unit, {{DW_AT_stmt_list, DW_FORM_data4, "program"}})
+                          .child(DW_TAG_variable, {Name("v")})
+                          .end();
+    return LoadAndExtend(Dwarf2File(order, unit)
+                             .section(".debug_line", Bytes().pad(BEFORE, 0xEE), program)
+                             .section(".debug_line_str", Bytes().text("main.c").text("/project").text("sub/"))
+                             .section(".debug_str", Bytes().text("").text("s.c")));
   }
+
+  static constexpr uint32_t BEFORE = 3;  // bytes before the program
 };
 
 LineProgram Program(LineHeader header) {
@@ -116,24 +123,147 @@ TEST_F(LinePrograms, GiveRowsFilesAndRanges) {
   }
 }
 
-// The published rules, which a host can ask for: no row and no line step for const_add_pc, an unscaled operand of
-// fixed_advance_pc, addresses as long as their opcode says, and address 0 where the unit has code there.
-TEST_F(LinePrograms, ActAsPublishedOnRequest) {
+LineProgram Published(const PublishedLineHeader& header = {}) { return LineProgram(header, "program"); }
+
+// Formats and entries of version 5 with all that a table has: directories in .debug_line_str, files in any place.
+Bytes Tables5() {
+  Bytes tables;
+  tables.u8(1).u8(DW_LNCT_path).u8(DW_FORM_line_strp).u8(3).u32(7).u32(16).u32(16);
+  tables.u8(4).u8(DW_LNCT_path).u8(DW_FORM_indirect).u8(DW_LNCT_directory_index).u8(DW_FORM_udata);
+  tables.u8(5).u8(DW_FORM_data16).uleb(0x2001).u8(DW_FORM_block1).u8(4);  // a checksum; a vendor's content
+  const auto file = [&](uint8_t form, const Bytes& name, uint8_t directory) {
+    tables.u8(form).append(name).u8(directory).pad(16, 5).u8(2).u16(0xEEEE);
+  };
+  file(DW_FORM_line_strp, Bytes().u32(0), 0);
+  file(DW_FORM_strp, Bytes().u32(1), 1);
+  file(DW_FORM_string, Bytes().text("/root.h"), 2);
+  file(DW_FORM_string, Bytes().text("x.h"), 9);
+  return tables;
+}
+
+TEST_F(LinePrograms, RunAsPublishedOnRequest) {
   const EnvironmentValue published("DWARFRULES", "PUBLISHED");
+  const PublishedLineHeader BASE_14 = {.opcodeBase = 14,
+                                       .standardOpcodeLengths = {0, 1, 1, 1, 1, 0, 0, 0, 1, 0, 2, 1, 2}};
+  const PublishedLineHeader BASE_4 = {.opcodeBase = 4, .standardOpcodeLengths = {0, 1, 1}};
+  const PublishedLineHeader VLIW = {.version = 4, .minimumInstructionLength = 16, .maximumOperations = 4};
   const struct {
+    const char* what;
     LineProgram program;
-    Attrs unit;
     Texts blocks;
+    Texts ranges;
   } facts[] = {
-      {Program(STANDARD).op(DW_LNS_const_add_pc).copy().fixedAdvancePc(3).copy(), {}, {"a.c 1028:1 102b:1"}},
-      {Program(STANDARD).setAddress(0x2000, 2).copy().setAddress(0x3000, 8).copy(), {}, {"a.c 2000:1 3000:1"}},
-      {Program(STANDARD).setAddress(0).copy().advancePc(1).copy(), {Low(0), High(0x10)}, {"a.c 0:1 2:1"}},
-      {Program(STANDARD).setAddress(0).copy(), {Low(2), High(0x10)}, NO_ROWS},
-      {Program(STANDARD).setAddress(0).copy(), {}, NO_ROWS},
+      // clang-format off
+      // A = 255 - 13 = 242: address + 2 * (242 / 12); the operand of fixed_advance_pc counts bytes
+      {"no row of const_add_pc, none at the end",
+       Published({.minimumInstructionLength = 2}).setAddress(0x1000).op(DW_LNS_const_add_pc).copy().fixedAdvancePc(3)
+           .copy().advancePc(1).endSequence(), {"include/a.c 1028:1 102b:1"}, {"1028-102c"}},
+      {"addresses of any size", Published().setAddress(0x2000, 2).copy().endSequence().setAddress(0x3000, 8).copy(),
+       {"include/a.c 2000:1 3000:1"}, {"2000-2001", "3000-3001"}},
+      {"a small opcode_base has no variant of its own",
+       Published(BASE_4).setAddress(0x1000).advanceLine(4).op(4 + 12 + 3).endSequence(), {"include/a.c 1001:5"},
+       {"1001-1002"}},
+      // Opcode 13 + 12 * 3 + 3 advances by 3 operations, const_add_pc by 20. Bundles of 4, 16 bytes each
+      {"several operations in an instruction",
+       Published(VLIW).setAddress(0x1000).op(52).op(52).advancePc(5).copy().op(DW_LNS_const_add_pc).copy()
+           .fixedAdvancePc(1).op(52).advancePc(1).copy().endSequence(),
+       {"include/a.c 1000:1 1010:1 1020:1 1070:1 1071:1 1081:1"}, {"1000-1082"}},
+      {"opcodes that change no row, and unknown ones, go by the header and by their length",
+       Published(BASE_14).setAddress(0x1000).copy().op(10).op(11).uleb(300).uleb(1).op(12, 1).op(13).uleb(1).uleb(1)
+           .extended(4, Bytes().uleb(1)).extended(0x80, Bytes().u8(1).u8(1)).u8(0).u8(0).advancePc(1).copy(),
+       {"include/a.c 1000:1 1001:1"}, {"1000-1002"}},
+      {"known extended opcodes go by their length too",
+       Published().setAddress(0x1000).copy().extended(DW_LNE_end_sequence, Bytes().u8(1)).setAddress(0x2000).copy(),
+       {"include/a.c 1000:1 2000:1"}, {"1000-1001", "2000-2001"}},
+      {"what follows the tables is passed over", Published({.gap = 5}).setAddress(0x1000).copy(),
+       {"include/a.c 1000:1"}, {"1000-1001"}},
+      {"64-bit format", Published({.version = 3, .is64Bit = true}).setAddress(0x1000).setFile(2).copy(), {"b.c 1000:1"},
+       {"1000-1001"}},
+      {"file defined on the way",
+       Published().setAddress(0x1000).extended(DW_LNE_define_file, Bytes().text("c.c").u8(1).u16(0)).setFile(3).copy(),
+       {"include/c.c 1000:1"}, {"1000-1001"}},
+      {"files of version 5 count from 0, the register from 1",
+       Published({.version = 5, .tables = Tables5()}).setAddress(0x1000).copy().setFile(0).copy().setFile(2).copy()
+           .setFile(3).copy().setFile(4).copy(),
+       {"sub/s.c 1000:1", "main.c 1000:1", "/root.h 1000:1", "x.h 1000:1", " 1000:1"}, {"1000-1001"}},
+      // What follows the first address of a sequence does not bring it back
+      {"code that the linker threw away",
+       Published().setAddress(0).copy().setAddress(0x500).copy().endSequence().setAddress(1).copy().endSequence()
+           .setAddress(0xFFFE, 2).copy().endSequence().setAddress(0xFFFFFFFF).copy().endSequence().copy().endSequence()
+           .setAddress(0x1000).copy().setAddress(0).advancePc(2).copy(), {"include/a.c 1000:1 2:1"},
+       {"1000-1001", "2-3"}},
+      // clang-format on
   };
   for (const auto& fact : facts) {
     for (const ByteOrder order : bothOrders) {
-      EXPECT_EQ(Described(Run(order, fact.program, 4, fact.unit)->lineBlocks), fact.blocks);
+      DescModule* module = Run(order, fact.program);
+      EXPECT_EQ(extended, 1) << fact.what << ": " << LastFailure(loader).text;
+      EXPECT_EQ(Described(module->lineBlocks), fact.blocks) << fact.what;
+      EXPECT_EQ(Listed(module->procs, [](const DescProc& p) { return Hex(p.lowPc) + "-" + Hex(p.highPc); }),
+                fact.ranges)
+          << fact.what;
+    }
+  }
+  // Code may be at address 0. A unit that names no program has none.
+  for (const bool hasLines : {true, false}) {
+    const Attrs lines = {{DW_AT_stmt_list, DW_FORM_data4, 0}};
+    const Unit unit = Unit().parent(DW_TAG_compile_unit, hasLines ? lines : Attrs{}).end();
+    DescModule* module = LoadAndExtend(Dwarf2File(ByteOrder::big, unit)
+                                           .segment(PT_LOAD, 0, Bytes().u32(0))
+                                           .section(".debug_line", Published().setAddress(0).copy()));
+    EXPECT_EQ(extended, 1);
+    EXPECT_EQ(Described(module->lineBlocks), hasLines ? Texts{"include/a.c 0:1"} : NO_ROWS);
+  }
+}
+
+// The rows of a program that cannot be read are lost, the entries of its unit are not.
+TEST_F(LinePrograms, AsPublishedAreRefusedWithTheOffset) {
+  const EnvironmentValue published("DWARFRULES", "PUBLISHED");
+  const auto withTables = [](uint16_t version, const Bytes& tables) {
+    return Published({.version = version, .tables = tables}).copy();
+  };
+  const auto start = [](uint32_t length, uint16_t version, uint32_t headerLength) {
+    return LineProgram({.version = version, .totalLength = length, .prologueLength = headerLength, .label = "program"});
+  };
+  const char* const TABLES_TOO_LONG = "the tables of a line program are longer than its header_length says";
+  const struct {
+    LineProgram program;
+    const char* reason;
+    uint32_t offset;  // from the program on
+    const char* section = ".debug_line";
+  } facts[] = {
+      // clang-format off
+      {Published({.version = 1}).copy(), "a line program of version 1 is not known", 4},
+      {Published({.version = 6}).copy(), "a line program of version 6 is not known", 4},
+      {start(0x100, 2, 20), "a line program goes past the end of the section", 0},
+      {start(0xFFFFFFFF, 1, 0).pad(8), "an offset has more than 32 bits", 12},
+      {start(0x15, 2, 0x100), "header_length leads past the end of the line program", 6},
+      {start(0x14, 2, 1), TABLES_TOO_LONG, 11},
+      {Published({.lineRange = 0}).copy(), "line_range is 0", 13},
+      {withTables(5, Bytes().u8(0).u8(4).u8(0)), "a table of a line program has entries of no bytes", 32},
+      {withTables(5, Bytes().u8(1).u8(9).u8(DW_FORM_data1).u8(9).u32(0)), TABLES_TOO_LONG, 38},
+      {withTables(5, Bytes().u8(1).u8(1).u8(0x30).u8(1).u8(1)), "form 0x30 is not known", 34},
+      {Published().setAddress(0x1000).op(DW_LNS_advance_pc), "an opcode goes past the end of the line program", 59},
+      {Published().u8(0).u8(3).u8(DW_LNE_end_sequence), "a line opcode of 0x3 bytes goes past the end of the program",
+       51},
+      {Published().setAddress(0, 9), "an address of 9 bytes", 51},
+      {Published().extended(DW_LNE_define_file, Bytes().text("c")).pad(9),
+       "the operands of a line opcode are longer than its length says", 51},
+      {withTables(5, Bytes().u8(0).u8(0).u8(1).u8(1).u8(DW_FORM_line_strp).u8(2).u32(0).u32(99)).setAddress(0x1000)
+           .copy(), "a text without end", 99, ".debug_line_str"},
+      // clang-format on
+  };
+  for (const auto& fact : facts) {
+    for (const ByteOrder order : bothOrders) {
+      DescModule* module = Run(order, fact.program);
+      EXPECT_EQ(extended, 0) << fact.reason;
+      EXPECT_EQ(TakeMessages(), Texts{ERROR_IN_OBJECT_FILE}) << fact.reason;
+      const LoaderFailure failure = LastFailure(loader);
+      const std::string section = failure.section;
+      EXPECT_STREQ(failure.text, fact.reason);
+      EXPECT_EQ(section, fact.section) << fact.reason;
+      EXPECT_EQ(failure.offset, fact.offset + (section == ".debug_line" ? BEFORE : 0)) << fact.reason;
+      EXPECT_EQ(Names(module->vars), Texts{"v"}) << fact.reason;
     }
   }
 }

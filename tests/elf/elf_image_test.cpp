@@ -132,7 +132,7 @@ TEST(ElfOpen, WhatIsNoElfFile) {
 
 const Bytes VALUE_48 = Bytes().u32(48);
 
-TEST(NoteRecords, GiveValueAndText) {
+TEST(NoteRecords, HoldValueAndText) {
   const auto with = [](uint32_t type, const Bytes& contents) { return std::pair(type, contents); };
   const auto text = [](const char* words) { return std::pair(11u, Bytes().text(words)); };
   const auto value = with(10, VALUE_48);

@@ -30,27 +30,4 @@ TEST(Sections, AreFoundByTheirExactNames) {
   }
 }
 
-TEST(Sections, GetSegmentNamesWhatToLoad) {
-  for (const ByteOrder order : bothOrders) {
-    const Bytes code = Bytes().u32(0xCAFEF00D);
-    // clang-format off
-    const OpenedImage image = ElfFile(order)
-        .segment(PT_LOAD, 0x1000, code).set(&ElfProgramHeader::p_paddr, 0x8000).set(&ElfProgramHeader::p_memsz, 12)
-        .segment(PT_LOAD, 0, code).set(&ElfProgramHeader::p_paddr, 0x8000)
-        .segment(4, 0x3000, code).open();
-    // clang-format on
-    ElfSegment segment = {1, 2, 3, 4, 5};
-    EXPECT_EQ(ELF_GetSegment(image, 3, &segment), 0);
-    EXPECT_EQ(segment.address, 1u) << "left alone";
-    EXPECT_EQ(ELF_GetSegment(image, 0, &segment), 1);
-    EXPECT_EQ((std::vector{segment.address, segment.offset, segment.fileSize, segment.memorySize, segment.flags}),
-              (std::vector<uint32_t>{0x1000, 52 + 3 * 32, 4, 12, PF_R | PF_X}))
-        << "the virtual address wins";
-    EXPECT_EQ(ELF_GetSegment(image, 2, &segment), 0) << "not PT_LOAD";
-    EXPECT_EQ(segment.address, 0x3000u) << "set all the same";
-    EXPECT_EQ(ELF_GetSegment(image, 1, &segment), 1);
-    EXPECT_EQ(segment.address, 0x8000u) << "the physical one where it is 0";
-  }
-}
-
 }  // namespace

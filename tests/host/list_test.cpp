@@ -31,24 +31,6 @@ Numbers NumbersOf(L_list* list) {
   return numbers;
 }
 
-TEST(List, ModesPlaceHeadTailAndSorted) {
-  Item items[] = {{5, 0}, {3, 1}, {5, 2}, {4, 3}, {3, 4}, {9, 5}, {1, 6}};
-  mem_desc* heap = HEAP_Create(0, 0, 0);
-  for (mem_desc* owner : {heap, static_cast<mem_desc*>(nullptr)}) {
-    for (const auto& [mode, order] : {std::pair{L_AT_HEAD, Numbers{6, 5, 4, 3, 2, 1, 0}},
-                                      {L_AT_TAIL, {0, 1, 2, 3, 4, 5, 6}},
-                                      {L_SORTED, {6, 1, 4, 3, 0, 2, 5}}}) {
-      L_list* list = L_Create(owner);
-      EXPECT_EQ(L_First(list), nullptr);
-      for (Item& item : items) EXPECT_EQ(L_InsertData(list, mode, mode == L_SORTED ? MayBeBefore : L_Nop, &item), 1);
-      EXPECT_EQ(NumbersOf(list), order);
-      L_FreeList(&list, L_Nop);
-      EXPECT_EQ(list, nullptr);
-    }
-  }
-  HEAP_Release(heap);
-}
-
 TEST(List, MixedModesReadsBetweenThemAndAppendedLists) {
   Item low{1, 0}, middle{5, 1}, high{9, 2}, other{5, 3}, between{7, 4};
   L_list* list = L_Create(nullptr);
@@ -77,13 +59,15 @@ TEST(List, MixedModesReadsBetweenThemAndAppendedLists) {
 
 // Compares with a list that does each insertion at once: after all data that may be before it. Modes and orders take
 // turns, so the list itself is mostly not in order.
-TEST(List, AnyMixOfModesOrdersAndReadsGivesTheSameAsOneInsertionAfterTheOther) {
+TEST(List, AnyMixOfModesOrdersAndReadsIsAsOneInsertionAfterTheOther) {
   const auto descending = [](const void* a, const void* b) { return MayBeBefore(b, a); };
   std::mt19937 random(11);
+  mem_desc* heap = HEAP_Create(0, 0, 0);
   for (int round = 0; round < 300; ++round) {
     Item items[60];
     std::vector<Item*> expected;
-    L_list* list = L_Create(nullptr);
+    L_list* list = L_Create(round % 2 == 0 ? heap : nullptr);
+    ASSERT_EQ(L_First(list), nullptr);
     const unsigned sortedShare = random() % 8;
     for (int i = 0; i < 60; ++i) {
       items[i] = {static_cast<int>(random() % 12), i};
@@ -101,7 +85,9 @@ TEST(List, AnyMixOfModesOrdersAndReadsGivesTheSameAsOneInsertionAfterTheOther) {
     for (const Item* item : expected) numbers.push_back(item->number);
     ASSERT_EQ(NumbersOf(list), numbers) << round;
     L_FreeList(&list, L_Nop);
+    ASSERT_EQ(list, nullptr);
   }
+  HEAP_Release(heap);
 }
 
 TEST(List, SortedInsertionCostsNLogNComparisonsInAnyOrder) {

@@ -81,7 +81,7 @@ TEST_F(SearchPath, EachClassSearchesItsOwnList) {
   EXPECT_EQ(Find("one.elf", 3), "");
 }
 
-TEST_F(SearchPath, NameAsItStandsComesFirst) {
+TEST_F(SearchPath, TheNameAsGivenComesFirst) {
   FE_SetPathList(7, folder.Path("first").c_str());
   EXPECT_EQ(Find(folder.Path("second/one.elf"), 7), folder.Path("second/one.elf"));
   const auto before = std::filesystem::current_path();

@@ -247,23 +247,4 @@ TEST_F(CodeDownload, LoadsNothingWithoutSegmentsTableOrFile) {
             (Calls{"Control 1", "Dialog Loading Code 0", "Control 0", "Close"}));
 }
 
-// Segments that share their bytes: what the file can ask for ends, and is reported.
-TEST_F(CodeDownload, BytesAreNotLoadedOverAndOver) {
-  struct : RecordingTarget {
-    int WriteBlock(Address /*address*/, const void* /*buffer*/, uint32_t /*count*/, int /*access*/) override {
-      return ++writes > 0 ? 1 : 0;
-    }
-  } to;
-  ElfFile file = OneSegment(100000);
-  for (int i = 0; i < 200; ++i) {
-    file.segment(PT_LOAD, 0x1000, Bytes()).set(&ElfProgramHeader::p_offset, 5000);
-    file.set(&ElfProgramHeader::p_filesz, 90000).set(&ElfProgramHeader::p_memsz, 90000);
-  }
-  ASSERT_EQ(loader.Open(file.write().c_str()), 1);
-  EXPECT_EQ(Run(to, LOAD_NO_PROGRESS), 0);
-  EXPECT_GT(to.writes, 100000 / 512 * 16);
-  EXPECT_LT(to.writes, 200 * 90000 / 512);
-  EXPECT_NE(to.calls.back().find("Box Elf-Loader: Error while writing to"), std::string::npos);
-}
-
 }  // namespace

@@ -119,20 +119,4 @@ TEST_F(DelayLoad, BitFieldsCountFromTheLowEndUnlessTheProducerDoes) {
   }
 }
 
-// Many variables of one type that is a long chain.
-TEST_F(DelayLoad, SizesTakeNoMoreThanTheAllowance) {
-  Unit unit = Unit().parent(DW_TAG_compile_unit, {UNIT_NAME});
-  for (int i = 0; i < 900; ++i) {
-    unit.label("t" + std::to_string(i)).child(DW_TAG_typedef, {Type("t" + std::to_string(i + 1))});
-  }
-  unit.label("t900").child(DW_TAG_base_type, {Size(4)});
-  unit.child(DW_TAG_variable, {Name("first"), Type("t0")});
-  for (int i = 0; i < 30000; ++i) unit.child(DW_TAG_variable, {Type("t0")});
-  const DescModule* module = LoadAndExtend(Dwarf2File(ByteOrder::little, unit.end()));
-  EXPECT_EQ(extended, 0);
-  EXPECT_EQ(TakeMessages(), Texts{ERROR_IN_OBJECT_FILE});
-  EXPECT_STREQ(LastFailure(loader).unit, "a.c");
-  EXPECT_EQ(Find(module->vars, "first")->byteSize, 4);
-}
-
 }  // namespace

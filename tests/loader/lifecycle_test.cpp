@@ -113,6 +113,9 @@ TEST_F(Lifecycle, AFailedOpenClosesTheImageAndKeepsTheRest) {
   EXPECT_STREQ(loader.absFileName, "named.elf");
   EXPECT_STREQ(HOST_AbsFileDir(), "");
   EXPECT_STREQ(module->name, "a.c") << "records outlive the image";
+  EXPECT_EQ(loader.Extend(module, SYM_LOAD_ALL), 0);
+  EXPECT_STREQ(LastFailure(loader).text, "no file is open");
+  EXPECT_EQ(TakeMessages(), Texts{ERROR_IN_OBJECT_FILE});
   Argument argument = {nullptr, 77, nullptr};
   EXPECT_EQ(loader.Execute(REQUEST_SECTION_BY_NAME, &argument), 0);
   EXPECT_EQ(argument.size, 77u);
@@ -136,24 +139,6 @@ TEST_F(Lifecycle, BuildReportsOncePerBuild) {
   EXPECT_EQ(loader.errorReported, 0u);
   EXPECT_EQ(Load(ElfFile().section(".debug_info")), nullptr);
   EXPECT_EQ(built, 1) << "an empty list is a success";
-}
-
-// The last heap calls of a build are for the paths.
-TEST_F(Lifecycle, WithoutMemoryAModulesObjectFileIsEmpty) {
-  const std::string path = Dwarf2File(ByteOrder::big, NamedUnit("a.c"), NamedUnit("b.c")).write();
-  size_t calls = 0;
-  for (bool fails = true; fails; fails = HEAP_FailFrom(0) != 0) {
-    HEAP_FailFrom(++calls, 1);
-    LoadPath(path);
-    TakeMessages();
-  }
-  for (const auto& [back, files] : {std::pair{1u, Texts{path, ""}}, {2u, Texts{"", path}}}) {
-    HEAP_FailFrom(calls - back, 1);
-    const DescModule* modules = LoadPath(path);
-    HEAP_FailFrom(0);
-    EXPECT_EQ(built, 1);
-    EXPECT_EQ(Listed(modules, [](const DescModule& module) -> std::string { return module.objectFile; }), files);
-  }
 }
 
 TEST_F(Lifecycle, Request1002HandsOutTheLastFailure) {

@@ -3,12 +3,32 @@
 
 #include <variant>
 
+#include "support/describe.h"
 #include "support/dwarf2_builder.h"
+#include "support/environment.h"
 #include "support/host_fixture.h"
 
 namespace {
 
-class ModuleLookup : public HostTest {};
+class ModuleLookup : public HostTest {
+ protected:
+  // The number of the module with an address, and which modules were filled for it, as "1 0100".
+  std::string AddressOf(const ElfFile& file, uint32_t address, FindKind kind) {
+    DescModule* const first = Load(file);
+    DescModule* found = nullptr;
+    const int result = loader.FindModuleFromAdr(first, {address, 0}, &found, kind);
+    int number = 0;
+    for (const DescModule* module = first; result == 1 && module != found; module = module->next) ++number;
+    return (result == 1 ? std::to_string(number) : "-") + " " + Filled();
+  }
+  std::string Filled() {
+    std::string filled;
+    for (const auto* module = table.Modules(); module != nullptr; module = module->next) {
+      filled += module->loadedKinds != 0 ? '1' : '0';
+    }
+    return filled;
+  }
+};
 
 constexpr int NOWHERE = -1;
 
@@ -89,11 +109,7 @@ TEST_F(ModuleLookup, FillsAsFewModulesAsTheIndexesAllow) {
     for (const Question& question : questions) {
       ASSERT_NE(LoadPath(path), nullptr);
       EXPECT_EQ(ask(question), question.module) << &question - questions;
-      std::string filled;
-      for (const auto* module = table.Modules(); module != nullptr; module = module->next) {
-        filled += module->loadedKinds != 0 ? '1' : '0';
-      }
-      EXPECT_EQ(filled, question.filled) << &question - questions;
+      EXPECT_EQ(Filled(), question.filled) << &question - questions;
       TakeMessages();
     }
     // The same answers where look-ups repeat and a hash takes over, also when a second build follows.
@@ -107,7 +123,7 @@ TEST_F(ModuleLookup, FillsAsFewModulesAsTheIndexesAllow) {
   }
 }
 
-TEST_F(ModuleLookup, BeginsWhereItIsTold) {
+TEST_F(ModuleLookup, BeginsAtTheGivenModule) {
   DescModule* second = Load(Modules(ByteOrder::big))->next;
   DescModule* found = nullptr;
   for (int round = 0; round < 100; ++round) {
@@ -117,6 +133,74 @@ TEST_F(ModuleLookup, BeginsWhereItIsTold) {
     EXPECT_EQ(found, second->next->next);
   }
   TakeMessages();
+}
+
+// As published, code alone does not decide about data.
+TEST_F(ModuleLookup, SeeksDataPastCode) {
+  const auto unit = [](const char* label, uint32_t address) {
+    const Attr at = {DW_AT_location, DW_FORM_block1, Bytes().u8(DW_OP_addr).u32(address)};
+    return Unit({.label = label})
+        .parent(DW_TAG_compile_unit)
+        .label(label + std::string(" int"))
+        .child(DW_TAG_base_type, {Size(4)})
+        .child(DW_TAG_variable, {Name("v"), Type(label + std::string(" int")), at})
+        .end();
+  };
+  // 0: ranges of code. 1: of data too. 2: of code, and an index that has procedures alone. 3: of code, and an index
+  // with a variable. 4: no ranges, and a variable that the linker threw away.
+  const auto file = [&](ByteOrder order, bool hasSections) {
+    const auto names = [](const char* label, uint8_t kind) {
+      return Bytes().length().u16(2).ref(label).u32(0).u32(1).u8(kind).text("name").u32(0);
+    };
+    ElfFile all =
+        Dwarf2File(order, unit("0", 0x500), unit("1", 0x600), unit("2", 0x700), unit("3", 0x800), unit("4", 0));
+    all.section(".debug_aranges", ARanges("0").range(0x100, 0x10).end(),
+                ARanges("1").range(0x110, 0x10).range(0x600, 4).end(), ARanges("2").range(0x120, 0x10).end(),
+                ARanges("3").range(0x130, 0x10).end());
+    all.section(".debug_gnu_pubnames", names("2", 0x30), names("3", 0x20));
+    if (hasSections) {
+      all.section(".text", Bytes().pad(0x100)).set(&ElfSectionHeader::sh_addr, 0x100);
+      all.set(&ElfSectionHeader::sh_flags, SHF_ALLOC | SHF_EXECINSTR);
+    }
+    return all;
+  };
+  const struct {
+    uint32_t address;
+    FindKind kind;
+    const char* loader;
+    const char* published;
+    const char* withoutSections;
+  } facts[] = {
+      {0x503, FIND_DATA, "- 00001", "0 10000", "0 10000"}, {0x500, FIND_ALL, "- 00001", "0 10000", "0 10000"},
+      {0x500, FIND_CODE, "- 00001", "- 00001", "- 00001"}, {0x600, FIND_DATA, "1 01000", "1 01000", "1 01000"},
+      {0x800, FIND_DATA, "- 00001", "3 10010", "3 11010"},  // unknown to 1 and 2, which an index answers for
+      {0x128, FIND_ALL, "2 00100", "2 00100", "2 00100"},  {0x1, FIND_DATA, "4 00001", "- 10011", "- 11011"},
+  };
+  for (const ByteOrder order : bothOrders) {
+    for (const auto& fact : facts) {
+      EXPECT_EQ(AddressOf(file(order, true), fact.address, fact.kind), fact.loader) << Hex(fact.address);
+      const EnvironmentValue published("DWARFRULES", "PUBLISHED");
+      EXPECT_EQ(AddressOf(file(order, true), fact.address, fact.kind), fact.published) << Hex(fact.address);
+      EXPECT_EQ(AddressOf(file(order, false), fact.address, fact.kind), fact.withoutSections) << Hex(fact.address);
+    }
+  }
+}
+
+// As published, a static address has the size of its unit's addresses.
+TEST_F(ModuleLookup, ReadsAddressesBySize) {
+  for (const ByteOrder order : bothOrders) {
+    const Attr at = {DW_AT_location, DW_FORM_block1, Bytes().u8(DW_OP_addr).u16(0x500).u8(0x23).u8(1)};
+    const Unit unit = Unit({.addressSize = 2})
+                          .parent(DW_TAG_compile_unit)
+                          .label("int")
+                          .child(DW_TAG_base_type, {Size(2)})
+                          .child(DW_TAG_variable, {Name("v"), Type("int"), at})
+                          .end();
+    EXPECT_EQ(AddressOf(Dwarf2File(order, unit), 0x501, FIND_DATA), "- 1");
+    const EnvironmentValue published("DWARFRULES", "PUBLISHED");
+    EXPECT_EQ(AddressOf(Dwarf2File(order, unit), 0x501, FIND_DATA), "0 1");
+    EXPECT_EQ(AddressOf(Dwarf2File(order, unit), 0x502, FIND_DATA), "- 1");
+  }
 }
 
 }  // namespace

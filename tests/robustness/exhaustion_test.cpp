@@ -12,35 +12,16 @@
 #include "records/empty_string.h"
 #include "session/session.h"
 #include "sound_files.h"
+#include "support/failing_malloc.h"
 #include "support/heap_failure.h"
 #include "support/temp_folder.h"
 #include "tarnixcore/host_program.h"
-
-// The process's own memory can be made to fail where the C library lets its functions be replaced.
-#if defined(__GLIBC__) && !defined(ELFLOAD_SANITIZED)
-#define FAILING_MALLOC 1
-#endif
 
 namespace {
 
 enum class Source { heapsOnce, heapsForGood, processOnce, processForGood };
 
 bool IsOfHeaps(Source source) { return source == Source::heapsOnce || source == Source::heapsForGood; }
-
-size_t callsUntilFailure = 0;  // of the process's memory; 0: none fails
-bool failsOnce = false;
-bool failed = false;
-
-#ifdef FAILING_MALLOC
-bool Fails() {
-  if (callsUntilFailure == 0 || --callsUntilFailure > 0) {
-    return false;
-  }
-  failed = true;
-  callsUntilFailure = failsOnce ? 0 : 1;
-  return true;
-}
-#endif
 
 void FailFrom(Source source, size_t call) {
   if (IsOfHeaps(source)) {
@@ -164,17 +145,3 @@ INSTANTIATE_TEST_SUITE_P(OfAnySource, Exhaustion,
                                          Source::processForGood));
 
 }  // namespace
-
-#ifdef FAILING_MALLOC
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl*,readability-inconsistent-*): glibc's own names
-extern "C" {
-void* __libc_malloc(size_t size);
-void* __libc_calloc(size_t count, size_t size);
-void* __libc_realloc(void* memory, size_t size);
-
-void* malloc(size_t size) { return Fails() ? nullptr : __libc_malloc(size); }
-void* calloc(size_t count, size_t size) { return Fails() ? nullptr : __libc_calloc(count, size); }
-void* realloc(void* memory, size_t size) { return Fails() ? nullptr : __libc_realloc(memory, size); }
-}
-// NOLINTEND(bugprone-reserved-identifier,cert-dcl*,readability-inconsistent-*)
-#endif

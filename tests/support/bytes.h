@@ -3,8 +3,8 @@
 //   Bytes().u16(2).u32(0x10).text("main.c").uleb(300).raw({0xFF, 0x7F})
 //   Bytes().length().label("here").ref("there")  // lengths and offsets are filled in when the file is written
 //
-// Numbers stay neutral until In() writes them in an order, so one description serves both. Labels hold offsets in the
-// section they stand in and can be named from any section of the file, before or behind their place.
+// Numbers stay neutral until In() writes them in an order, so one description serves both. Labels are offsets in
+// their section, and can be named from any section of the file, before or after their place.
 #pragma once
 
 #include <algorithm>
@@ -89,12 +89,12 @@ class Chunk {
 
   RawBytes bytes_;
   std::vector<Field> fields_;   // numbers, stored low byte first
-  std::vector<Field> lengths_;  // numbers that hold the count of bytes behind them
+  std::vector<Field> lengths_;  // numbers that hold the count of bytes after them
   std::vector<Patch> patches_;
   Labels labels_;
 };
 
-// The calls, for any builder that derives from it: each gives the builder back.
+// The calls, for any builder that derives from it: each returns the builder.
 template <class Self>
 class ByteChain : public Chunk {
  public:
@@ -130,7 +130,7 @@ class ByteChain : public Chunk {
     return number(0, bytes);
   }
 
-  // A length field: counts the bytes from behind it to the end of the chunk.
+  // A length field: counts the bytes after it up to the end of the chunk.
   Self& length(uint32_t bytes = 4) {
     lengths_.push_back({size(), bytes});
     return number(0, bytes);
@@ -147,7 +147,7 @@ class ByteChain : public Chunk {
 
 class Bytes : public ByteChain<Bytes> {};
 
-// Chunks behind one another, as one section holds them.
+// Chunks one after the other, as one section holds them.
 template <class... Chunks>
 Bytes Joined(const Chunks&... chunks) {
   Bytes all;

@@ -1,5 +1,5 @@
 // DWARF 1 sections as a test describes them. Every builder is a byte chain too (support/bytes.h), so that wrong bytes
-// can stand anywhere.
+// can be anywhere.
 //
 //   const auto unit = Dwarf1Unit({at::name("main.c"), at::stmtList("lines")})
 //       .parent(TAG_global_subroutine, {at::name("main"), at::fundType(FT_integer)})
@@ -8,7 +8,7 @@
 //       .label("node").entry(TAG_typedef, {at::name("node"), at::userType("struct node")});
 //   Dwarf1File(order, unit).section(".line", LineTable("lines", 0x100, {{1, 0}, {2, 4}, {0, 8}}));
 //
-// An entry gets an AT_sibling to what stands behind it and its children, unless its attributes hold one or noSibling. A
+// An entry gets an AT_sibling to what comes after it and its children, unless its attributes hold one or noSibling. A
 // unit closes what is open, and its chain, with null entries.
 #pragma once
 
@@ -84,12 +84,12 @@ inline Dwarf1Attr Subscripts(const std::vector<std::pair<int32_t, int32_t>>& dim
   return at::subscripts(items.u8(FMT_ET).u16(element.code).append(element.value));
 }
 
-// Entries of `.debug`, and those of a unit behind its own.
+// Entries of `.debug`, and those of a unit after its own.
 class Dwarf1Entries : public ByteChain<Dwarf1Entries> {
  public:
   Dwarf1Entries& entry(uint32_t tag, const Dwarf1Attrs& attrs = {}) {
-    const std::string behind = NewLabel();
-    return Start(tag, attrs, behind).label(behind);
+    const std::string after = NewLabel();
+    return Start(tag, attrs, after).label(after);
   }
   Dwarf1Entries& parent(uint32_t tag, const Dwarf1Attrs& attrs = {}) {
     open_.push_back(NewLabel());
@@ -114,14 +114,14 @@ class Dwarf1Entries : public ByteChain<Dwarf1Entries> {
     static int count = 0;
     return "entry " + std::to_string(++count);
   }
-  Dwarf1Entries& Start(uint32_t tag, const Dwarf1Attrs& attrs, const std::string& behind) {
+  Dwarf1Entries& Start(uint32_t tag, const Dwarf1Attrs& attrs, const std::string& after) {
     Bytes contents;
     bool hasSibling = false;
     for (const Dwarf1Attr& attr : attrs) {
       hasSibling |= (attr.code & NAME_MASK) == AT_sibling || attr.code == at::noSibling.code;
     }
     if (!hasSibling) {
-      const Dwarf1Attr link = at::sibling(behind);
+      const Dwarf1Attr link = at::sibling(after);
       contents.u16(link.code).append(link.value);
     }
     for (const Dwarf1Attr& attr : attrs) {
@@ -129,10 +129,10 @@ class Dwarf1Entries : public ByteChain<Dwarf1Entries> {
     }
     return u32(contents.size() + 6).u16(tag).append(contents);
   }
-  std::vector<std::string> open_;  // labels behind the parents that are open
+  std::vector<std::string> open_;  // labels after the parents that are open
 };
 
-// A unit: its own entry, and its entries behind it.
+// A unit: its own entry, and its entries after it.
 inline Dwarf1Entries Dwarf1Unit(const Dwarf1Attrs& attrs, const std::string& unitLabel = "") {
   return Dwarf1Entries().label(unitLabel).parent(TAG_compile_unit, attrs);
 }

@@ -35,15 +35,7 @@ constexpr uint8_t oddAddressSizes[] = {1, 2, 3, 4};
 
 // Published codes that no reader looks at.
 enum UnreadCode : uint32_t {
-  DW_TAG_lexical_block = 0x0B,
-  DW_TAG_string_type = 0x12,
-  DW_TAG_inlined_subroutine = 0x1D,
   DW_AT_sibling = 0x01,
-  DW_AT_abstract_origin = 0x31,
-  DW_AT_count = 0x37,
-  DW_AT_declaration = 0x3C,
-  DW_AT_external = 0x3F,
-  DW_OP_addr = 0x03,
   DW_OP_fbreg = 0x91,
 };
 
@@ -189,19 +181,48 @@ struct LineHeader {
   uint8_t opcodeBase = 10;
   RawBytes standardOpcodeLengths = {0, 1, 1, 1, 1, 0, 0, 0, 1};
   std::optional<uint32_t> totalLength = {};
-  uint32_t prologueLength = 0;  // no reader looks at it
-  std::string label = {};       // of the program
+  std::optional<uint32_t> prologueLength = {};  // up to the opcodes, unless given
+  std::string label = {};                       // of the program
+};
+
+// As published: with the length of the header, which `tables` and as many bytes as `gap` end.
+struct PublishedLineHeader {
+  uint16_t version = 2;
+  bool is64Bit = false;
+  uint8_t minimumInstructionLength = 1;
+  uint8_t maximumOperations = 1;  // from version 4 on
+  uint8_t lineRange = 12;
+  uint8_t opcodeBase = 13;
+  RawBytes standardOpcodeLengths = {0, 1, 1, 1, 1, 0, 0, 0, 1, 0, 0, 1};
+  Bytes tables = Bytes().text("include").u8(0).text("a.c").u8(1).u16(0).text("b.c").u8(0).u16(0).u8(0);
+  uint32_t gap = 0;
 };
 
 // One program of `.debug_line`: directories, files, then opcodes.
 class LineProgram : public ByteChain<LineProgram> {
+  enum Table { DIRECTORIES, FILES, OPCODES };
+
  public:
   explicit LineProgram(const LineHeader& header = {}) {
     label(header.label);
     header.totalLength ? u32(*header.totalLength) : length();
-    u16(header.version).u32(header.prologueLength).u8(header.minimumInstructionLength).u8(header.defaultIsStmt);
+    u16(header.version);
+    prologueLength_ = header.prologueLength ? 0 : size();
+    u32(header.prologueLength.value_or(0)).u8(header.minimumInstructionLength).u8(header.defaultIsStmt);
     u8(static_cast<uint8_t>(header.lineBase)).u8(header.lineRange).u8(header.opcodeBase);
     raw(header.standardOpcodeLengths);
+  }
+
+  explicit LineProgram(const PublishedLineHeader& header, const std::string& name) : table_(OPCODES) {
+    Bytes rest = Bytes().length(header.is64Bit ? 8 : 4).u8(header.minimumInstructionLength);
+    if (header.version >= 4) rest.u8(header.maximumOperations);
+    rest.u8(1).u8(0xFD).u8(header.lineRange).u8(header.opcodeBase).raw(header.standardOpcodeLengths);
+    rest.append(header.tables).pad(header.gap, DW_LNS_copy);
+    label(name);
+    if (header.is64Bit) u32(0xFFFFFFFF);
+    length(header.is64Bit ? 8 : 4).u16(header.version);
+    if (header.version >= 5) u8(4).u8(0);
+    append(rest);
   }
 
   LineProgram& directory(const std::string& name) { return text(name); }
@@ -230,12 +251,16 @@ class LineProgram : public ByteChain<LineProgram> {
   Chunk finish() const { return LineProgram(*this).InTable(OPCODES); }
 
  private:
-  enum Table { DIRECTORIES, FILES, OPCODES };
   LineProgram& InTable(Table table) {  // ends the tables before it
     for (; table_ < table; table_ = static_cast<Table>(table_ + 1)) u8(0);
+    if (table_ == OPCODES && prologueLength_ != 0) {
+      Store(prologueLength_, size() - prologueLength_ - 4, 4);
+      prologueLength_ = 0;
+    }
     return *this;
   }
   Table table_ = DIRECTORIES;
+  uint32_t prologueLength_ = 0;  // where the field is, until it is filled in
 };
 
 // A list of `.debug_loc`.

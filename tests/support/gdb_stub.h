@@ -1,5 +1,5 @@
-// A GDB stub in the test process, behind the interface of a connection: no sockets, no threads, and silence is known at
-// once. It holds memory and a program counter, and can be told to fail.
+// A GDB stub in the test process, with the interface of a connection: no sockets, no threads, and silence is known at
+// once. It holds memory and a program counter, and fails on demand.
 #pragma once
 
 #include <fmt/format.h>

@@ -111,7 +111,7 @@ TEST(GdbEndpoint, TakesNamesAddressesAndPaths) {
   }
 }
 
-// Gives the number, size and offset of the program counter of a description, or nothing.
+// The number, size and offset of the program counter of a description, or nothing.
 std::string Counter(const std::map<std::string, std::string>& annexes) {
   ProgramCounter counter;
   const bool found = FindProgramCounter(

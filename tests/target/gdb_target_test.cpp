@@ -23,7 +23,7 @@ struct Loaded {
 
 class GdbDownload : public HostTest {
  protected:
-  // Loads `file` through the plug-in into a stub; returns what a user is told.
+  // Loads `file` through the plug-in into a stub; returns what the user sees.
   Loaded Run(const StubOrders& orders, const ElfFile& file, unsigned long flags,
              const GdbTarget::Settings& settings = {}) {
     state = {};

@@ -179,7 +179,7 @@ class StubTest(LoadTest):
             self.assertEqual(result.returncode, 1)
             self.assertIn("elfload: link lost: segment 0, writing 0x00001200-0x000012BD: " + message, result.stderr)
 
-    def test_ctrl_c_ends_behind_a_block_and_says_how_far_it_came(self):
+    def test_ctrl_c_ends_after_a_block_and_says_how_far_it_came(self):
         def slow(number, request):
             time.sleep(0.05 if request.startswith(b"M") else 0)
             return self.answer(number, request)
@@ -223,7 +223,7 @@ class QemuTest(LoadTest):
                 client.ask(b"M2400,1:5a")
             self.fails("verify-differs", "0x00002400 the target holds 0x5A", "--target", target, "--verify", "only", file)
             self.document("--target", target, "--verify", "full", file)
-            # Where no memory is, QEMU answers OK to a write; only the read-back finds it.
+            # QEMU answers OK to a write where there is no memory; only the read-back finds it.
             self.assertEqual(self.document("--target", target, "--verify", "none", nowhere)["outcome"], "done")
             self.fails("verify-differs", "0x00FFFF00", "--target", target, nowhere)
 
@@ -233,7 +233,7 @@ class QemuTest(LoadTest):
     def test_m68k(self):
         self.check_load(1)
 
-    def test_leaves_the_target_as_it_is_told(self):
+    def test_leaves_the_target_halted_or_running(self):
         command, machine, _ = self.machine(1)
         # addq.l #1,0x3000.l; bra.s -8
         file = self.write(elf_file(machine, [(0x1000, 0x1000, bytes.fromhex("52B90000300060F8"), 8, PF_R | PF_X)], 0x1000))

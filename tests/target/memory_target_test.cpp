@@ -183,25 +183,6 @@ TEST(DownloadMonitor, MovesBlocksByTheirOrder) {
   EXPECT_EQ(wrong.Failure().reason, "more bytes in the file than in memory");
 }
 
-// A few bytes of a file, loaded over and over, would make a download without end.
-TEST(DownloadMonitor, RefusesSegmentsThatShareTheirBytesTooOften) {
-  MemoryTarget memory;
-  ElfSegment shared = Header(SEGMENT_LOAD, 0, 0, 0x10000, 0x10000, SEGMENT_READABLE);
-  shared.offset = 0x100;
-  std::vector<ElfSegment> segments(17, shared);
-  for (uint32_t i = 0; i < segments.size(); i++) segments[i].vaddr = 0x20000 * (i + 1);
-  for (const bool grown : {false, true}) {
-    segments[16].offset += grown ? 0x1000 : 0;
-    DownloadMonitor monitor(memory, SegmentsToLoad(segments, Placement::virtualAddress), false);
-    for (uint32_t i = 0; i < segments.size(); i++) {
-      const uint32_t first = segments[i].vaddr;
-      EXPECT_EQ(monitor.CheckMemory(first, first + 0xFFFF, "", TARGET_READ_ONLY), i < 16 || grown ? 1 : 0) << i;
-    }
-    EXPECT_EQ(monitor.Failure().reason.find("take 1114112 bytes out of 65792 in the file") != std::string::npos,
-              !grown);
-  }
-}
-
 TEST(ProgressBar, ShowsPartSizeRateAndTimeLeft) {
   EXPECT_EQ(DrawProgressBar({.done = 512 << 10, .total = 2 << 20, .seconds = 2}),
             "[#######                       ]  25%  512.0 KiB of 2.0 MiB  256.0 KiB/s  0:06 left");

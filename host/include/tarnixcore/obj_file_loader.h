@@ -68,7 +68,7 @@ class TARNIX_API ObjFileLoader : public Component {
   virtual int GetInfo(char* processorName, int size, unsigned long* entry) = 0;
   // Writes the program into the target. `reserved` is 0, `flags` a set of bits that the loader defines.
   virtual int LoadCode(Target* target, unsigned char reserved, unsigned long flags) = 0;
-  // Gives `table` a new heap and the modules of the file, not filled yet.
+  // Hands `table` a new heap and the modules of the file, not filled yet.
   virtual int Build(SymbolTable* table) = 0;
   virtual int Suspend() = 0;
   // Fills the item's module. 0 also when there is nothing left to load.

@@ -10,13 +10,11 @@ struct EntryFacts {
   bool hasLowPc;
   bool highPcIsSize;  // DW_AT_high_pc is counted from DW_AT_low_pc
   bool hasEntryPc;
-  bool hasSignature;
   bool hasCount;
   bool hasDataBitOffset;
   bool hasBitSize;
   uint32_t entryPc;
-  uint32_t signatureEntry;  // of the type that DW_AT_signature stands for
-  uint32_t count;           // DW_AT_count
+  uint32_t count;  // DW_AT_count
   uint32_t dataBitOffset;
   uint32_t storageSize;  // DW_AT_byte_size of a member
   AttributeValue ranges;

@@ -19,7 +19,11 @@ EntryWalk::EntryWalk(Failure* failure, Allowance* allowance, RecordHeap* heap)
       loc_(failure, allowance),
       text_(failure, allowance),
       abbrev_(failure, allowance),
+      scan_(failure, allowance),
       values_(failure, allowance),
+      expressions_(heap),
+      locations_(failure, allowance, &expressions_),
+      ranges_(failure, allowance),
       types_(heap, failure) {}
 
 void EntryWalk::Use(const ByteSource* file, bool littleEndian, const Dwarf2Sections* sections,
@@ -27,34 +31,47 @@ void EntryWalk::Use(const ByteSource* file, bool littleEndian, const Dwarf2Secti
   file_ = file;
   deadCode_ = deadCode;
   values_.Use(file, littleEndian, sections);
+  expressions_.Use(sections, &values_);
+  locations_.Use(file, littleEndian, sections, deadCode, &values_);
   sections_ = sections;
   isLittleEndian_ = littleEndian;
-  for (Cursor* cursor : {&info_, &detour_, &loc_, &text_, &abbrev_}) {
+  for (Cursor* cursor : {&info_, &detour_, &loc_, &text_, &abbrev_, &scan_}) {
     cursor->Use(file, littleEndian);
   }
+  ranges_.Use(file, littleEndian, sections, deadCode, &values_);
 }
 
-void EntryWalk::Run(DescModule* module, Dwarf2Build* build, const UnitForms& unit) {
+void EntryWalk::Run(DescModule* module, Dwarf2Build* build, const UnitForms& unit, SourceFiles* sourceFiles) {
   module_ = module;
   build_ = build;
   unit_ = unit;
+  sourceFiles_ = sourceFiles;
   nesting_ = 0;
+  entryBase_ = 0;
+  unitEnd_ = UINT32_MAX;
   if (!build->strings.IsMade()) {
     build->strings.Make(build->tableHeap, file_, sections_->str);
   }
-  const auto* ext = static_cast<const Dwarf2ModuleExt*>(module->ext);
-  const uint32_t span = ext->unitEnd > ext->unitOffset ? ext->unitEnd - ext->unitOffset : 0;
   abbrevTables_.Empty();
-  abbrevs_ = abbrevTables_.Find(&abbrev_, sections_->abbrev, ext->abbrevOffset, *build->rules);
-  if (abbrevs_ != nullptr) {
-    info_.SeekKept(sections_->info, ext->firstEntry,
-                   ext->unitEnd > ext->firstEntry ? ext->unitEnd - ext->firstEntry : 0);
-    types_.Begin(module, ext->unitOffset, span);
-    ReadUnit();
-    info_.Charge(info_.Offset() - ext->firstEntry);
+  const auto* ext = static_cast<const Dwarf2ModuleExt*>(module->ext);
+  if (build->rules->walksScopes) {
+    ReadPublished(*ext->unit);
+  } else {
+    ReadOwnUnit(*ext);
   }
   pendingNames_.SettleAll();
   types_.End();
+}
+
+void EntryWalk::ReadOwnUnit(const Dwarf2ModuleExt& ext) {
+  const uint32_t span = ext.unitEnd > ext.unitOffset ? ext.unitEnd - ext.unitOffset : 0;
+  abbrevs_ = abbrevTables_.Find(&abbrev_, sections_->abbrev, ext.abbrevOffset, *build_->rules);
+  if (abbrevs_ != nullptr) {
+    info_.SeekKept(sections_->info, ext.firstEntry, ext.unitEnd > ext.firstEntry ? ext.unitEnd - ext.firstEntry : 0);
+    types_.Begin(module_, ext.unitOffset, span);
+    ReadUnit();
+    info_.Charge(info_.Offset() - ext.firstEntry);
+  }
 }
 
 // Children of a label follow as further entries of this level.
@@ -98,7 +115,12 @@ DescProc* EntryWalk::ReadLabel(AbbrevEntry* entry) {
 void EntryWalk::ReadEntry(AbbrevEntry* entry, uint32_t entryOffset) {
   const TypeRow* row = FindTypeRow(entry->tag);
   if (row != nullptr) {
-    (this->*row->read)(entry, entryOffset);
+    isNameMadeUp_ = false;
+    DescType* type = (this->*row->read)(entry, entryOffset);
+    const bool isOwnName = type != nullptr && type->name != row->word && !isNameMadeUp_;
+    if (isOwnName && IsInScope() && !IsNamingScope(entry->tag)) {
+      type->name = Qualified(type->name, CurrentScope());
+    }
   } else {
     SkipEntry(entry);
   }
@@ -107,8 +129,13 @@ void EntryWalk::ReadEntry(AbbrevEntry* entry, uint32_t entryOffset) {
 // Levels are counted, not recursed into: what is only passed over may be nested as deep as the file is long.
 void EntryWalk::SkipEntry(AbbrevEntry* entry) {
   RunPlan(&info_, entry, RecordKind::none, nullptr);
+  SkipChildren(entry);
+}
+
+// Passes over what is below an entry.
+void EntryWalk::SkipChildren(const AbbrevEntry* entry) {
   uint32_t levels = entry->hasChildren;
-  while (levels != 0 && !*failure_) {
+  while (levels != 0 && !*failure_ && info_.Offset() < unitEnd_) {
     const uint32_t entryOffset = info_.Offset();
     const uint32_t code = ReadUleb(&info_);
     if (code == 0) {

@@ -1,9 +1,7 @@
-// Location attributes: expressions as the file has them, and lists of .debug_loc. No operation is decoded here.
+// Location attributes by the loader's rules: lists of .debug_loc as the file has them, told from expressions by form.
 #include "dwarf2/entries/entry_walk.h"
 
 namespace {
-
-constexpr uint32_t ADDRESS_SPACE_END = 0xFFFFFFFF;
 
 // Both 0, as published, or both 0xFFFFFFFF, as 4-byte addresses read past the end of the file.
 bool IsEndMarker(uint32_t begin, uint32_t end) {
@@ -11,31 +9,6 @@ bool IsEndMarker(uint32_t begin, uint32_t end) {
 }
 
 }  // namespace
-
-// A record with a copy of the next `length` bytes. Null, with the failure noted, for bytes that the file does not have,
-// and without memory.
-DescLocation* EntryWalk::ReadExpression(Cursor* cursor, uint32_t length, uint32_t lowPc, uint32_t highPc) {
-  const bool isInWindow = cursor->End() - cursor->Next() >= static_cast<ptrdiff_t>(length);
-  if (!isInWindow && length > cursor->BytesLeft()) {
-    cursor->Fail("an expression of 0x%X bytes goes past the end of the file", static_cast<unsigned>(length));
-    return nullptr;
-  }
-  auto* location = static_cast<DescLocation*>(heap_->Get(sizeof(DescLocation) + length + EXPRESSION_PADDING));
-  if (location == nullptr) {
-    return nullptr;
-  }
-  auto* expression = reinterpret_cast<uint8_t*>(location + 1);
-  *location = {nullptr, lowPc, highPc, expression};
-  if (isInWindow) {
-    std::memcpy(expression, cursor->Next(), length);
-    cursor->SetNext(cursor->Next() + length);
-  } else {
-    const uint32_t got = cursor->Read(expression, length);
-    std::memset(expression + got, 0, length - got);
-  }
-  std::memset(expression + length, 0, EXPRESSION_PADDING);
-  return location;
-}
 
 // A list's entries, each in front of the one before it, so that the chain runs against file order. An entry is:
 //   begin, end   addressSize bytes each, taken as they are

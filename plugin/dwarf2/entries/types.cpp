@@ -56,6 +56,9 @@ DescType* EntryWalk::BeginType(const AbbrevEntry* entry, uint32_t entryOffset) {
     return nullptr;
   }
   const TypeRow* row = FindTypeRow(entry->tag);
+  if (type->name == UNDEFINED_TYPE) {
+    types_.NoteDefinition();
+  }
   type->name = FixedWord(row->word);
   type->byteSize = 0;
   type->kind = row->kind;
@@ -128,6 +131,7 @@ DescType* EntryWalk::ReadBasicType(AbbrevEntry* entry, uint32_t entryOffset) {
   RunPlan(&info_, entry, RecordKind::basicType, type);
   if (type->name == UNDEFINED_TYPE) {
     MakeUpName(type);
+    isNameMadeUp_ = true;
   }
   return type;
 }
@@ -154,6 +158,10 @@ DescType* EntryWalk::ReadAggregate(AbbrevEntry* entry, uint32_t entryOffset) {
   DescType* type = BeginType(entry, entryOffset);
   if (type == nullptr) {
     return nullptr;
+  }
+  if (unit_.rules->walksScopes) {
+    ReadPublishedAggregate(entry, entryOffset, type);
+    return type;
   }
   RunPlan(&info_, entry, RecordKind::aggregate, type);
   ListTail<DescVar> members(&type->items.members);

@@ -78,6 +78,13 @@ void EntryWalk::RunSteps(Cursor* cursor, const Step* step, char* record) {
       case Op::flag:
         FieldAt<uint32_t>(record, *step) = *next++ != 0 ? 1 : 0;
         continue;
+      case Op::declaration:
+        facts_.isDeclaration = *next++ != 0;
+        hasFacts_ = true;
+        continue;
+      case Op::declarationPresent:
+        facts_.isDeclaration = hasFacts_ = true;
+        continue;
       default:
         break;
     }

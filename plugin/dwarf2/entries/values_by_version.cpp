@@ -46,8 +46,13 @@ void EntryWalk::RunByVersion(Cursor* cursor, const Step& step, char* record) {
       FormValues::Skip(cursor, step.form, unit_);
       return;
     case Action::location:
-      FieldAt<DescLocation*>(record, step) = ReadLocation(cursor, step.form);
+    case Action::memberLocation: {
+      using Constants = LocationReader::Constants;
+      const bool isMember = step.action == Action::memberLocation;
+      FieldAt<DescLocation*>(record, step) = locations_.Read(
+          cursor, step.form, step.value, isMember ? Constants::areDistances : Constants::areAbsent, unit_);
       return;
+    }
     case Action::text:
       if (step.form == DW_FORM_string) {
         FieldAt<char*>(record, step) = ReadInlineText(cursor);
@@ -58,6 +63,7 @@ void EntryWalk::RunByVersion(Cursor* cursor, const Step& step, char* record) {
       break;
   }
   const AttributeValue value = values_.Read(cursor, step.form, step.value, unit_);
+  hasFacts_ = hasFacts_ || step.action >= Action::lowPc;
   switch (step.action) {
     case Action::text:
       FieldAt<char*>(record, step) = TextOf(value, *cursor);
@@ -116,9 +122,7 @@ void EntryWalk::RunByVersion(Cursor* cursor, const Step& step, char* record) {
       TakeEntryPc(value);
       break;
     case Action::signature:
-      if (value.valueClass == ValueClass::signature) {
-        facts_.hasSignature = build_->units.TypeOf(value.number, value.high, &facts_.signatureEntry);
-      }
+      AddAlias(reinterpret_cast<DescType*>(record), value);
       break;
     default:
       if (value.IsConstant()) {

@@ -20,6 +20,10 @@ void AddPendingField(DescModule* module, DescVar* variable, Failure* failure) {
 }  // namespace
 
 DescVar* EntryWalk::ReadVariable(AbbrevEntry* entry) {
+  if (unit_.rules->resolvesOrigins) {
+    uint32_t origin = 0;
+    return ReadPublishedVariable(entry, &origin);
+  }
   auto* variable = heap_->New<DescVar>();
   if (variable == nullptr) {
     return nullptr;

@@ -1,58 +1,11 @@
 #include "dwarf2/lines/line_blocks.h"
 
-#include "dwarf/base_name.h"
-
 void LineBlocks::Begin(L_list* ranges) {
   ranges_ = ranges;
-  files_.Empty();
-  filesByName_.Empty();
-  firstFile_ = lastFile_ = nullptr;
   firstBlock_ = current_ = nullptr;
   blockFile_ = 1;
   hasRange_ = false;
   rowCount_ = 0;
-}
-
-void LineBlocks::AddFile(uint32_t offset, uint32_t length) {
-  if (!files_.Push({offset, length, nullptr, false})) {
-    failure_->NoteNoMemory();
-  }
-}
-
-char* LineBlocks::TextOf(File* file) {
-  if (file->text == nullptr) {
-    char* text = heap_->NewText(file->length);
-    if (text == nullptr) {
-      return EmptyString();
-    }
-    names_.LookInto(*program_, file->offset);
-    const uint32_t got = names_.Read(text, file->length);
-    std::memset(text + got, 0, file->length - got);  // less only when the file changes meanwhile
-    file->text = text;
-  }
-  return file->text;
-}
-
-// Lists a source file when its first block begins, unless a file of that base name is listed already.
-void LineBlocks::ListFile(File* file) {
-  file->isListed = true;
-  char* baseName = BaseNameOf(file->text);
-  const uint32_t hash = HashText(baseName);
-  const auto hasName = [baseName](const DescFile* other) { return std::strcmp(other->baseName, baseName) == 0; };
-  if (*baseName == 0 || filesByName_.Find<DescFile>(hash, hasName) != nullptr) {
-    return;
-  }
-  auto* record = heap_->New<DescFile>();
-  if (record == nullptr) {
-    return;
-  }
-  if (!filesByName_.Insert(hash, record)) {
-    failure_->NoteNoMemory();
-  }
-  record->baseName = baseName;
-  record->fullName = file->text;
-  (firstFile_ == nullptr ? firstFile_ : lastFile_->next) = record;
-  lastFile_ = record;
 }
 
 bool LineBlocks::BeginBlock(int32_t file) {
@@ -65,13 +18,7 @@ bool LineBlocks::BeginBlock(int32_t file) {
   block->fileName = EmptyString();
   (firstBlock_ == nullptr ? firstBlock_ : current_->next) = block;
   current_ = block;
-  if (file >= 1 && static_cast<uint32_t>(file) <= files_.Count()) {
-    File* entry = &files_[static_cast<uint32_t>(file) - 1];
-    block->fileName = TextOf(entry);
-    if (!entry->isListed && entry->text != nullptr) {
-      ListFile(entry);
-    }
-  }
+  block->fileName = files_->ListedNameOf(static_cast<uint32_t>(file));
   return !*failure_;
 }
 

@@ -1,13 +1,11 @@
-// The rows of a line program on their way into records: how a row finds its block, a block its source file, and
-// addresses their range.
+// The rows of a line program on their way into records: how a row finds its block, and addresses their
+// range.
 #pragma once
 
 #include <cstdint>
 
-#include "elf/cursor.h"
+#include "dwarf2/lines/line_files.h"
 #include "records/debug_records.h"
-#include "records/growing_array.h"
-#include "records/hash_index.h"
 #include "records/record_heap.h"
 #include "tarnixcore/list.h"
 
@@ -16,17 +14,10 @@ constexpr uint32_t LINE_RANGE_GAP = 256;  // rows up to this many bytes apart be
 
 class LineBlocks {
  public:
-  // `program` is the cursor of the line program, in whose window the names of files are as a rule.
-  LineBlocks(Failure* failure, Allowance* allowance, RecordHeap* heap, const Cursor* program)
-      : failure_(failure), names_(failure, allowance), program_(program), heap_(heap) {}
+  LineBlocks(Failure* failure, RecordHeap* heap, LineFiles* files) : failure_(failure), heap_(heap), files_(files) {}
 
-  void Use(const ByteSource* file, bool littleEndian) { names_.Use(file, littleEndian); }
-
-  // Begins a program: no blocks, no files.
+  // Begins a program: no blocks.
   void Begin(L_list* ranges);
-
-  // An entry of the file table. Its text stays in the file until a row needs it.
-  void AddFile(uint32_t offset, uint32_t length);
 
   // False, with the failure noted, without memory.
   bool AddRow(uint32_t address, uint32_t line, uint32_t column, int32_t file) {
@@ -55,31 +46,15 @@ class LineBlocks {
   // Moves the rows of the last block into the heap.
   void Finish();
 
-  DescFile* Files() const { return firstFile_; }
   DescLineBlock* Blocks() const { return firstBlock_; }
 
  private:
-  struct File {
-    uint32_t offset;  // of the name in the section
-    uint32_t length;
-    char* text;     // once a row has used it
-    bool isListed;  // whether its base name is on the list of files
-  };
-
   bool BeginBlock(int32_t file);
-  char* TextOf(File* file);
-  void ListFile(File* file);
 
   Failure* failure_;
-  Cursor names_;
-  const Cursor* program_;
   RecordHeap* heap_;
+  LineFiles* files_;
   L_list* ranges_ = nullptr;
-
-  GrowingArray<File> files_;  // entry 1 of the table is the first
-  HashIndex filesByName_;     // DescFile records by base name
-  DescFile* firstFile_ = nullptr;
-  DescFile* lastFile_ = nullptr;
 
   DescLineBlock* firstBlock_ = nullptr;
   DescLineBlock* current_ = nullptr;

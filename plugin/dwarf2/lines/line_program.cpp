@@ -4,7 +4,6 @@
 
 #include "dwarf/leb128.h"
 #include "dwarf2/dwarf2_constants.h"
-#include "dwarf2/forms.h"
 
 namespace {
 
@@ -14,84 +13,43 @@ constexpr uint32_t PROGRAM_WINDOW = 0x2000;
 
 }  // namespace
 
-void LineProgram::Run(const SectionPlace& section, uint32_t offset, const LineRules& rules, L_list* ranges,
-                      uint8_t* opcodeBase) {
-  rules_ = rules;
+void LineProgram::Run(uint32_t offset, const UnitForms& unit, L_list* ranges, uint8_t* opcodeBase) {
+  const SectionPlace& section = sections_->line;
+  isPublished_ = unit.rules->runsLinesAsPublished;
+  dropsDeadCode_ = unit.rules->dropsDeadCode;
+  files_.Begin(1, isPublished_);
   blocks_.Begin(ranges);
-  if (!section.exists) {
+  if (!section.exists && !isPublished_) {
     return;
   }
   cursor_.SeekKept(section, offset, section.size > offset ? section.size - offset : 0, PROGRAM_WINDOW);
-  opcodeBase_ = *opcodeBase;
-  const bool isSound = ReadHeader();
-  *opcodeBase = opcodeBase_;
-  if (isSound) {
-    MakeSpecialOpcodes();
-    ResetRegisters();
-    SkipIncludeDirectories();
-    while (!*failure_ && DefineFile()) {
-    }
+  if (*failure_) {
+    return;
+  }
+  if (headers_.Read(unit, &header_)) {
     RunOpcodes();
     blocks_.FlushRange();  // a program without DW_LNE_end_sequence leaves a range pending
     blocks_.Finish();
   }
+  if (!isPublished_) {
+    *opcodeBase = header_.opcodeBase;
+  }
   cursor_.Charge(cursor_.Offset() - offset);
 }
 
-// Line program header, up to the tables of names:
-//   total_length 4, version 2, prologue_length 4, minimum_instruction_length 1, default_is_stmt 1, line_base 1,
-//   line_range 1, opcode_base 1, standard_opcode_lengths
-// version and prologue_length are not looked at: the opcodes begin after the tables.
-bool LineProgram::ReadHeader() {
-  const uint32_t totalLength = cursor_.U32();
-  end_ = cursor_.Offset() + totalLength;
-  cursor_.Skip(2 + 4);
-  minimumInstructionLength_ = cursor_.U8();
-  defaultIsStmt_ = cursor_.U8();
-  lineBase_ = static_cast<int8_t>(cursor_.U8());
-  lineRange_ = cursor_.U8();
-  opcodeBase_ = cursor_.U8();
-  if (lineRange_ == 0) {
-    cursor_.Fail("line_range is 0");
-    return false;
-  }
-  // The reduced variant has one byte more than DWARF 2, stored from index 0 and not looked at again.
-  for (uint32_t i = IsReducedVariant(opcodeBase_) ? 0 : 1; i < opcodeBase_; ++i) {
-    standardOpcodeLengths_[i] = cursor_.U8();
-  }
-  return true;
+void LineProgram::Clear() {
+  files_.Begin(1, false);
+  blocks_.Begin(nullptr);
 }
 
-// Names are not joined with directories: the texts are consumed, up to the empty one.
-void LineProgram::SkipIncludeDirectories() {
-  uint32_t start = 0;
-  do {
-    start = cursor_.Offset();
-    SkipText(&cursor_);
-  } while (cursor_.Offset() != start + 1 && !*failure_);
-}
-
-// A name, and unless it is empty its directory, time and length, which are dropped. False for the empty name.
-bool LineProgram::DefineFile() {
-  const uint32_t offset = cursor_.Offset();
-  SkipText(&cursor_);
-  const uint32_t length = cursor_.Offset() - offset - (*failure_ ? 0 : 1);
-  if (length == 0) {
-    return false;
-  }
-  blocks_.AddFile(offset, length);
-  ReadUleb(&cursor_);
-  ReadUleb(&cursor_);
-  ReadUleb(&cursor_);
-  return true;
-}
-
-// Works out the special opcodes once, so that running one needs no division.
+// Works out the special opcodes once, so that running one needs no division. A machine with several operations in an
+// instruction counts them.
 void LineProgram::MakeSpecialOpcodes() {
-  for (uint32_t opcode = opcodeBase_; opcode <= LAST_SPECIAL_OPCODE; ++opcode) {
-    const uint32_t adjusted = opcode - opcodeBase_;
-    addressAdvances_[opcode] = adjusted / lineRange_ * minimumInstructionLength_;
-    lineAdvances_[opcode] = static_cast<uint32_t>(lineBase_) + adjusted % lineRange_;
+  const uint32_t scale = header_.maximumOperations > 1 ? 1 : header_.minimumInstructionLength;
+  for (uint32_t opcode = header_.opcodeBase; opcode <= LAST_SPECIAL_OPCODE; ++opcode) {
+    const uint32_t adjusted = opcode - header_.opcodeBase;
+    addressAdvances_[opcode] = adjusted / header_.lineRange * scale;
+    lineAdvances_[opcode] = static_cast<uint32_t>(header_.lineBase) + adjusted % header_.lineRange;
   }
 }
 
@@ -101,52 +59,73 @@ void LineProgram::ResetRegisters() {
       .line = 1,
       .column = 0,
       .file = 1,
-      .isStmt = defaultIsStmt_ != 0,
-      .suppressRows = false,
+      .operation = 0,
+      .isStmt = header_.defaultIsStmt != 0,
+      .isPlaced = false,
+      .suppressRows = dropsDeadCode_ && deadCode_->IsMark(0, header_.addressSize),
   };
 }
 
 // Opcodes are run from the cursor's window for as long as a whole one is in it; an extended opcode, and one that the
 // window cuts, at the cursor.
 void LineProgram::RunOpcodes() {
-  while (cursor_.Offset() < end_ && !*failure_) {
+  MakeSpecialOpcodes();
+  ResetRegisters();
+  const bool isReduced = !isPublished_ && IsReducedVariant(header_.opcodeBase);
+  while (cursor_.Offset() < header_.end && !*failure_) {
     if (cursor_.AtEnd()) {
       cursor_.Fail("a line program without end");
       return;
     }
     cursor_.Ask();
-    const uint64_t left = end_ - cursor_.Offset();
+    const uint64_t left = header_.end - cursor_.Offset();
     const auto inWindow = static_cast<uint64_t>(std::min(cursor_.End(), cursor_.Limit() + 1) - cursor_.Next());
     const uint8_t* stop = cursor_.Next() + std::min(left, inWindow);
-    if (IsReducedVariant(opcodeBase_)) {
-      RunInWindow<true>(stop);
+    if (isReduced) {
+      RunInWindow<REDUCED>(stop);
+    } else if (header_.maximumOperations > 1) {
+      RunInWindow<VLIW>(stop);
     } else {
-      RunInWindow<false>(stop);
+      RunInWindow<STANDARD>(stop);
     }
+  }
+  if (isPublished_ && cursor_.Offset() > header_.end) {
+    failure_->Note(sections_->line.name, header_.end, "an opcode goes past the end of the line program");
   }
 }
 
 // Runs the opcodes that begin before `stop`, the registers in local variables, up to the first that is not a matter of
 // registers alone, which is run too.
-template <bool REDUCED>
+template <LineProgram::Variant VARIANT>
 void LineProgram::RunInWindow(const uint8_t* stop) {
   const uint8_t* next = cursor_.Next();
   Registers registers = registers_;
-  const uint32_t opcodeBase = opcodeBase_;
-  const uint32_t instructionLength = minimumInstructionLength_;
-  const bool actsAsPublished = rules_.actsAsPublished;
+  const uint32_t opcodeBase = header_.opcodeBase;
+  const uint32_t instructionLength = header_.minimumInstructionLength;
+  const uint32_t maximumOperations = header_.maximumOperations;
+  const bool isPublished = isPublished_;
   uint32_t opcode = 0;
   bool goesOn = true;    // with the next opcode
   bool isOther = false;  // whether `opcode` is still to be run
   const auto appendRow = [&] {
-    if (!registers.suppressRows && (!REDUCED || registers.isStmt)) {
+    if (!registers.suppressRows && (VARIANT != REDUCED || registers.isStmt)) {
       goesOn = blocks_.AddRow(registers.address, registers.line, registers.column, registers.file) && goesOn;
+    }
+  };
+  // `advance` is of the table of special opcodes, or an operand in its unit.
+  const auto moveAddress = [&](uint32_t advance) {
+    if (VARIANT == VLIW) {
+      const uint32_t operations = registers.operation + advance;
+      registers.address += operations / maximumOperations * instructionLength;
+      registers.operation = operations % maximumOperations;
+    } else {
+      registers.address += advance;
     }
   };
   while (next < stop && goesOn) {
     opcode = *next++;
     if (opcode >= opcodeBase && opcode != 0) {
-      registers.address += addressAdvances_[opcode];
+      moveAddress(addressAdvances_[opcode]);
       registers.line += lineAdvances_[opcode];
       appendRow();
       continue;
@@ -156,7 +135,7 @@ void LineProgram::RunInWindow(const uint8_t* stop) {
         appendRow();
         continue;  // no further row in the reduced variant
       case DW_LNS_advance_pc:
-        registers.address += DecodeUleb(&next) * instructionLength;
+        moveAddress(DecodeUleb(&next) * (VARIANT == VLIW ? 1 : instructionLength));
         break;
       case DW_LNS_advance_line:
         registers.line += static_cast<uint32_t>(DecodeSleb(&next));
@@ -175,8 +154,8 @@ void LineProgram::RunInWindow(const uint8_t* stop) {
       case DW_LNS_const_add_pc:
         // Published: the address alone moves. Here the opcode acts as special opcode 255 in full, line and row
         // included.
-        registers.address += addressAdvances_[LAST_SPECIAL_OPCODE];
-        if (!actsAsPublished) {
+        moveAddress(addressAdvances_[LAST_SPECIAL_OPCODE]);
+        if (!isPublished) {
           registers.line += lineAdvances_[LAST_SPECIAL_OPCODE];
           appendRow();
         }
@@ -185,7 +164,8 @@ void LineProgram::RunInWindow(const uint8_t* stop) {
         // Published: the operand counts bytes. Here it counts instructions.
         const uint32_t operand = cursor_.Read16(next);
         next += 2;
-        registers.address += actsAsPublished ? operand : operand * instructionLength;
+        registers.address += isPublished ? operand : operand * instructionLength;
+        registers.operation = 0;
         break;
       }
       default:
@@ -193,7 +173,7 @@ void LineProgram::RunInWindow(const uint8_t* stop) {
         goesOn = false;
         continue;
     }
-    if (REDUCED) {
+    if (VARIANT == REDUCED) {
       appendRow();
     }
   }
@@ -206,44 +186,94 @@ void LineProgram::RunInWindow(const uint8_t* stop) {
   }
 }
 
+// By the loader's rules an opcode that it does not know ends the range of addresses. The numbers of operands are the
+// header's, also of the opcodes 10 to 12 that DWARF 3 has: they change no row.
 void LineProgram::RunUnassignedOpcode(uint8_t opcode) {
-  blocks_.FlushRange();
-  for (uint32_t i = 0; i < standardOpcodeLengths_[opcode]; ++i) {
+  if (!isPublished_) {
+    blocks_.FlushRange();
+  }
+  for (uint32_t i = 0; i < header_.standardOpcodeLengths[opcode]; ++i) {
     ReadUleb(&cursor_);
   }
 }
 
-// A sequence that starts at address 0 is code that a linker threw away, and leaves nothing behind. The address has the
-// unit's size; published: what the length of the opcode leaves.
-void LineProgram::SetAddress(uint32_t length) {
+// A sequence of code that the linker threw away leaves nothing behind. By the loader's rules that is one at address 0,
+// from there on; else one that begins at a mark of the linker.
+void LineProgram::SetAddress(uint32_t size) {
   blocks_.FlushRange();
-  const bool hasSize = rules_.actsAsPublished && length > 1 && length - 1 <= LONGEST_ADDRESS;
-  registers_.address = ReadAddress(&cursor_, hasSize ? length - 1 : rules_.addressSize);
-  registers_.suppressRows = registers_.address == 0 && !rules_.keepsAddressZero;
+  registers_.address = ReadAddress(&cursor_, size);
+  registers_.operation = 0;
+  if (!dropsDeadCode_) {
+    registers_.suppressRows = registers_.address == 0;
+  } else if (!registers_.isPlaced) {
+    registers_.suppressRows = deadCode_->IsMark(registers_.address, static_cast<uint8_t>(size));
+  }
+  registers_.isPlaced = true;
 }
 
-// The length of a known opcode is not compared with what it consumes, and counts only where the published rules do.
+// By the loader's rules the length of a known opcode is not compared with what it consumes, and an address has the
+// unit's size.
 void LineProgram::RunExtendedOpcode() {
+  if (isPublished_) {
+    RunPublishedExtendedOpcode();
+    return;
+  }
   const uint32_t length = ReadUleb(&cursor_);
   const uint8_t opcode = cursor_.U8();
+  if (opcode >= DW_LNE_end_sequence && opcode <= DW_LNE_define_file) {
+    RunKnownExtendedOpcode(opcode, header_.addressSize);
+    return;
+  }
+  blocks_.FlushRange();
+  if (length > 1 && length - 1 > cursor_.BytesLeft()) {
+    cursor_.Fail("a line opcode of 0x%X bytes goes past the end of the file", static_cast<unsigned>(length));
+  } else if (length > 1) {
+    cursor_.Skip(length - 1);
+  }
+}
+
+// As published an opcode takes the bytes that its length says, and an address has as many as are left of them. One of
+// no bytes does nothing.
+void LineProgram::RunPublishedExtendedOpcode() {
+  const uint32_t start = cursor_.Offset() - 1;
+  const uint32_t length = ReadUleb(&cursor_);
+  const uint32_t offset = cursor_.Offset();
+  if (offset > header_.end || length > header_.end - offset) {
+    failure_->Note(sections_->line.name, start, "a line opcode of 0x%X bytes goes past the end of the program",
+                   static_cast<unsigned>(length));
+    return;
+  }
+  if (length == 0) {
+    return;
+  }
+  const uint8_t opcode = cursor_.U8();
+  const uint32_t operands = length - 1;
+  if (opcode == DW_LNE_set_address && (operands == 0 || operands > LONGEST_ADDRESS)) {
+    failure_->Note(sections_->line.name, start, "an address of %u bytes", static_cast<unsigned>(operands));
+    return;
+  }
+  RunKnownExtendedOpcode(opcode, operands);
+  if (cursor_.Offset() > offset + length) {
+    failure_->Note(sections_->line.name, start, "the operands of a line opcode are longer than its length says");
+    return;
+  }
+  cursor_.Skip(offset + length - cursor_.Offset());
+}
+
+// The end of a sequence makes no row: what would be in it is the first address after the code.
+void LineProgram::RunKnownExtendedOpcode(uint8_t opcode, uint32_t addressSize) {
   switch (opcode) {
-    case DW_LNE_end_sequence:  // published with a row; here none, so the end address is recorded nowhere
+    case DW_LNE_end_sequence:
       blocks_.FlushRange();
       ResetRegisters();
       break;
     case DW_LNE_set_address:
-      SetAddress(length);
+      SetAddress(addressSize);
       break;
     case DW_LNE_define_file:
-      DefineFile();
+      headers_.ReadFile();
       break;
     default:
-      blocks_.FlushRange();
-      if (length > 1 && length - 1 > cursor_.BytesLeft()) {
-        cursor_.Fail("a line opcode of 0x%X bytes goes past the end of the file", static_cast<unsigned>(length));
-      } else if (length > 1) {
-        cursor_.Skip(length - 1);
-      }
       break;
   }
 }
