@@ -276,6 +276,8 @@ class UnitChecker:
         for at, entries in wanted.items():
             for entry in entries:
                 alternatives = self.reading.qualified(entry)
+                if not alternatives[0][-1]:
+                    continue  # its name is in another file
                 place = f"{self.place}: variable {at and hex(at)} {'::'.join(str(part) for part in alternatives[0])}"
                 found = next((each for each in dumped.get(at, []) if is_named(each["name"], alternatives)), None)
                 if found is None and at is None and "DW_AT_location" not in entry.values:
