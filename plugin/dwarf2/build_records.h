@@ -15,6 +15,7 @@ enum class NameSource : uint8_t { none, pubnames, gnuPubnames, debugNames };
 struct Dwarf2Build : BuildRecords {
   const Dwarf2Rules* rules;
   mem_desc* tableHeap;
+  DescType* characterType;    // as published: of a string
   StringSection strings;      // .debug_str
   StringSection lineStrings;  // .debug_line_str
   UnitDirectory units;        // as published; empty with the loader's rules

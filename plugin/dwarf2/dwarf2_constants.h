@@ -152,6 +152,7 @@ enum DwarfAttribute : uint32_t {
   DW_AT_specification        = 0x47,
   DW_AT_type                 = 0x49,
 
+  DW_AT_string_length        = 0x19,
   DW_AT_inline               = 0x20,
   DW_AT_abstract_origin      = 0x31,
   DW_AT_count                = 0x37,
@@ -197,6 +198,27 @@ enum DwarfEncoding : uint32_t {
   DW_ATE_signed_char   = 6,
   DW_ATE_unsigned      = 7,
   DW_ATE_unsigned_char = 8,
+
+  // Since DWARF 3 to 5.
+  DW_ATE_imaginary_float = 0x09,
+  DW_ATE_packed_decimal  = 0x0A,
+  DW_ATE_numeric_string  = 0x0B,
+  DW_ATE_edited          = 0x0C,
+  DW_ATE_signed_fixed    = 0x0D,
+  DW_ATE_unsigned_fixed  = 0x0E,
+  DW_ATE_decimal_float   = 0x0F,
+  DW_ATE_UTF             = 0x10,
+  DW_ATE_UCS             = 0x11,
+  DW_ATE_ASCII           = 0x12,
+
+  // Of vendors.
+  DW_ATE_HP_float80            = 0x80,
+  DW_ATE_HP_complex_float80    = 0x81,
+  DW_ATE_HP_float128           = 0x82,
+  DW_ATE_HP_complex_float128   = 0x83,
+  DW_ATE_HP_floathpintel       = 0x84,
+  DW_ATE_HP_imaginary_float80  = 0x85,
+  DW_ATE_HP_imaginary_float128 = 0x86,
 };
 
 enum DwarfCallingConvention : uint32_t {

@@ -55,6 +55,14 @@ Dwarf2Build* Dwarf2Reader::MakeBuild(mem_desc* tableHeap, const Dwarf2Rules& rul
   build->undefinedType = undefinedType;
   build->tableHeap = tableHeap;
   build->rules = &rules;
+  if (rules.readsAllTypes) {
+    build->characterType = NewSharedType(&tableHeap_, "character");
+    if (build->characterType == nullptr) {
+      return nullptr;
+    }
+    build->characterType->byteSize = 1;
+    build->characterType->items.encoding = ENCODING_UNSIGNED_CHAR;
+  }
   build->lookups = {
       .readsAddressesBySize = rules.readsNewIndexes,
       .seeksDataPastCode = rules.readsNewIndexes,

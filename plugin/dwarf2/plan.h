@@ -53,6 +53,7 @@ enum class Action : uint8_t {
   addressClass,
   sizeOnce,  // 32 bits, while the field is 0
   stride,    // minus the bytes of a number of bits
+  bound,     // 32 bits of a constant; as published, any other value leaves the field alone, and the dimension open
 
   // Published rules only: facts of the entry that are no field of its record.
   lowPc,
@@ -65,6 +66,9 @@ enum class Action : uint8_t {
   constValue,
   signature,
   count,
+  bitStride,
+  byteStride,
+  stringLength,
   dataBitOffset,
   bitSize,
   storageSize,

@@ -117,7 +117,6 @@ DescVar* EntryWalk::ReadPublishedVariable(AbbrevEntry* entry, uint32_t* origin) 
   variable->name = entry->tag == DW_TAG_inheritance ? FixedWord("baseclass") : EmptyString();
   variable->type = build_->undefinedType;
   ClearFacts();
-  isBitField_ = false;
   RunPlan(&info_, entry, RecordKind::variable, variable);
   *origin = 0;
   if (specification_ != 0) {
@@ -125,6 +124,11 @@ DescVar* EntryWalk::ReadPublishedVariable(AbbrevEntry* entry, uint32_t* origin) 
     blank.name = EmptyString();
     blank.type = build_->undefinedType;
     *origin = Complete(RecordKind::variable, variable, blank);
+  }
+  if (entry->tag == DW_TAG_member) {
+    AddBitField(variable);
+  } else {
+    AddConstant(variable);
   }
   SkipChildren(entry);
   return variable;
