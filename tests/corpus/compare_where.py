@@ -88,7 +88,7 @@ def without_arguments(name):
             kept = ""
         elif depth == 0 and character not in ">})":
             kept += character
-    return kept.strip().split(" ")[-1]
+    return kept.strip().split(" ")[-1].rstrip("_")  # Fortran adds one
 
 
 def where(elfload, path, addresses):

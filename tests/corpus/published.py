@@ -184,8 +184,8 @@ class Reading:
         else:
             size = member.number("DW_AT_byte_size") or declared
             offset = member.number("DW_AT_bit_offset") or 0
-            if offset >= 1 << 31:
-                offset -= 1 << 32
+            if offset >= 1 << 31:  # negative, of 4 or 8 bytes
+                offset -= 1 << 32 if offset < 1 << 32 else 1 << 64
             first = 8 * start + (8 * size - offset - bits if self.image.little else offset)
         size, begin = declared, first // 8 // declared * declared if declared else first // 8
         if first + bits > 8 * (begin + size):
