@@ -178,7 +178,7 @@ ExitStatus DumpJson(Session& session, const Options& options, Output& out) {
   json.Key("littleEndian"), json.Number(uint32_t{state.littleEndian});
   const int built = session.Build();
   json.Key("build"), json.Number(int32_t{built});
-  WriteFailure(json, built != 0 ? session.PartialFailure() : session.LastFailure());
+  WriteFailure(json, session.BuildFailure());
 
   std::vector<size_t> selected;
   bool isWhole = SelectModules(session, options, selected) && built != 0 && !session.IsPartial();

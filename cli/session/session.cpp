@@ -68,8 +68,9 @@ int Session::Build() {
   indexes_.clear();
   if (!State().hasImage) return 0;
   const int built = AnswerWithReason(loader_->Build(&table_));
-  partialFailure_ = built != 0 ? ReadFailure(*loader_) : std::nullopt;
-  ComplainOf(built != 0 ? partialFailure_ : failure_);
+  buildFailure_ = built != 0 ? ReadFailure(*loader_) : failure_;
+  isPartial_ = built != 0 && buildFailure_.has_value();
+  ComplainOf(buildFailure_);
   if (built == 0) return built;
   for (DescModule* module = table_.Modules(); module != nullptr; module = module->next) {
     indexes_.emplace(module, modules_.size());

@@ -51,12 +51,12 @@ class Session {
   // Result of GetInfo; 0, with the processor unnamed, when no file is open.
   int GetInfo(std::string& processor, uint32_t& entry);
 
-  // Result of Build; 0 when no file is open. 1 too when parts of the file could not be read; IsPartial says so then.
+  // Result of Build; 0 when no file is open. It is 1 too when units of the file could not be read; IsPartial says so.
   int Build();
 
-  // Whether Build was 1 and has a reason nevertheless.
-  const std::optional<FailureReason>& PartialFailure() const { return partialFailure_; }
-  bool IsPartial() const { return partialFailure_.has_value(); }
+  // Why Build was 0, or why it is partial.
+  const std::optional<FailureReason>& BuildFailure() const { return buildFailure_; }
+  bool IsPartial() const { return isPartial_; }
 
   // Result of Extend(module, 7).
   int Extend(DescModule* module);
@@ -95,7 +95,8 @@ class Session {
   ModuleTable table_;
   std::unique_ptr<ObjFileLoader> loader_;
   std::optional<FailureReason> failure_;
-  std::optional<FailureReason> partialFailure_;
+  std::optional<FailureReason> buildFailure_;
+  bool isPartial_ = false;
   std::vector<DescModule*> modules_;
   std::unordered_map<const DescModule*, size_t> indexes_;
 };

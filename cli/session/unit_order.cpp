@@ -33,7 +33,7 @@ void UnitOrder::Begin(size_t unit, UnitNews news) {
 
 bool UnitOrder::Write(size_t unit, const char* text, size_t size) {
   std::unique_lock lock(mutex_);
-  changed_.wait(lock, [&] { return IsStopped() || unit == turn_ || heldBytes_ + size <= mostHeld; });
+  changed_.wait(lock, [&] { return IsStopped() || unit == turn_ || heldBytes_ + size <= mostHeld_; });
   if (IsStopped()) return false;
   if (unit == turn_) {
     out_->Write(text, size);

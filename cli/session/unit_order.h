@@ -33,14 +33,15 @@ struct UnitNews {
 
 class UnitOrder {
  public:
-  static constexpr size_t mostHeld = size_t{32} * 1024 * 1024;  // bytes of text that wait for their turn
-  static constexpr size_t mostAhead = 64;                       // units that are begun after the one whose turn it is
+  static constexpr size_t usualHold = size_t{32} * 1024 * 1024;
+  static constexpr size_t mostAhead = 64;  // units that are begun after the one whose turn it is
 
   using Tell = std::function<void(const UnitNews&)>;
 
   // Of `count` units, numbered from 0. `out` may be null when nothing is written. `tell` is called on any of the
-  // threads, never twice at the same time.
-  UnitOrder(size_t count, Output* out, Tell tell) : count_(count), out_(out), tell_(std::move(tell)) {}
+  // threads, never twice at the same time. `mostHeld` bytes of text wait for their turn at most.
+  UnitOrder(size_t count, Output* out, Tell tell, size_t mostHeld = usualHold)
+      : count_(count), mostHeld_(mostHeld), out_(out), tell_(std::move(tell)) {}
 
   // The next unit. Waits until it may be begun; false when there is none left, or when the work has stopped.
   bool Take(size_t& unit);
@@ -67,6 +68,7 @@ class UnitOrder {
   bool IsStopped() const { return isStopped_ || (out_ != nullptr && out_->failed()); }
 
   const size_t count_;
+  const size_t mostHeld_;
   Output* const out_;
   const Tell tell_;
 
