@@ -7,7 +7,7 @@ from collections import namedtuple
 
 PROGRAM = next((name for name in ("llvm-dwarfdump-14", "llvm-dwarfdump") if shutil.which(name)), None)
 
-Unit = namedtuple("Unit", "section offset end version address_size signature type_offset root")
+Unit = namedtuple("Unit", "section offset end version address_size signature type_offset has_wide_offsets root")
 Row = namedtuple("Row", "address line column file")
 
 

@@ -86,7 +86,7 @@ class TypeChecker:
             )
             self.equal("names of types", place, record["name"], wanted)
         elif entry.tag == "DW_TAG_unspecified_type":
-            self.equal("names of types", place, record["name"], "undefined")
+            self.equal("names of types", place, record["name"], "unspecified")
         elif entry.tag != "DW_TAG_string_type" and (kind in DEFAULT_NAMES or entry.tag in WORDS):
             self.equal("names of types", place, record["name"], WORDS.get(entry.tag) or DEFAULT_NAMES[kind])
         if kind in (0, 3, 4, 5, 6) or kind in (2, 9) and entry.tag != "DW_TAG_ptr_to_member_type":
