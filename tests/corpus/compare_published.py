@@ -4,8 +4,8 @@ locals, types with members, bit fields, bounds and enumerators, inlined calls, r
 
     compare_published.py [--elfload PATH] [--limit N] [--self-test] FILE_OR_FOLDER...
 
-Prints each difference and how much of each kind was compared. With --self-test values of the dump are falsified one at a
-time, and each must be noticed. Files without DWARF 2 to 5 are passed over. Exit status 1 when something differs.
+Prints each difference and how much of each kind was compared. With --self-test values of the dump are
+falsified one at a time, and each must be noticed. Files without DWARF 2 to 5 are passed over. Exit status 1 when something differs.
 """
 import argparse
 import collections
@@ -180,8 +180,8 @@ def check_file(path, options):
     checker = check_dump(path, dump, units, reading, context)
     checker.equal("unit", "exit status", status, int(is_incomplete(path, units)))
     print(
-        f"{path.name}: {len(dump['modules'])} units, exit status {status}, {len(checker.differences)} differences; compared "
-        + ", ".join(f"{count} {kind}" for kind, count in sorted(checker.compared.items()))
+        f"{path.name}: {len(dump['modules'])} units, exit status {status}, {len(checker.differences)} differences; "
+        "compared " + ", ".join(f"{count} {kind}" for kind, count in sorted(checker.compared.items()))
     )
     differences = checker.differences
     if options.self_test:

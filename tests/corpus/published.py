@@ -118,8 +118,8 @@ class Reading:
         return found or entry
 
     def qualified(self, entry):
-        """The names that an entry may have: those of what encloses it in front. Procedures among that may be named or not,
-        what has no name is left open by None."""
+        """The names that an entry may have: those of what encloses it in front, procedures among that named or not.
+        What has no name is left open by None."""
         last = list(self.origins(entry))[-1]
         names, alternatives, parent = [self.name(entry) or ""], None, last.parent
         while parent is not None and parent.parent is not None:

@@ -157,9 +157,9 @@ class TypeChecker:
     def check_array(self, place, record, entry):
         wanted = [(low & 0xFFFFFFFF, high & 0xFFFFFFFF) for low, high in self.reading.dimensions(entry)]
         self.equal("bounds", place, [(low & 0xFFFFFFFF, high & 0xFFFFFFFF) for low, high in record["items"]], wanted)
-        stride, bits = entry.number("DW_AT_byte_stride"), entry.number("DW_AT_bit_stride") or entry.number(
-            "DW_AT_stride_size"
-        )
+        parts = [entry, *(child for child in entry.children if child.tag == "DW_TAG_subrange_type")]
+        stride = next((each.number("DW_AT_byte_stride") for each in parts if each.number("DW_AT_byte_stride")), None)
+        bits = entry.number("DW_AT_bit_stride") or entry.number("DW_AT_stride_size")
         elements = 1
         for low, high in self.reading.dimensions(entry):
             elements *= max(0, high - low + 1)

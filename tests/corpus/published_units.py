@@ -62,7 +62,7 @@ class UnitChecker:
         self.type_checker = TypeChecker(checker, module, self.types, reading, self.place)
 
     def walk(self, entry, procedure, depth):
-        """Sorts what is in an entry: procedures wherever they are, variables in the procedure around them or in none."""
+        """Sorts what is in an entry: procedures wherever they are, variables in the one around them or in none."""
         for child in self.reading.children(entry):
             tag = child.tag
             if tag == "DW_TAG_subprogram":
@@ -231,6 +231,9 @@ class UnitChecker:
         image = self.reading.image
         if match := re.search(r"<decoding error>((?: [0-9a-f]{2})+)$", text):
             rest = match.group(1).replace(" ", "")
+            if self.unit.is_64bit:  # offsets into sections are made 4 bytes
+                self.checker.compared["expressions not decoded"] += 1
+                return
             self.checker.equal("ends of expressions", place, dumped[-len(rest) :], rest)
             return
         try:
