@@ -55,6 +55,7 @@ Dwarf2Build* Dwarf2Reader::MakeBuild(mem_desc* tableHeap, const Dwarf2Rules& rul
   build->undefinedType = undefinedType;
   build->tableHeap = tableHeap;
   build->rules = &rules;
+  build->codeMask = image_->e_machine == EM_ARM ? ~uint32_t{1} : ~uint32_t{0};
   if (rules.readsAllTypes) {
     build->characterType = NewSharedType(&tableHeap_, "character");
     if (build->characterType == nullptr) {

@@ -122,6 +122,9 @@ constexpr AttributeRow attributeRows[] = {
     {RecordKind::scope,        DW_AT_call_file,            Action::word,           offsetof(ScopeEntry, callFile), RowRules::published},
     {RecordKind::scope,        DW_AT_call_line,            Action::word,           offsetof(ScopeEntry, callLine), RowRules::published},
     {RecordKind::scope,        DW_AT_call_column,          Action::word,           offsetof(ScopeEntry, callColumn), RowRules::published},
+
+    {RecordKind::linkageName,  DW_AT_linkage_name,         Action::text,           offsetof(ScopeEntry, name), RowRules::published},
+    {RecordKind::linkageName,  DW_AT_MIPS_linkage_name,    Action::text,           offsetof(ScopeEntry, name), RowRules::published},
 };
 
 struct OpRow {

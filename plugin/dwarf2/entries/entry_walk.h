@@ -211,7 +211,8 @@ class EntryWalk {
   void AppendMember(AbbrevEntry* entry, ListTail<DescVar>* members);
 
   // procedures.cpp
-  void ReadProcedure(AbbrevEntry* entry, ListTail<DescProc>* members);
+  void ReadProcedure(AbbrevEntry* entry, uint32_t number, ListTail<DescProc>* members);
+  char* LinkageNameOf(uint32_t number, uint32_t origin);
   void SetCode(DescProc* proc, const EntryFacts& facts);
   void AppendFurtherRanges(const DescProc& proc, uint32_t origin, uint32_t first);
   DescVar* ReadPublishedVariable(AbbrevEntry* entry, uint32_t* origin);
