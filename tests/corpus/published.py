@@ -118,8 +118,8 @@ class Reading:
         return found or entry
 
     def qualified(self, entry):
-        """The names that an entry may have: those of what encloses it in front. Procedures among that may be named or not,
-        what has no name is left open by None."""
+        """The names that an entry may have: those of what encloses it in front, procedures among that named or not.
+        What has no name is left open by None."""
         last = list(self.origins(entry))[-1]
         names, alternatives, parent = [self.name(entry) or ""], None, last.parent
         while parent is not None and parent.parent is not None:
@@ -184,8 +184,8 @@ class Reading:
         else:
             size = member.number("DW_AT_byte_size") or declared
             offset = member.number("DW_AT_bit_offset") or 0
-            if offset >= 1 << 31:
-                offset -= 1 << 32
+            if offset >= 1 << 31:  # negative, of 4 or 8 bytes
+                offset -= 1 << 32 if offset < 1 << 32 else 1 << 64
             first = 8 * start + (8 * size - offset - bits if self.image.little else offset)
         size, begin = declared, first // 8 // declared * declared if declared else first // 8
         if first + bits > 8 * (begin + size):
