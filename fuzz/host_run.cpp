@@ -14,6 +14,7 @@
 #include "support/temp_folder.h"
 #include "target/memory_target.h"
 #include "tarnixcore/host_program.h"
+#include "tarnixcore/text.h"
 
 namespace {
 
@@ -84,8 +85,9 @@ void AskForSections(ElfLoader& loader) {
 
 void WriteRecords(ElfLoader& loader, SymbolTable& table, elfload::Output& out) {
   elfload::JsonWriter json(out);
-  const bool littleEndian = elfload::ReadState(loader).littleEndian;
-  elfload::RecordJson records(json, loader.debugFormat == DEBUG_FORMAT_DWARF1, littleEndian);
+  elfload::RecordJson records(json, {.dwarf1 = loader.debugFormat == DEBUG_FORMAT_DWARF1,
+                                     .littleEndian = elfload::ReadState(loader).littleEndian,
+                                     .published = TE_WhichByKey("DWARFRULES", "LOADER|PUBLISHED", 0) == 1});
   json.BeginArray();
   for (DescModule* module = table.Modules(); module != nullptr; module = module->next) {
     ItemInfo item(module);
@@ -94,7 +96,7 @@ void WriteRecords(ElfLoader& loader, SymbolTable& table, elfload::Output& out) {
       Fail("a filled unit does not say so");
     }
   }
-  records.WriteSharedTypes();
+  elfload::WriteSharedTypes(json, records.SharedTypes());
   json.EndArray();
 }
 

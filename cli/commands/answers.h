@@ -16,6 +16,7 @@ ExitStatus AnswerAll(const Questions& questions, Session& session, const Options
     json.BeginObject();
     json.Key("file"), json.Text(std::string_view(options.file));
     json.Key("build"), json.Number(int32_t{built});
+    WritePartialFailure(json, session);
     json.Key("results"), json.BeginArray();
   }
   bool allFound = true;
@@ -29,7 +30,7 @@ ExitStatus AnswerAll(const Questions& questions, Session& session, const Options
     json.EndObject();
     json.NewLine();
   }
-  return allFound && built != 0 && !session.State().errorReported ? EXIT_DONE : EXIT_REFUSED;
+  return allFound && built != 0 && !session.IsPartial() && !session.State().errorReported ? EXIT_DONE : EXIT_REFUSED;
 }
 
 // `filled`: the units that a look-up filled.

@@ -91,6 +91,15 @@ void AddSharedOptions(CLI::App& line, Options& options) {
   line.add_flag("-v,--verbose", options.verbose, "say on standard error which units were filled, and why");
 }
 
+void AddJobs(CLI::App& command, Options& options) {
+  constexpr unsigned most = 256;
+  command
+      .add_option("-j,--jobs", options.jobs,
+                  "threads that fill units (all processors); with the loader's rules it is one")
+      ->check(CLI::Range(1u, most))
+      ->type_name("N");
+}
+
 void AddLoad(CLI::App& line, Options& options) {
   LoadOptions& load = options.load;
   CLI::App* app = AddFileCommand(line, options, Command::load);
@@ -134,6 +143,8 @@ void AddCommands(CLI::App& line, Options& options) {
       ->type_name("INDEX|NAME")
       ->allow_extra_args(false);
 
+  AddJobs(*dump, options);
+
   CLI::App* find = AddFileCommand(line, options, Command::find);
   find->add_option("--kind", options.kind, "what to search: all, code or data")
       ->transform(Choice({{"all", FIND_ALL}, {"code", FIND_CODE}, {"data", FIND_DATA}}))
@@ -150,6 +161,7 @@ void AddCommands(CLI::App& line, Options& options) {
 
   CLI::App* stats = AddFileCommand(line, options, Command::stats);
   stats->add_flag("--release", options.release, "release each unit's records before the next unit is filled");
+  AddJobs(*stats, options);
 
   AddLoad(line, options);
   AddCommand(line, options, Command::version);

@@ -1,14 +1,16 @@
-// elfload dump: the debug records of all units, or of those asked for. Each unit is filled and written before the next,
-// so a document is never held in memory.
+// elfload dump: the debug records of all units, or of those asked for. They are written as they are filled, so a
+// document is never held in memory.
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <memory>
 
 #include "commands/commands.h"
 #include "json/record_json.h"
 #include "json/session_json.h"
+#include "session/fill_team.h"
 #include "terminal/standard_error.h"
 #include "terminal/utf8.h"
 #include "text/record_text.h"
@@ -29,10 +31,11 @@ bool IsAsked(const DescModule* module, size_t index, const std::string& which) {
   return std::strcmp(which.c_str(), module->name) == 0;  // reads no more of a long name than it must
 }
 
-// Marks the units to write. False, with a line on standard error, when something asked for is not there.
-bool SelectModules(const Session& session, const Options& options, std::vector<bool>& selected) {
+// Indexes of the units to write, in list order. False, with a line on standard error, when something asked for is not
+// there.
+bool SelectModules(const Session& session, const Options& options, std::vector<size_t>& indexes) {
   const auto& modules = session.Modules();
-  selected.assign(modules.size(), options.modules.empty());
+  std::vector<bool> selected(modules.size(), options.modules.empty());
   bool allFound = true;
   for (const std::string& which : options.modules) {
     bool found = false;
@@ -44,24 +47,113 @@ bool SelectModules(const Session& session, const Options& options, std::vector<b
     if (!found) Complain("no unit {}; `elfload modules` lists the units", Printable(which));
     allFound = allFound && found;
   }
+  for (size_t i = 0; i < selected.size(); i++) {
+    if (selected[i]) indexes.push_back(i);
+  }
   return allFound;
 }
 
-// Fills the selected units in list order and hands each to `write` with the result; its records are released then, so
-// that a dump takes no more memory than its largest unit. False when a fill failed.
-template <typename Write>
-bool ExtendSelected(Session& session, const std::vector<bool>& selected, const Output& out, Write write) {
-  bool allFilled = true;
-  for (size_t i = 0; i < selected.size() && !out.failed(); i++) {
-    if (!selected[i]) continue;
-    DescModule* module = session.Modules()[i];
-    const int extended = session.Extend(module);
-    allFilled = allFilled && extended != 0;
-    write(i, module, extended);
-    module->heap = HEAP_Release(module->heap);
+// Writes units as members of a JSON array.
+class JsonUnits {
+ public:
+  JsonUnits(Output& out, const Palette& /*paint*/, const ExpressionFormat& format)
+      : out_(out), json_(out), records_(json_, format) {}
+
+  void Write(const FilledUnit& unit) {
+    if (unit.position > 0) out_.Put(',');
+    records_.WriteModule(unit.module, unit.extended, unit.failure);
+    json_.Restart();
   }
-  return allFilled;
-}
+  const RecordJson& Records() const { return records_; }
+
+ private:
+  Output& out_;
+  JsonWriter json_;
+  RecordJson records_;
+};
+
+class TextUnits {
+ public:
+  TextUnits(Output& out, const Palette& paint, const ExpressionFormat& format) : records_(out, paint, format) {}
+
+  void Write(const FilledUnit& unit) { records_.WriteModule(unit.index, unit.module, unit.extended); }
+
+ private:
+  RecordText records_;
+};
+
+// Fills units and writes them in list order, on one thread or on several. A unit's records are released when it is
+// written, so that a dump takes no more memory than the largest units.
+template <typename Units>
+class UnitDump {
+ public:
+  UnitDump(Session& session, const Options& options, Output& out)
+      : session_(session), options_(options), out_(out), paint_(options.color, out) {
+    const LoaderState state = session.State();
+    format_.dwarf1 = state.debugFormat == 1;
+    format_.littleEndian = state.littleEndian;
+    format_.published = options.ArePublished();
+  }
+
+  // False when a fill failed.
+  bool Run(const std::vector<size_t>& units) {
+    const size_t jobs = std::min<size_t>(options_.Jobs(), units.size());
+    return jobs > 1 ? RunTeam(units, jobs) : RunAlone(units);
+  }
+
+  // Calls `use` with the writer of each thread. Their units are gone, the loaders are not.
+  template <typename Use>
+  void ForEachWriter(Use use) const {
+    for (const auto& writer : writers_) use(*writer);
+  }
+
+ private:
+  bool RunAlone(const std::vector<size_t>& units) {
+    bool allFilled = true;
+    writers_.push_back(std::make_unique<Units>(out_, paint_, format_));
+    for (size_t position = 0; position < units.size() && !out_.failed(); position++) {
+      DescModule* module = session_.Modules()[units[position]];
+      const int extended = session_.Extend(module);
+      allFilled = allFilled && extended != 0;
+      writers_[0]->Write({position, units[position], module, extended, session_.LastFailure()});
+      module->heap = HEAP_Release(module->heap);
+    }
+    return allFilled;
+  }
+
+  // Each thread has a buffer of its own, which goes to the order of the units when it is full.
+  struct Buffer {
+    UnitOrder* order = nullptr;
+    size_t position = 0;
+    Output out{[this](const char* text, size_t size) { return order->Write(position, text, size); }};
+  };
+
+  bool RunTeam(const std::vector<size_t>& units, size_t jobs) {
+    team_ = std::make_unique<FillTeam>(session_, options_, jobs);
+    for (size_t i = 0; i < jobs; i++) {
+      buffers_.push_back(std::make_unique<Buffer>());
+      writers_.push_back(std::make_unique<Units>(buffers_[i]->out, paint_, format_));
+    }
+    const bool allFilled = team_->Run(units, &out_, [this](size_t worker, const FilledUnit& unit, UnitOrder& order) {
+      Buffer& buffer = *buffers_[worker];
+      buffer.order = &order;
+      buffer.position = unit.position;
+      writers_[worker]->Write(unit);
+      buffer.out.Flush();
+      unit.module->heap = HEAP_Release(unit.module->heap);
+    });
+    return allFilled;
+  }
+
+  Session& session_;
+  const Options& options_;
+  Output& out_;
+  Palette paint_;
+  ExpressionFormat format_;
+  std::unique_ptr<FillTeam> team_;
+  std::vector<std::unique_ptr<Buffer>> buffers_;
+  std::vector<std::unique_ptr<Units>> writers_;
+};
 
 ExitStatus DumpJson(Session& session, const Options& options, Output& out) {
   JsonWriter json(out);
@@ -86,19 +178,19 @@ ExitStatus DumpJson(Session& session, const Options& options, Output& out) {
   json.Key("littleEndian"), json.Number(uint32_t{state.littleEndian});
   const int built = session.Build();
   json.Key("build"), json.Number(int32_t{built});
-  WriteFailure(json, session.LastFailure());
+  WriteFailure(json, session.BuildFailure());
 
-  std::vector<bool> selected;
-  bool isWhole = SelectModules(session, options, selected) && built != 0;
-  RecordJson records(json, state.debugFormat == 1, state.littleEndian);
+  std::vector<size_t> selected;
+  bool isWhole = SelectModules(session, options, selected) && built != 0 && !session.IsPartial();
+  UnitDump<JsonUnits> units(session, options, out);
   json.Key("modules"), json.BeginArray();
-  isWhole = ExtendSelected(session, selected, out,
-                           [&](size_t, const DescModule* module, int extended) {
-                             records.WriteModule(module, extended, session.LastFailure());
-                           }) &&
-            isWhole;
+  isWhole = units.Run(selected) && isWhole;
   json.EndArray();
-  json.Key("sharedTypes"), records.WriteSharedTypes();
+  std::vector<const DescType*> types;
+  units.ForEachWriter([&types](const JsonUnits& writer) {
+    types.insert(types.end(), writer.Records().SharedTypes().begin(), writer.Records().SharedTypes().end());
+  });
+  json.Key("sharedTypes"), WriteSharedTypes(json, std::move(types));
   WriteMessages(json, session);
   json.EndObject();
   json.NewLine();
@@ -107,15 +199,9 @@ ExitStatus DumpJson(Session& session, const Options& options, Output& out) {
 
 ExitStatus DumpText(Session& session, const Options& options, Output& out) {
   if (session.Open() == 0 || session.Build() == 0) return EXIT_REFUSED;
-  std::vector<bool> selected;
-  bool isWhole = SelectModules(session, options, selected);
-  const LoaderState state = session.State();
-  RecordText records(out, Palette(options.color, out), state.debugFormat == 1, state.littleEndian);
-  isWhole = ExtendSelected(session, selected, out,
-                           [&records](size_t index, const DescModule* module, int extended) {
-                             records.WriteModule(index, module, extended);
-                           }) &&
-            isWhole;
+  std::vector<size_t> selected;
+  bool isWhole = SelectModules(session, options, selected) && !session.IsPartial();
+  isWhole = UnitDump<TextUnits>(session, options, out).Run(selected) && isWhole;
   return isWhole ? EXIT_DONE : EXIT_REFUSED;
 }
 

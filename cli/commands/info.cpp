@@ -1,5 +1,8 @@
 // elfload info: what the file is for and what it holds.
 #include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
 
 #include "commands/commands.h"
 #include "json/session_json.h"
@@ -19,6 +22,9 @@ struct FileInfo {
   uint32_t entry = 0;
   LoaderState state;
   ElfTables tables;
+  DwarfRules rules = DwarfRules::published;
+  UnitSummary units;                      // by the published rules
+  std::vector<std::string_view> indexes;  // names of sections, as the file has them
 };
 
 struct TypeRow {
@@ -45,6 +51,43 @@ std::string TypeName(const TypeRow (&rows)[size], uint32_t type) {
 const char* FormatName(uint32_t debugFormat) {
   constexpr const char* names[] = {"none", "DWARF 1", "DWARF 2"};
   return debugFormat < std::size(names) ? names[debugFormat] : "?";
+}
+
+// Sections by which a debugger finds names, addresses and frames without reading the units.
+constexpr std::string_view indexSections[] = {
+    ".debug_pubnames", ".debug_pubtypes", ".debug_gnu_pubnames", ".debug_gnu_pubtypes", ".debug_names",
+    ".gdb_index",      ".debug_aranges",  ".debug_frame",        ".eh_frame",           ".debug_cu_index",
+};
+
+std::vector<std::string_view> FindIndexes(const ElfTables& tables) {
+  std::vector<std::string_view> found;
+  for (const ElfSection& section : tables.sections) {
+    const bool isIndex =
+        std::find(std::begin(indexSections), std::end(indexSections), section.name) != std::end(indexSections);
+    if (isIndex) found.push_back(section.name);
+  }
+  return found;
+}
+
+std::string UnitCount(uint32_t count, const char* kind = "") {
+  return fmt::format("{} {}{}", count, kind, count == 1 ? "unit" : "units");
+}
+
+// The format with the versions of the units, where they are known.
+std::string FormatText(const FileInfo& info) {
+  if (info.units.versions.empty()) return FormatName(info.state.debugFormat);
+  std::string text;
+  for (const auto& [version, counts] : info.units.versions) {
+    text += fmt::format("{}DWARF {} ({}", text.empty() ? "" : ", ", version, UnitCount(counts.units));
+    if (counts.partialUnits != 0) text += ", " + UnitCount(counts.partialUnits, "partial ");
+    if (counts.typeUnits != 0) text += ", " + UnitCount(counts.typeUnits, "type ");
+    text += ")";
+  }
+  return text;
+}
+
+const char* RulesName(DwarfRules rules) {
+  return rules == DwarfRules::published ? "published" : "loader";
 }
 
 std::string FlagLetters(uint32_t flags, const char* letters) {
@@ -84,7 +127,14 @@ void WriteText(const FileInfo& info, const Options& options, Output& out) {
        isKnown ? info.processor : fmt::format("not known to the loader (e_machine {})", info.state.machine));
   line("entry", fmt::format("0x{:08X}", info.entry));
   line("byte order", info.state.littleEndian ? "little-endian" : "big-endian");
-  line("debug format", FormatName(info.state.debugFormat));
+  line("debug format", FormatText(info));
+  line("rules", RulesName(info.rules));
+  const char* title = "producers";
+  for (const auto& [producer, count] : info.units.producers) {
+    line(title, fmt::format("{} ({})", producer.empty() ? "not said" : Printable(producer), UnitCount(count)));
+    title = "";
+  }
+  line("indexes", info.indexes.empty() ? "none" : fmt::format("{}", fmt::join(info.indexes, ", ")));
   line("note value", fmt::format("{}", info.state.noteValue));
   line("note text", info.state.noteText != nullptr ? Printable(info.state.noteText) : "none");
   if (info.tables.missing.empty()) WriteTables(info.tables, paint, out);
@@ -129,6 +179,31 @@ void WriteTables(const ElfTables& tables, JsonWriter& json) {
   json.EndArray();
 }
 
+void WriteUnits(const FileInfo& info, JsonWriter& json) {
+  json.Key("rules"), json.Text(std::string_view(RulesName(info.rules)));
+  json.Key("versions"), json.BeginArray();
+  for (const auto& [version, counts] : info.units.versions) {
+    json.BeginObject();
+    json.Key("version"), json.Number(version);
+    json.Key("units"), json.Number(counts.units);
+    json.Key("partialUnits"), json.Number(counts.partialUnits);
+    json.Key("typeUnits"), json.Number(counts.typeUnits);
+    json.EndObject();
+  }
+  json.EndArray();
+  json.Key("producers"), json.BeginArray();
+  for (const auto& [producer, count] : info.units.producers) {
+    json.BeginObject();
+    json.Key("producer"), json.Text(std::string_view(producer));
+    json.Key("units"), json.Number(count);
+    json.EndObject();
+  }
+  json.EndArray();
+  json.Key("indexes"), json.BeginArray();
+  for (const std::string_view name : info.indexes) json.Text(name);
+  json.EndArray();
+}
+
 void WriteJson(const FileInfo& info, JsonWriter& json) {
   json.Key("getInfo"), json.Number(int32_t{info.known});
   json.Key("processor"), json.Text(std::string_view(info.processor));
@@ -139,6 +214,16 @@ void WriteJson(const FileInfo& info, JsonWriter& json) {
   json.Key("noteValue"), json.Number(info.state.noteValue);
   json.Key("noteText"), WriteOptional(json, info.state.noteText);
   WriteTables(info.tables, json);
+  WriteUnits(info, json);
+}
+
+// Versions and producers need the list of units. False when it is not whole.
+bool BuildUnits(Session& session, FileInfo& info) {
+  constexpr uint32_t dwarf2 = 2;
+  if (info.rules != DwarfRules::published || info.state.debugFormat != dwarf2) return true;
+  if (session.Build() == 0) return false;
+  if (!session.Modules().empty()) info.units = ReadUnits(*session.Loader(), session.Modules()[0]);
+  return !session.IsPartial();
 }
 
 }  // namespace
@@ -146,6 +231,8 @@ void WriteJson(const FileInfo& info, JsonWriter& json) {
 ExitStatus RunInfo(Session& session, const Options& options, Output& out) {
   const int opened = session.Open();
   FileInfo info;
+  info.rules = *options.rules;
+  bool isWhole = opened != 0;
   if (opened != 0) {
     info.known = session.GetInfo(info.processor, info.entry);
     info.state = session.State();
@@ -153,6 +240,8 @@ ExitStatus RunInfo(Session& session, const Options& options, Output& out) {
     if (!info.tables.missing.empty()) {
       Complain("{}: no tables of segments and sections: {}", Printable(options.file), info.tables.missing);
     }
+    info.indexes = FindIndexes(info.tables);
+    isWhole = BuildUnits(session, info) && info.tables.missing.empty() && info.tables.damage.empty();
   }
   if (options.json) {
     JsonWriter json(out);
@@ -160,13 +249,13 @@ ExitStatus RunInfo(Session& session, const Options& options, Output& out) {
     json.Key("file"), json.Text(std::string_view(options.file));
     json.Key("open"), json.Number(int32_t{opened});
     if (opened != 0) WriteJson(info, json);
+    WriteFailure(json, opened != 0 ? session.BuildFailure() : std::nullopt);
     WriteMessages(json, session);
     json.EndObject();
     json.NewLine();
   } else if (opened != 0) {
     WriteText(info, options, out);
   }
-  const bool isWhole = opened != 0 && info.tables.missing.empty() && info.tables.damage.empty();
   return isWhole ? EXIT_DONE : EXIT_REFUSED;
 }
 

@@ -71,6 +71,7 @@ ExitStatus RunModules(Session& session, const Options& options, Output& out) {
     json.Key("file"), json.Text(std::string_view(options.file));
     json.Key("open"), json.Number(int32_t{opened});
     json.Key("build"), json.Number(int32_t{built});
+    WritePartialFailure(json, session);
     json.Key("modules"), json.BeginArray();
     for (const DescModule* module : session.Modules()) WriteModule(module, json);
     json.EndArray();
@@ -80,7 +81,7 @@ ExitStatus RunModules(Session& session, const Options& options, Output& out) {
   } else if (built != 0) {
     WriteText(session, options, out);
   }
-  return built != 0 ? EXIT_DONE : EXIT_REFUSED;
+  return built != 0 && !session.IsPartial() ? EXIT_DONE : EXIT_REFUSED;
 }
 
 }  // namespace elfload

@@ -5,9 +5,11 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <numeric>
 
 #include "commands/commands.h"
 #include "json/session_json.h"
+#include "session/fill_team.h"
 #include "session/record_counts.h"
 #include "terminal/palette.h"
 #include "terminal/platform.h"
@@ -44,6 +46,77 @@ void Measure(Phase& phase, Work work) {
                  toMicroseconds(phase.spent.wallSeconds + end.wallSeconds - start.wallSeconds)};
 }
 
+// What the units of one thread hold.
+struct Tally {
+  RecordCounts counts;
+  uint64_t heapBytes = 0;
+  uint32_t failedFills = 0;
+
+  void Count(const DescModule* module) {
+    counts.Add(module);
+    if (module->heap != nullptr) heapBytes += HEAP_BytesUsed(module->heap);
+  }
+};
+
+void Add(Stats& stats, const Tally& tally) {
+  stats.counts += tally.counts;
+  stats.moduleHeapBytes += tally.heapBytes;
+  stats.failedFills += tally.failedFills;
+}
+
+void FillAlone(Session& session, const Options& options, Stats& stats) {
+  Tally tally;
+  Phase& phase = stats.phases[2];
+  const auto fill = [&](DescModule* module) { tally.failedFills += session.Extend(module) != 0 ? 0 : 1; };
+  if (options.release) {
+    for (DescModule* module : session.Modules()) {
+      Measure(phase, [&] { fill(module); });
+      tally.Count(module);
+      Measure(phase, [&] { module->heap = HEAP_Release(module->heap); });
+    }
+    phase.peakBytes = ReadPeakMemory();
+  } else {
+    Measure(phase, [&] { std::for_each(session.Modules().begin(), session.Modules().end(), fill); });
+    phase.peakBytes = ReadPeakMemory();  // before the counting
+    for (const DescModule* module : session.Modules()) tally.Count(module);
+  }
+  Add(stats, tally);
+}
+
+// The same on several threads. What the others' loaders take to open the file, and with `release` the counting, is
+// measured too.
+void FillInTeam(Session& session, const Options& options, size_t jobs, Stats& stats) {
+  FillTeam team(session, options, jobs);
+  std::vector<size_t> units(session.Modules().size());
+  std::iota(units.begin(), units.end(), size_t{0});
+  std::vector<Tally> tallies(jobs);
+  std::vector<const DescModule*> kept(units.size());
+  const auto work = [&](size_t worker, const FilledUnit& unit, UnitOrder&) {
+    tallies[worker].failedFills += unit.extended != 0 ? 0 : 1;
+    if (options.release) {
+      tallies[worker].Count(unit.module);
+      unit.module->heap = HEAP_Release(unit.module->heap);
+    } else {
+      kept[unit.index] = unit.module;
+    }
+  };
+  Measure(stats.phases[2], [&] { team.Run(units, nullptr, work); });
+  stats.phases[2].peakBytes = ReadPeakMemory();
+  for (const DescModule* module : kept) {
+    if (module != nullptr) tallies[0].Count(module);
+  }
+  for (const Tally& tally : tallies) Add(stats, tally);
+}
+
+void FillAll(Session& session, const Options& options, Stats& stats) {
+  const size_t jobs = std::min<size_t>(options.Jobs(), session.Modules().size());
+  if (jobs > 1) {
+    FillInTeam(session, options, jobs, stats);
+  } else {
+    FillAlone(session, options, stats);
+  }
+}
+
 Stats Collect(Session& session, const Options& options) {
   Stats stats;
   Measure(stats.phases[0], [&] { stats.opened = session.Open(); });
@@ -51,23 +124,7 @@ Stats Collect(Session& session, const Options& options) {
   if (stats.opened == 0) return stats;
   Measure(stats.phases[1], [&] { stats.built = session.Build(); });
   stats.phases[1].peakBytes = ReadPeakMemory();
-  const auto fill = [&](DescModule* module) { stats.failedFills += session.Extend(module) != 0 ? 0 : 1; };
-  const auto count = [&](const DescModule* module) {
-    stats.counts.Add(module);
-    if (module->heap != nullptr) stats.moduleHeapBytes += HEAP_BytesUsed(module->heap);
-  };
-  if (options.release) {
-    for (DescModule* module : session.Modules()) {
-      Measure(stats.phases[2], [&] { fill(module); });
-      count(module);
-      Measure(stats.phases[2], [&] { module->heap = HEAP_Release(module->heap); });
-    }
-    stats.phases[2].peakBytes = ReadPeakMemory();
-  } else {
-    Measure(stats.phases[2], [&] { std::for_each(session.Modules().begin(), session.Modules().end(), fill); });
-    stats.phases[2].peakBytes = ReadPeakMemory();  // before the counting
-    std::for_each(session.Modules().begin(), session.Modules().end(), count);
-  }
+  FillAll(session, options, stats);
   if (session.TableHeap() != nullptr) stats.tableHeapBytes = HEAP_BytesUsed(session.TableHeap());
   return stats;
 }
@@ -76,6 +133,7 @@ struct CountRow {
   const char* name;  // in the document
   const char* text;
   uint64_t RecordCounts::*count;
+  bool isPublished = false;  // there are such records by the published rules only
 };
 constexpr CountRow countRows[] = {
     {"units", "units", &RecordCounts::units},
@@ -93,6 +151,7 @@ constexpr CountRow countRows[] = {
     {"frames", "frames", &RecordCounts::frames},
     {"globalNames", "indexed names", &RecordCounts::globalNames},
     {"addrRanges", "indexed ranges", &RecordCounts::addrRanges},
+    {"inlinedCalls", "inlined calls", &RecordCounts::inlinedCalls, true},
 };
 
 void WriteText(const Stats& stats, const Options& options, Output& out) {
@@ -101,7 +160,10 @@ void WriteText(const Stats& stats, const Options& options, Output& out) {
     out.Print("{}  {}\n", paint(Paint::faint, fmt::format("{:<16}", what)), value);
   };
   line("file", Printable(options.file));
-  for (const CountRow& row : countRows) line(row.text, fmt::format("{:>12}", stats.counts.*row.count));
+  for (const CountRow& row : countRows) {
+    if (row.isPublished && !options.ArePublished()) continue;
+    line(row.text, fmt::format("{:>12}", stats.counts.*row.count));
+  }
   if (stats.failedFills != 0) line("failed fills", fmt::format("{:>12}", stats.failedFills));
   line("table heap", fmt::format("{:>12} bytes", stats.tableHeapBytes));
   line("module heaps", fmt::format("{:>12} bytes", stats.moduleHeapBytes));
@@ -117,9 +179,11 @@ void WriteDocument(const Session& session, const Stats& stats, const Options& op
   json.Key("file"), json.Text(std::string_view(options.file));
   json.Key("open"), json.Number(int32_t{stats.opened});
   json.Key("build"), json.Number(int32_t{stats.built});
+  WritePartialFailure(json, session);
   json.Key("failedFills"), json.Number(stats.failedFills);
   json.Key("counts"), json.BeginObject();
   for (const CountRow& row : countRows) {
+    if (row.isPublished && !options.ArePublished()) continue;
     json.Key(std::string_view(row.name)), json.Number(stats.counts.*row.count);
   }
   json.EndObject();
@@ -155,7 +219,7 @@ ExitStatus RunStats(Session& session, const Options& options, Output& out) {
   } else if (stats.built != 0) {
     WriteText(stats, options, out);
   }
-  return stats.built != 0 && stats.failedFills == 0 ? EXIT_DONE : EXIT_REFUSED;
+  return stats.built != 0 && !session.IsPartial() && stats.failedFills == 0 ? EXIT_DONE : EXIT_REFUSED;
 }
 
 }  // namespace elfload

@@ -56,7 +56,11 @@ class JsonWriter : private JsonBase {
   explicit JsonWriter(Output& out) : JsonBase(out) {}
 
   void BeginObject() { StartObject(); }
-  void EndObject() { JsonBase::EndObject(); }
+  // Unlike RapidJSON's it flushes nothing where the document ends.
+  void EndObject() {
+    level_stack_.Pop<Level>(1);
+    WriteEndObject();
+  }
   void BeginArray() { StartArray(); }
   void EndArray() { JsonBase::EndArray(); }
   void Null() { JsonBase::Null(); }
@@ -125,6 +129,9 @@ class JsonWriter : private JsonBase {
     *room++ = '"';
     os_->Advance(room);
   }
+
+  // Begins another document after one that ended.
+  void Restart() { Reset(*os_); }
 
   // White space between values, so that long documents have lines.
   void NewLine() { os_->Put('\n'); }

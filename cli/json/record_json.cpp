@@ -34,6 +34,9 @@ void RecordJson::WriteModuleRecord(const DescModule* module, std::optional<int> 
   json_.Key("files"), WriteFiles(module->files);
   json_.Key("lineBlocks"), WriteLineBlocks(module->lineBlocks);
   json_.Key("types"), WriteTypes(module->types);
+  if (format_.published && !format_.dwarf1) {
+    json_.Key("inlinedCalls"), WriteInlinedCalls(module->ext != nullptr ? module->ext->inlinedCalls : nullptr);
+  }
   json_.EndObject();
   json_.NewLine();
 }
@@ -188,6 +191,22 @@ void RecordJson::WriteWords(const uint32_t* words, int32_t count) {
   json_.EndArray();
 }
 
+void RecordJson::WriteInlinedCalls(const DescInlinedCall* calls) {
+  json_.BeginArray();
+  for (const DescInlinedCall* call = calls; call != nullptr; call = call->next) {
+    json_.BeginObject();
+    json_.Key("name"), json_.Text(call->name);
+    json_.Key("lowPc"), json_.Number(call->lowPc);
+    json_.Key("highPc"), json_.Number(call->highPc);
+    json_.Key("fileName"), json_.Text(call->fileName);
+    json_.Key("line"), json_.Number(call->line);
+    json_.Key("column"), json_.Number(call->column);
+    json_.Key("depth"), json_.Number(call->depth);
+    json_.EndObject();
+  }
+  json_.EndArray();
+}
+
 void RecordJson::WriteTypes(const DescType* types) {
   json_.BeginArray();
   for (const DescType* type = types; type != nullptr; type = type->next) WriteType(type);
@@ -283,18 +302,21 @@ void RecordJson::WriteReference(const DescType* type) {
   json_.Text(std::string("shared:") + (type->name != nullptr ? type->name : ""));
 }
 
-void RecordJson::WriteSharedTypes() {
-  std::stable_sort(sharedTypes_.begin(), sharedTypes_.end(),
+void WriteSharedTypes(JsonWriter& json, std::vector<const DescType*> types) {
+  std::stable_sort(types.begin(), types.end(),
                    [](const DescType* a, const DescType* b) { return std::strcmp(a->name, b->name) < 0; });
-  json_.BeginArray();
-  for (const DescType* type : sharedTypes_) {
-    json_.BeginObject();
-    json_.Key("name"), json_.Text(type->name);
-    json_.Key("byteSize"), json_.Number(type->byteSize);
-    json_.Key("items"), json_.Number(type->items.encoding);
-    json_.EndObject();
+  types.erase(std::unique(types.begin(), types.end(),
+                          [](const DescType* a, const DescType* b) { return std::strcmp(a->name, b->name) == 0; }),
+              types.end());
+  json.BeginArray();
+  for (const DescType* type : types) {
+    json.BeginObject();
+    json.Key("name"), json.Text(type->name);
+    json.Key("byteSize"), json.Number(type->byteSize);
+    json.Key("items"), json.Number(type->items.encoding);
+    json.EndObject();
   }
-  json_.EndArray();
+  json.EndArray();
 }
 
 }  // namespace elfload

@@ -1,8 +1,8 @@
 // Debug records as JSON, field by field under their own names. docs/dump-format.md describes the result.
 //
-//   RecordJson records(json, isDwarf1, littleEndian);
-//   records.WriteModule(module, extendResult);   // a unit of the module list, with those merged into it
-//   records.WriteSharedTypes();                  // those that the units written so far refer to
+//   RecordJson records(json, {.littleEndian = true});
+//   records.WriteModule(module, extendResult);      // a unit of the module list, with those merged into it
+//   WriteSharedTypes(json, records.SharedTypes());  // those that the units written so far refer to
 #pragma once
 
 #include <optional>
@@ -19,15 +19,15 @@ namespace elfload {
 
 class RecordJson {
  public:
-  RecordJson(JsonWriter& json, bool dwarf1, bool littleEndian) : json_(json) {
-    format_.dwarf1 = dwarf1;
-    format_.littleEndian = littleEndian;
-  }
+  // The address size is each unit's own.
+  RecordJson(JsonWriter& json, const ExpressionFormat& format) : json_(json), format_(format) {}
 
   // `failure` says why the fill returned 0.
   void WriteModule(const DescModule* module, int extendResult,
                    const std::optional<FailureReason>& failure = std::nullopt);
-  void WriteSharedTypes();
+
+  // Those that the units written so far refer to, each once.
+  const std::vector<const DescType*>& SharedTypes() const { return sharedTypes_; }
 
  private:
   void WriteModuleRecord(const DescModule* module, std::optional<int> extendResult,
@@ -42,6 +42,7 @@ class RecordJson {
   void WriteFiles(const DescFile* files);
   void WriteLineBlocks(const DescLineBlock* blocks);
   void WriteWords(const uint32_t* words, int32_t count);
+  void WriteInlinedCalls(const DescInlinedCall* calls);
   void WriteTypes(const DescType* types);
   void WriteType(const DescType* type);
   void WriteDerived(const DescType* type);
@@ -53,5 +54,8 @@ class RecordJson {
   std::vector<const DescType*> sharedTypes_;  // each once, in the order met
   std::unordered_set<const DescType*> isShared_;
 };
+
+// Types of the same name, which loaders of the same file each have, are written once.
+void WriteSharedTypes(JsonWriter& json, std::vector<const DescType*> types);
 
 }  // namespace elfload

@@ -17,7 +17,7 @@ inline void WriteOptional(JsonWriter& json, const char* text) {
   text != nullptr ? json.Text(text) : json.Null();
 }
 
-// `failure`, where there is one: why Open, Build or the fill of a unit returned 0.
+// `failure`, where there is one: why Open, Build or the fill of a unit returned 0, or what Build left out.
 inline void WriteFailure(JsonWriter& json, const std::optional<FailureReason>& failure) {
   if (!failure.has_value()) return;
   const auto textOrNull = [&json](const std::string& text) {
@@ -29,6 +29,11 @@ inline void WriteFailure(JsonWriter& json, const std::optional<FailureReason>& f
   json.Key("section"), textOrNull(failure->section);
   json.Key("offset"), WriteOptional(json, failure->offset);
   json.EndObject();
+}
+
+// The same of a list of units that is not whole, for documents that do not say why there is none.
+inline void WritePartialFailure(JsonWriter& json, const Session& session) {
+  if (session.IsPartial()) WriteFailure(json, session.BuildFailure());
 }
 
 inline void WriteMessages(JsonWriter& json, const Session& session) {

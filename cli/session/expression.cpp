@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <iterator>
 #include <string_view>
@@ -12,7 +13,26 @@ namespace elfload {
 
 namespace {
 
-enum class Operand : uint8_t { none, address, u1, s1, u2, s2, u4, s4, u8, s8, uleb, sleb };
+enum class Operand : uint8_t {
+  none,
+  address,
+  u1,
+  s1,
+  u2,
+  s2,
+  u4,
+  s4,
+  u8,
+  s8,
+  uleb,
+  sleb,
+  entry,       // offset of an entry in .debug_info, 4 bytes
+  unitEntry,   // the same in the unit, ULEB128
+  value,       // bytes after their number as ULEB128
+  shortValue,  // the same after 1 byte
+  expression,  // an expression after the number of its bytes
+  encoded,     // an address after 1 byte that says how it is written
+};
 
 // A row covers codes that share operands; in a range the text is the name and the code's place in it.
 struct OperationRow {
@@ -96,6 +116,35 @@ constexpr OperationRow dwarf2Operations[] = {
     {"DW_OP_stack_value", 0x9F, 0x9F},
 };
 
+// What is known by the published rules beside: DWARF 3 to 5, and the operations of GNU tools.
+constexpr OperationRow publishedOperations[] = {
+    {"DW_OP_implicit_value", 0x9E, 0x9E, {Operand::value}},
+    {"DW_OP_implicit_pointer", 0xA0, 0xA0, {Operand::entry, Operand::sleb}},
+    {"DW_OP_addrx", 0xA1, 0xA1, {Operand::uleb}},
+    {"DW_OP_constx", 0xA2, 0xA2, {Operand::uleb}},
+    {"DW_OP_entry_value", 0xA3, 0xA3, {Operand::expression}},
+    {"DW_OP_const_type", 0xA4, 0xA4, {Operand::unitEntry, Operand::shortValue}},
+    {"DW_OP_regval_type", 0xA5, 0xA5, {Operand::uleb, Operand::unitEntry}},
+    {"DW_OP_deref_type", 0xA6, 0xA6, {Operand::u1, Operand::unitEntry}},
+    {"DW_OP_xderef_type", 0xA7, 0xA7, {Operand::u1, Operand::unitEntry}},
+    {"DW_OP_convert", 0xA8, 0xA8, {Operand::unitEntry}},
+    {"DW_OP_reinterpret", 0xA9, 0xA9, {Operand::unitEntry}},
+    {"DW_OP_GNU_push_tls_address", 0xE0, 0xE0},
+    {"DW_OP_GNU_uninit", 0xF0, 0xF0},
+    {"DW_OP_GNU_encoded_addr", 0xF1, 0xF1, {Operand::encoded}},
+    {"DW_OP_GNU_implicit_pointer", 0xF2, 0xF2, {Operand::entry, Operand::sleb}},
+    {"DW_OP_GNU_entry_value", 0xF3, 0xF3, {Operand::expression}},
+    {"DW_OP_GNU_const_type", 0xF4, 0xF4, {Operand::unitEntry, Operand::shortValue}},
+    {"DW_OP_GNU_regval_type", 0xF5, 0xF5, {Operand::uleb, Operand::unitEntry}},
+    {"DW_OP_GNU_deref_type", 0xF6, 0xF6, {Operand::u1, Operand::unitEntry}},
+    {"DW_OP_GNU_convert", 0xF7, 0xF7, {Operand::unitEntry}},
+    {"DW_OP_GNU_reinterpret", 0xF9, 0xF9, {Operand::unitEntry}},
+    {"DW_OP_GNU_parameter_ref", 0xFA, 0xFA, {Operand::entry}},
+    {"DW_OP_GNU_addr_index", 0xFB, 0xFB, {Operand::uleb}},
+    {"DW_OP_GNU_const_index", 0xFC, 0xFC, {Operand::uleb}},
+    {"DW_OP_GNU_variable_value", 0xFD, 0xFD, {Operand::entry}},
+};
+
 // The zeros after a copy are enough for one operand of up to 8 bytes and the end after it. With longer addresses
 // DW_OP_addr is not known, since it could be cut short.
 constexpr uint8_t longestAddress = 8;
@@ -113,10 +162,14 @@ constexpr std::array<uint8_t, 256> MakeRowByCode(const OperationRow (&rows)[size
 }
 constexpr auto dwarf1RowByCode = MakeRowByCode(dwarf1Operations);
 constexpr auto dwarf2RowByCode = MakeRowByCode(dwarf2Operations);
+constexpr auto publishedRowByCode = MakeRowByCode(publishedOperations);
 
 const OperationRow* FindOperation(uint8_t code, const ExpressionFormat& format) {
   const uint8_t row = format.dwarf1 ? dwarf1RowByCode[code] : dwarf2RowByCode[code];
-  if (row == 0) return nullptr;
+  if (row == 0) {
+    const uint8_t published = format.published && !format.dwarf1 ? publishedRowByCode[code] : 0;
+    return published != 0 ? &publishedOperations[published - 1] : nullptr;
+  }
   const OperationRow* operation = format.dwarf1 ? &dwarf1Operations[row - 1] : &dwarf2Operations[row - 1];
   if (operation->operands[0] == Operand::address && format.addressSize > longestAddress) return nullptr;
   return operation;
@@ -126,6 +179,29 @@ size_t LebLength(const uint8_t* bytes) {
   size_t length = 1;
   while ((bytes[length - 1] & 0x80) != 0) length++;
   return length;
+}
+
+uint64_t ReadLeb(const uint8_t* bytes, bool isSigned) {
+  uint64_t value = 0;
+  unsigned shift = 0;
+  uint8_t byte = 0;
+  do {
+    byte = *bytes++;
+    if (shift < 64) value |= static_cast<uint64_t>(byte & 0x7F) << shift;
+    shift += 7;
+  } while ((byte & 0x80) != 0);
+  if (isSigned && shift < 64 && (byte & 0x40) != 0) value |= ~uint64_t{0} << shift;
+  return value;
+}
+
+// How an address of DW_OP_GNU_encoded_addr is written: the low half of its first byte.
+Operand EncodedAddress(uint8_t encoding) {
+  constexpr uint8_t omitted = 0xFF;
+  constexpr Operand operands[16] = {Operand::address, Operand::uleb, Operand::u2,   Operand::u4,
+                                    Operand::u8,      Operand::none, Operand::none, Operand::none,
+                                    Operand::address, Operand::sleb, Operand::s2,   Operand::s4,
+                                    Operand::s8,      Operand::none, Operand::none, Operand::none};
+  return encoding == omitted ? Operand::none : operands[encoding & 0xF];
 }
 
 size_t OperandLength(Operand operand, const uint8_t* bytes, const ExpressionFormat& format) {
@@ -142,28 +218,24 @@ size_t OperandLength(Operand operand, const uint8_t* bytes, const ExpressionForm
       return 2;
     case Operand::u4:
     case Operand::s4:
+    case Operand::entry:
       return 4;
     case Operand::u8:
     case Operand::s8:
       return 8;
     case Operand::uleb:
     case Operand::sleb:
+    case Operand::unitEntry:
       return LebLength(bytes);
+    case Operand::value:
+    case Operand::expression:
+      return LebLength(bytes) + static_cast<size_t>(std::min<uint64_t>(ReadLeb(bytes, false), SIZE_MAX / 2));
+    case Operand::shortValue:
+      return size_t{1} + bytes[0];
+    case Operand::encoded:
+      return 1 + OperandLength(EncodedAddress(bytes[0]), bytes + 1, format);
   }
   return 0;
-}
-
-uint64_t ReadLeb(const uint8_t* bytes, bool isSigned) {
-  uint64_t value = 0;
-  unsigned shift = 0;
-  uint8_t byte = 0;
-  do {
-    byte = *bytes++;
-    if (shift < 64) value |= static_cast<uint64_t>(byte & 0x7F) << shift;
-    shift += 7;
-  } while ((byte & 0x80) != 0);
-  if (isSigned && shift < 64 && (byte & 0x40) != 0) value |= ~uint64_t{0} << shift;
-  return value;
 }
 
 // A number of `size` bytes in the file's byte order; of more than 8 bytes the low-order ones count.
@@ -178,7 +250,19 @@ int64_t SignExtend(uint64_t value, size_t size) {
   return static_cast<int64_t>(value << unused) >> unused;
 }
 
-std::string OperandText(Operand operand, const uint8_t* bytes, const ExpressionFormat& format) {
+// A value as a number, or byte by byte where it is too long for one.
+std::string ValueText(const uint8_t* bytes, size_t size, const ExpressionFormat& format) {
+  if (size == 0) return " {}";
+  if (size <= 8) return fmt::format(" 0x{:0{}X}", ReadFixed(bytes, size, format.littleEndian), 2 * size);
+  std::string text = " {";
+  for (size_t i = 0; i < size; i++) text += fmt::format("{}{:02X}", i == 0 ? "" : " ", bytes[i]);
+  return text + "}";
+}
+
+std::string BoundedText(const uint8_t* bytes, size_t length, const ExpressionFormat& format, unsigned depth);
+
+// `depth` is how many expressions this one is in.
+std::string OperandText(Operand operand, const uint8_t* bytes, const ExpressionFormat& format, unsigned depth) {
   const size_t length = OperandLength(operand, bytes, format);
   switch (operand) {
     case Operand::none:
@@ -199,8 +283,44 @@ std::string OperandText(Operand operand, const uint8_t* bytes, const ExpressionF
       return fmt::format(" {}", ReadLeb(bytes, false));
     case Operand::sleb:
       return fmt::format(" {}", static_cast<int64_t>(ReadLeb(bytes, true)));
+    case Operand::entry:
+      return fmt::format(" <0x{:X}>", ReadFixed(bytes, length, format.littleEndian));
+    case Operand::unitEntry:
+      return fmt::format(" <0x{:X}>", ReadLeb(bytes, false));
+    case Operand::value:
+      return ValueText(bytes + LebLength(bytes), length - LebLength(bytes), format);
+    case Operand::shortValue:
+      return ValueText(bytes + 1, length - 1, format);
+    case Operand::expression:
+      return " (" + BoundedText(bytes + LebLength(bytes), length - LebLength(bytes), format, depth + 1) + ")";
+    case Operand::encoded:
+      return fmt::format(" 0x{:02X}{}", bytes[0], OperandText(EncodedAddress(bytes[0]), bytes + 1, format, depth));
   }
   return "";
+}
+
+// Whether the operands of the operation at `at`, whose row is `operation`, end within `length` bytes from there.
+bool EndsWithin(size_t length, const uint8_t* at, const OperationRow& operation, const ExpressionFormat& format) {
+  size_t used = 1;
+  for (const Operand operand : operation.operands) {
+    const size_t size = operand != Operand::none && used >= length ? length : OperandLength(operand, at + used, format);
+    if (size > length - used) return false;
+    used += size;
+  }
+  return true;
+}
+
+// The text of the operation at `at`, with its operands.
+std::string OperationText(const uint8_t* at, const OperationRow& operation, const ExpressionFormat& format,
+                          unsigned depth) {
+  std::string text(operation.name);
+  if (operation.last > operation.first) text += fmt::format("{}", *at - operation.first);
+  const uint8_t* bytes = at + 1;
+  for (const Operand operand : operation.operands) {
+    text += OperandText(operand, bytes, format, depth);
+    bytes += OperandLength(operand, bytes, format);
+  }
+  return text;
 }
 
 // One past the operation at `at`, whose row is `operation`.
@@ -208,6 +328,24 @@ const uint8_t* SkipOperation(const uint8_t* at, const OperationRow& operation, c
   at++;
   for (const Operand operand : operation.operands) at += OperandLength(operand, at, format);
   return at;
+}
+
+// The text of an expression whose length is known. Expressions within expressions beyond a depth that no compiler
+// writes are left out.
+std::string BoundedText(const uint8_t* bytes, size_t length, const ExpressionFormat& format, unsigned depth) {
+  constexpr unsigned deepest = 4;
+  if (depth > deepest) return "...";
+  std::string text;
+  for (size_t at = 0; at < length;) {
+    if (at != 0) text += "; ";
+    const OperationRow* operation = FindOperation(bytes[at], format);
+    if (operation == nullptr || !EndsWithin(length - at, bytes + at, *operation, format)) {
+      return text + fmt::format("(0x{:02X}...)", bytes[at]);
+    }
+    text += OperationText(bytes + at, *operation, format, depth);
+    at = static_cast<size_t>(SkipOperation(bytes + at, *operation, format) - bytes);
+  }
+  return text;
 }
 
 }  // namespace
@@ -233,16 +371,14 @@ std::string ExpressionText(const uint8_t* expression, const ExpressionFormat& fo
       text += fmt::format("(0x{:02X}...)", *at);
       break;
     }
-    text += operation->name;
-    if (operation->last > operation->first) text += fmt::format("{}", *at - operation->first);
-    const uint8_t* bytes = at + 1;
-    for (const Operand operand : operation->operands) {
-      text += OperandText(operand, bytes, format);
-      bytes += OperandLength(operand, bytes, format);
-    }
-    at = bytes;
+    text += OperationText(at, *operation, format, 0);
+    at = SkipOperation(at, *operation, format);
   }
   return text;
+}
+
+std::string ExpressionText(const uint8_t* expression, size_t length, const ExpressionFormat& format) {
+  return length == 0 ? "(empty)" : BoundedText(expression, length, format, 0);
 }
 
 bool ConstantOffset(const uint8_t* expression, const ExpressionFormat& format, uint32_t& offset) {

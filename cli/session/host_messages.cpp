@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cstdio>
 #include <new>
@@ -22,6 +23,16 @@ void PrintLines(std::string_view text) {
     end = text.find('\n');
     PrintError("{}", Printable(text.substr(0, end)));
     text.remove_prefix(end != std::string_view::npos ? end + 1 : text.size());
+  }
+}
+
+// The loader is not made for exceptions.
+template <typename Make>
+void Hold(HeldMessages& held, Make make) {
+  try {
+    held.texts.push_back(make());
+  } catch (const std::bad_alloc&) {
+    held.isLost = true;
   }
 }
 
@@ -50,8 +61,41 @@ void HostMessages::Keep(Operation operation) {
   }
 }
 
+void HostMessages::HoldThread(HeldMessages* held) {
+  const std::lock_guard lock(heldMutex_);
+  if (held != nullptr) {
+    heldByThread_[std::this_thread::get_id()] = held;
+  } else {
+    heldByThread_.erase(std::this_thread::get_id());
+  }
+}
+
+HeldMessages* HostMessages::HeldByThread() {
+  const std::lock_guard lock(heldMutex_);
+  const auto found = heldByThread_.find(std::this_thread::get_id());
+  return found != heldByThread_.end() ? found->second : nullptr;
+}
+
+void HostMessages::Release(const HeldMessages& held) {
+  isLost_ = isLost_ || held.isLost;
+  for (const HeldMessages::Text& said : held.texts) {
+    const bool isKnown = std::find(texts_.begin(), texts_.end(), said.text) != texts_.end();
+    if (said.isBox ? boxesAreCancelled_ : isKnown) continue;
+    texts_.push_back(said.text);
+    if (said.isBox) {
+      boxesAreCancelled_ = Answer(said.text, said.hasCancel) == IDCANCEL;
+    } else {
+      PrintLines(said.text);
+    }
+  }
+}
+
 void HostMessages::OnMessage(void* context, const char* text) {
   auto* messages = static_cast<HostMessages*>(context);
+  if (HeldMessages* held = messages->HeldByThread()) {
+    Hold(*held, [&] { return HeldMessages::Text{text, false, false}; });
+    return;
+  }
   messages->Keep([&] {
     messages->texts_.emplace_back(text);
     PrintLines(text);
@@ -61,10 +105,15 @@ void HostMessages::OnMessage(void* context, const char* text) {
 int HostMessages::OnBox(void* context, const char* text, const char* caption, unsigned style) {
   constexpr unsigned buttons = 0xF;
   auto* messages = static_cast<HostMessages*>(context);
+  const bool hasCancel = (style & buttons) == MB_OKCANCEL;
+  if (HeldMessages* held = messages->HeldByThread()) {
+    Hold(*held, [&] { return HeldMessages::Text{fmt::format("{}: {}", caption, text), true, hasCancel}; });
+    return IDOK;
+  }
   int answer = IDOK;
   messages->Keep([&] {
     messages->texts_.push_back(fmt::format("{}: {}", caption, text));
-    answer = messages->Answer(messages->texts_.back(), (style & buttons) == MB_OKCANCEL);
+    answer = messages->Answer(messages->texts_.back(), hasCancel);
   });
   return answer;
 }

@@ -2,12 +2,14 @@
 
 #include <fmt/format.h>
 
+#include <unordered_map>
 #include <vector>
 
 #include "elf/elf_image.h"
 #include "loader/elf_loader.h"
 #include "loader/exports.h"
 #include "loader/loader_failure.h"
+#include "loader/loader_unit.h"
 #include "terminal/platform.h"
 #include "terminal/utf8.h"
 
@@ -102,6 +104,26 @@ std::string FailureText(const FailureReason& reason) {
     place += reason.section + ": ";
   }
   return place + Printable(reason.text);
+}
+
+UnitSummary ReadUnits(ObjFileLoader& loader, const DescModule* modules) {
+  UnitSummary summary;
+  std::unordered_map<std::string, size_t> places;
+  LoaderUnit unit = {};
+  unit.anyModule = modules;
+  Argument argument = {nullptr, sizeof(unit), reinterpret_cast<char*>(&unit)};
+  for (; loader.Execute(REQUEST_UNIT, &argument) == 1; unit.number++) {
+    UnitSummary::Counts& counts = summary.versions[unit.version];
+    if (unit.kind == UNIT_PARTIAL || unit.kind == UNIT_TYPE) {
+      (unit.kind == UNIT_TYPE ? counts.typeUnits : counts.partialUnits)++;
+      continue;  // compilers write the producer into the units that go with these
+    }
+    counts.units++;
+    const auto [place, isNew] = places.try_emplace(unit.producer, summary.producers.size());
+    if (isNew) summary.producers.emplace_back(unit.producer, 0);
+    summary.producers[place->second].second++;
+  }
+  return summary;
 }
 
 ELFLOAD_NO_TYPE_CHECK std::vector<ElfSegment> ReadSegments(const ObjFileLoader& loader) {

@@ -2,11 +2,14 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "records/debug_records.h"
 #include "target/elf_segment.h"
 #include "tarnixcore/obj_file_loader.h"
 
@@ -40,6 +43,22 @@ std::optional<FailureReason> ReadFailure(ObjFileLoader& loader);
 
 // "unit uart.c, .debug_info+0x41c: what is wrong".
 std::string FailureText(const FailureReason& reason);
+
+// What the units of a build say of themselves.
+struct UnitSummary {
+  struct Counts {
+    uint32_t units = 0;  // compile units
+    uint32_t partialUnits = 0;
+    uint32_t typeUnits = 0;
+  };
+  std::map<uint32_t, Counts> versions;  // by version of DWARF
+
+  // How many compile units each producer wrote, in the order of the file; "" for those that do not say.
+  std::vector<std::pair<std::string, uint32_t>> producers;
+};
+
+// Empty where the loader does not know: by its own rules, and for DWARF 1. `modules` is the list of a build.
+UnitSummary ReadUnits(ObjFileLoader& loader, const DescModule* modules);
 
 // The program headers of the open file; none without a table or a file.
 std::vector<ElfSegment> ReadSegments(const ObjFileLoader& loader);

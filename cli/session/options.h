@@ -1,9 +1,11 @@
 // What the command line asked for.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "session/load_options.h"
@@ -39,7 +41,17 @@ struct Options {
   std::string section;               // section
   std::string outputFile;            // section; empty: standard output
   bool release = false;              // stats: release each unit once it is counted
+  std::optional<unsigned> jobs;      // dump, stats: threads that fill; without it by the rules, see Jobs
   LoadOptions load;
+
+  bool ArePublished() const { return rules == DwarfRules::published; }
+
+  // The threads that fill: with the loader's rules one, as a debugger has it, else as many as were asked for or as
+  // the machine has processors.
+  unsigned Jobs() const {
+    if (!ArePublished()) return 1;
+    return jobs.value_or(std::max(1u, std::thread::hardware_concurrency()));
+  }
 };
 
 // An address as the user writes it: decimal, or hexadecimal after "0x". False for anything else and above 32 bits.

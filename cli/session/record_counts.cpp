@@ -1,5 +1,7 @@
 #include "session/record_counts.h"
 
+#include <initializer_list>
+
 namespace elfload {
 
 namespace {
@@ -26,7 +28,19 @@ void RecordCounts::Add(const DescModule* module) {
   frames += CountOf(module->ext->frames);
   globalNames += CountOf(module->ext->globalNames);
   addrRanges += CountOf(module->ext->addrRanges);
+  inlinedCalls += CountOf(module->ext->inlinedCalls);
   for (const DescModule* merged = module->ext->mergedModules; merged != nullptr; merged = merged->next) Add(merged);
+}
+
+RecordCounts& RecordCounts::operator+=(const RecordCounts& other) {
+  for (uint64_t RecordCounts::*count :
+       {&RecordCounts::units, &RecordCounts::procedures, &RecordCounts::memberFunctions, &RecordCounts::variables,
+        &RecordCounts::locals, &RecordCounts::parameters, &RecordCounts::types, &RecordCounts::members,
+        &RecordCounts::enumerators, &RecordCounts::locations, &RecordCounts::files, &RecordCounts::lineRows,
+        &RecordCounts::frames, &RecordCounts::globalNames, &RecordCounts::addrRanges, &RecordCounts::inlinedCalls}) {
+    this->*count += other.*count;
+  }
+  return *this;
 }
 
 void RecordCounts::AddProcs(const DescProc* procs, uint64_t& count) {

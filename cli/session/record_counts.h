@@ -12,6 +12,7 @@ class RecordCounts {
  public:
   // Adds a unit and the units merged into it.
   void Add(const DescModule* module);
+  RecordCounts& operator+=(const RecordCounts& other);
 
   uint64_t units = 0;  // merged ones too
   uint64_t procedures = 0;
@@ -28,6 +29,7 @@ class RecordCounts {
   uint64_t frames = 0;
   uint64_t globalNames = 0;
   uint64_t addrRanges = 0;
+  uint64_t inlinedCalls = 0;
 
  private:
   void AddProcs(const DescProc* procs, uint64_t& count);

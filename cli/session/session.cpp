@@ -32,8 +32,14 @@ int Session::AnswerWithReason(int result) {
   return Answer(result);
 }
 
-void Session::ComplainOfFailure() const {
-  if (failure_.has_value()) Complain("{}: {}", Printable(options_.file), FailureText(*failure_));
+void Session::ComplainOf(const std::optional<FailureReason>& failure) const {
+  if (failure.has_value()) Complain("{}: {}", Printable(options_.file), FailureText(*failure));
+}
+
+void Session::Tell(const HeldMessages& messages, const std::optional<FailureReason>& failure) {
+  messages_.Release(messages);
+  Answer(0);
+  ComplainOf(failure);
 }
 
 int Session::Open() {
@@ -62,10 +68,10 @@ int Session::Build() {
   indexes_.clear();
   if (!State().hasImage) return 0;
   const int built = AnswerWithReason(loader_->Build(&table_));
-  if (built == 0) {
-    ComplainOfFailure();
-    return built;
-  }
+  buildFailure_ = built != 0 ? ReadFailure(*loader_) : failure_;
+  isPartial_ = built != 0 && buildFailure_.has_value();
+  ComplainOf(buildFailure_);
+  if (built == 0) return built;
   for (DescModule* module = table_.Modules(); module != nullptr; module = module->next) {
     indexes_.emplace(module, modules_.size());
     modules_.push_back(module);
@@ -73,13 +79,20 @@ int Session::Build() {
   return built;
 }
 
-int Session::Extend(DescModule* module) {
+FillResult FillUnit(ObjFileLoader& loader, SymbolTable& table, DescModule* module) {
   ItemInfo item(module);
-  const bool isLoaded = module->loadedKinds == SYM_LOAD_ALL;
-  const int extended = AnswerWithReason(loader_->Extend(&table_, &item, SYM_LOAD_ALL));
-  if (isLoaded) failure_.reset();  // nothing was left to load, which is no failure
-  ComplainOfFailure();
-  return extended;
+  const bool isLoaded = module->loadedKinds == SYM_LOAD_ALL;  // nothing is left to load then, which is no failure
+  FillResult result = {loader.Extend(&table, &item, SYM_LOAD_ALL), std::nullopt};
+  if (result.extended == 0 && !isLoaded) result.failure = ReadFailure(loader);
+  return result;
+}
+
+int Session::Extend(DescModule* module) {
+  FillResult result = FillUnit(*loader_, table_, module);
+  failure_ = std::move(result.failure);
+  Answer(0);
+  ComplainOf(failure_);
+  return result.extended;
 }
 
 bool Session::FindName(const std::string& name, FindKind kind, DescModule*& found) {

@@ -32,6 +32,15 @@ class ModuleTable : public SymbolTable {
   void ReleaseModules(DescModule* modules) override;
 };
 
+// What a fill returned, and why it failed.
+struct FillResult {
+  int extended;
+  std::optional<FailureReason> failure;
+};
+
+// Fills a unit by its own loader.
+FillResult FillUnit(ObjFileLoader& loader, SymbolTable& table, DescModule* module);
+
 class Session {
  public:
   Session(const Options& options, Output& out);
@@ -42,8 +51,12 @@ class Session {
   // Result of GetInfo; 0, with the processor unnamed, when no file is open.
   int GetInfo(std::string& processor, uint32_t& entry);
 
-  // Result of Build; 0 when no file is open.
+  // Result of Build; 0 when no file is open. It is 1 too when units of the file could not be read; IsPartial says so.
   int Build();
+
+  // Why Build was 0, or why it is partial.
+  const std::optional<FailureReason>& BuildFailure() const { return buildFailure_; }
+  bool IsPartial() const { return isPartial_; }
 
   // Result of Extend(module, 7).
   int Extend(DescModule* module);
@@ -51,16 +64,21 @@ class Session {
   bool FindName(const std::string& name, FindKind kind, DescModule*& found);
   bool FindAddress(uint32_t address, FindKind kind, DescModule*& found);
 
+  // Passes on what the loader of another thread said, and complains of the fill that failed there.
+  void Tell(const HeldMessages& messages, const std::optional<FailureReason>& failure);
+
   // Why the last operation that returned 0 did so; none after one that succeeded, and where the loader does not say.
   const std::optional<FailureReason>& LastFailure() const { return failure_; }
 
   ObjFileLoader* Loader() const { return loader_.get(); }
   LoaderState State() const { return loader_ != nullptr ? ReadState(*loader_) : LoaderState{}; }
+  HostMessages& Host() { return messages_; }
   const std::vector<std::string>& Messages() const { return messages_.Texts(); }
   const std::string& VersionLine() const { return messages_.VersionLine(); }
 
   // The module list, in order; empty before Build.
   const std::vector<DescModule*>& Modules() const { return modules_; }
+  SymbolTable& Table() { return table_; }
   mem_desc* TableHeap() const { return table_.Heap(); }
   size_t IndexOf(const DescModule* module) const { return indexes_.at(module); }
 
@@ -70,13 +88,15 @@ class Session {
 
   // The same, and notes why the operation failed.
   int AnswerWithReason(int result);
-  void ComplainOfFailure() const;
+  void ComplainOf(const std::optional<FailureReason>& failure) const;
 
   const Options& options_;
   HostMessages messages_;
   ModuleTable table_;
   std::unique_ptr<ObjFileLoader> loader_;
   std::optional<FailureReason> failure_;
+  std::optional<FailureReason> buildFailure_;
+  bool isPartial_ = false;
   std::vector<DescModule*> modules_;
   std::unordered_map<const DescModule*, size_t> indexes_;
 };

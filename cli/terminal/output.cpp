@@ -4,29 +4,34 @@
 
 namespace elfload {
 
-Output::Output(std::FILE* file, std::string* text)
+Output::Output(std::FILE* file)
     : file_(file),
-      text_(text),
       buffer_(new char[bufferSize]),
       next_(buffer_.get()),
       end_(next_ + bufferSize),
-      failed_(file == nullptr && text == nullptr) {}
-
-Output::Output(std::FILE* file) : Output(file, nullptr) {
+      failed_(file == nullptr) {
   if (file_ != nullptr) std::setvbuf(file_, nullptr, _IONBF, 0);  // this class is the buffer
 }
 
-Output::Output(std::string& text) : Output(nullptr, &text) {}
+Output::Output(Sink sink)
+    : file_(nullptr),
+      sink_(std::move(sink)),
+      buffer_(new char[bufferSize]),
+      next_(buffer_.get()),
+      end_(next_ + bufferSize),
+      failed_(false) {}
+
+Output::Output(std::string& text)
+    : Output([&text](const char* bytes, size_t size) {
+        text.append(bytes, size);
+        return true;
+      }) {}
 
 void Output::Flush() {
   const size_t size = static_cast<size_t>(next_ - buffer_.get());
   next_ = buffer_.get();
   if (size == 0 || failed_) return;
-  if (text_ != nullptr) {
-    text_->append(buffer_.get(), size);
-    return;
-  }
-  failed_ = std::fwrite(buffer_.get(), 1, size, file_) != size;
+  failed_ = sink_ ? !sink_(buffer_.get(), size) : std::fwrite(buffer_.get(), 1, size, file_) != size;
 }
 
 bool Output::IsTerminal() const {

@@ -6,7 +6,7 @@
 //   out.Advance(FormatNumber(value, room));   // as many of them as were used
 //   out.Flush();                              // out.failed() says whether something could not be written
 //
-// It also is the stream that RapidJSON writes to.
+// It also is the stream that RapidJSON writes to. Instead of a file it can write to a function.
 #pragma once
 
 #include <fmt/format.h>
@@ -14,6 +14,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -27,8 +28,12 @@ class Output {
   static constexpr size_t bufferSize = size_t{256} * 1024;
   static constexpr size_t reserveLimit = size_t{64} * 1024;
 
+  // Takes what the buffer held; false when it could not be written.
+  using Sink = std::function<bool(const char* text, size_t size)>;
+
   // Writes to `file`, which stays the caller's; null drops everything and counts as failed.
   explicit Output(std::FILE* file);
+  explicit Output(Sink sink);
   // Appends to `text`.
   explicit Output(std::string& text);
   Output(const Output&) = delete;
@@ -75,10 +80,8 @@ class Output {
  private:
   void WriteLong(const char* text, size_t size);
 
-  Output(std::FILE* file, std::string* text);
-
-  std::FILE* file_;
-  std::string* text_;
+  std::FILE* file_;  // null with a sink
+  Sink sink_;
   std::unique_ptr<char[]> buffer_;
   char* next_;
   char* end_;

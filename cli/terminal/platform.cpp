@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <new>
 #include <string>
 
 #if defined(_WIN32)
@@ -65,7 +66,7 @@ std::FILE* TakeStandardOutput() {
 }
 
 void SetEnvironment(const char* name, const char* value) {
-  _putenv_s(name, value);
+  if (_putenv_s(name, value) != 0) throw std::bad_alloc();
 }
 
 bool IsTerminal(std::FILE* stream) {
@@ -133,7 +134,7 @@ std::FILE* TakeStandardOutput() {
 }
 
 void SetEnvironment(const char* name, const char* value) {
-  setenv(name, value, 1);
+  if (setenv(name, value, 1) != 0) throw std::bad_alloc();
 }
 
 bool IsTerminal(std::FILE* stream) {

@@ -26,7 +26,7 @@ void* ModuleSymbol(void* module, const char* name);
 // the process prints on standard output goes to standard error from now on. Null when there is no standard output.
 std::FILE* TakeStandardOutput();
 
-// Sets a variable of the process's environment.
+// Sets a variable of the process's environment. Throws std::bad_alloc when there is no memory for it.
 void SetEnvironment(const char* name, const char* value);
 
 // Whether a stream is a terminal.

@@ -237,7 +237,8 @@ class CallFrameDecoder {
     std::vector<uint8_t> expression(at_, at_ + length);
     expression.resize(expression.size() + EXPRESSION_PADDING);
     at_ += length;
-    return fmt::format("({})", ExpressionText(expression.data(), format_));
+    return fmt::format("({})", format_.published ? ExpressionText(expression.data(), length, format_)
+                                                 : ExpressionText(expression.data(), format_));
   }
 
   const uint8_t* at_;

@@ -1,5 +1,7 @@
 #include "text/record_text.h"
 
+#include <algorithm>
+
 #include "terminal/utf8.h"
 #include "text/type_text.h"
 
@@ -55,6 +57,7 @@ void RecordText::WriteContents(const DescModule* module) {
   WriteFiles(module->files);
   WriteLines(module->lineBlocks);
   if (ext == nullptr) return;
+  WriteInlinedCalls(ext->inlinedCalls);
   WriteFrames(ext->frames);
   for (const DescModule* merged = ext->mergedModules; merged != nullptr; merged = merged->next) {
     WriteHead("  merged unit: " + Text(merged->name), merged);
@@ -192,6 +195,21 @@ void RecordText::WriteLines(const DescLineBlock* blocks) {
       if (block->columns != nullptr && block->columns[i] != 0) out_.Print(":{}", block->columns[i]);
       out_.Put('\n');
     }
+  }
+}
+
+void RecordText::WriteInlinedCalls(const DescInlinedCall* calls) {
+  constexpr uint32_t deepest = 16;  // the indent of a deeper call is that of this depth
+  if (calls == nullptr) return;
+  WriteTitle("inlined calls", CountRecords(calls));
+  for (const DescInlinedCall* call = calls; call != nullptr; call = call->next) {
+    const size_t indent = 2 * (std::clamp(call->depth, uint32_t{1}, deepest) - 1);
+    out_.Print("    {}  {:{}}{}", paint_(Paint::address, RangeText(call->lowPc, call->highPc)), "", indent,
+               paint_(Paint::name, Text(call->name)));
+    const std::string file = Text(call->fileName);
+    if (!file.empty() || call->line != 0) out_.Print("  {}:{}", file, call->line);
+    if (call->column != 0) out_.Print(":{}", call->column);
+    out_.Put('\n');
   }
 }
 

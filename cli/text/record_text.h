@@ -16,10 +16,8 @@ namespace elfload {
 
 class RecordText {
  public:
-  RecordText(Output& out, Palette paint, bool dwarf1, bool littleEndian) : out_(out), paint_(paint) {
-    format_.dwarf1 = dwarf1;
-    format_.littleEndian = littleEndian;
-  }
+  // The address size is each unit's own.
+  RecordText(Output& out, Palette paint, const ExpressionFormat& format) : out_(out), paint_(paint), format_(format) {}
 
   void WriteModule(size_t index, const DescModule* module, int extendResult);
 
@@ -35,6 +33,7 @@ class RecordText {
   void WriteVars(const DescVar* vars);
   void WriteFiles(const DescFile* files);
   void WriteLines(const DescLineBlock* blocks);
+  void WriteInlinedCalls(const DescInlinedCall* calls);
   void WriteTypes(const DescType* types);
   void WriteMembers(const DescType* type);
   void WriteEnumerators(const DescEnumerator* enumerators);

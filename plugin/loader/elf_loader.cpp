@@ -9,6 +9,7 @@
 #include "elf/sections.h"
 #include "loader/loader_failure.h"
 #include "loader/loader_state.h"
+#include "loader/loader_unit.h"
 #include "loader/processors.h"
 #include "loader/unique_names.h"
 #include "records/desc_module.h"
@@ -59,6 +60,11 @@ const Dwarf2Rules& ChosenRules() {
   return TE_WhichByKey("DWARFRULES", "LOADER|PUBLISHED", 0) == PUBLISHED ? publishedRules : loaderRules;
 }
 
+static_assert(uint32_t{UNIT_COMPILE} == static_cast<uint32_t>(UnitKind::compile) &&
+              uint32_t{UNIT_PARTIAL} == static_cast<uint32_t>(UnitKind::partial) &&
+              uint32_t{UNIT_TYPE} == static_cast<uint32_t>(UnitKind::type) &&
+              uint32_t{UNIT_SKELETON} == static_cast<uint32_t>(UnitKind::skeleton));
+
 char* CopyText(const char* text) {
   const size_t size = std::strlen(text) + 1;
   auto* copy = static_cast<char*>(std::malloc(size));
@@ -91,6 +97,8 @@ int ElfLoader::Execute(int request, Argument* argument) {
       return HandOutSection(argument);
     case REQUEST_LAST_FAILURE:
       return HandOutFailure(argument);
+    case REQUEST_UNIT:
+      return HandOutUnit(argument);
     default:
       return 0;
   }
@@ -125,6 +133,32 @@ int ElfLoader::HandOutFailure(Argument* argument) {
   if (argument->buffer != nullptr) {
     std::memcpy(argument->buffer, &reason, std::min<size_t>(room, sizeof(reason)));
   }
+  return 1;
+}
+
+int ElfLoader::HandOutUnit(Argument* argument) const {
+  LoaderUnit facts = {};
+  if (debugFormat != DEBUG_FORMAT_DWARF2 || argument->buffer == nullptr || argument->size < sizeof(facts)) {
+    return 0;
+  }
+  std::memcpy(&facts, argument->buffer, sizeof(facts));
+  if (facts.anyModule == nullptr) {
+    return 0;
+  }
+  const UnitDirectory& units = Dwarf2BuildOf(facts.anyModule)->units;
+  if (facts.number >= units.Count()) {
+    return 0;
+  }
+  const UnitPlace& unit = units[facts.number];
+  facts.kind = static_cast<uint32_t>(unit.kind);
+  facts.module = unit.module;
+  facts.producer = unit.producer != nullptr ? unit.producer : EmptyString();
+  facts.version = unit.version;
+  facts.language = unit.language;
+  facts.addressSize = unit.addressSize;
+  facts.offsetSize = unit.offsetSize;
+  facts.offset = unit.start;
+  std::memcpy(argument->buffer, &facts, sizeof(facts));
   return 1;
 }
 

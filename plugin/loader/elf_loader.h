@@ -37,7 +37,8 @@ class TARNIX_EXPORT ElfLoader : public ObjFileLoader {
   int Type() override;
 
   // Request 1001 hands out a section by name: `size` is set, 0 for a missing section, and `buffer` filled unless it is
-  // null; 0 with no open image. Request 1002 hands out the last failure (loader/loader_failure.h). 0 for any other.
+  // null; 0 with no open image. Request 1002 hands out the last failure (loader/loader_failure.h), request 1003 what a
+  // unit says of itself (loader/loader_unit.h). 0 for any other.
   int Execute(int request, Argument* argument) override;
 
   // Runs a line of the command table; its one command is VER.
@@ -85,6 +86,7 @@ class TARNIX_EXPORT ElfLoader : public ObjFileLoader {
   int TakeImage(const char* fileName);
   int HandOutSection(Argument* argument);
   int HandOutFailure(Argument* argument);
+  int HandOutUnit(Argument* argument) const;
   int ReadModules(mem_desc* tableHeap, DescModule** modules);
   void SetObjectFile(DescModule* modules);
   int FillModule(DescModule* module, L_list* ranges);

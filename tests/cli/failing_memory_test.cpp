@@ -41,7 +41,13 @@ Outcome RunWith(const std::vector<const char*>& line, size_t call) {
 
 TEST(FailingMemory, IsNeverTakenForSuccess) {
   const std::vector<std::vector<const char*>> lines = {
-      {"info"}, {"info", "--json"}, {"dump", "--json"}, {"dump"}, {"modules"}, {"load", "--verify", "full"},
+      {"info"},
+      {"info", "--json"},
+      {"modules"},
+      {"dump", "--jobs", "1"},
+      {"dump", "--json", "--jobs", "1"},
+      {"dump", "--json", "--jobs", "3"},
+      {"load", "--verify", "full"},
   };
   for (std::vector<const char*> line : lines) {
     line.insert(line.begin(), {"elfload", "--plugin", ELFLOAD_MODULE});

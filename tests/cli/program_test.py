@@ -127,6 +127,53 @@ class ProgramTest(unittest.TestCase):
         self.assertEqual([rows(), rows(DWARFRULES="LOADER"), rows("--rules", "published", DWARFRULES="loader")],
                          [published, loader, published])
 
+    def test_several_threads_write_what_one_writes(self):
+        def corrupt(data):
+            info = run("section", SAMPLE, ".debug_info").stdout
+            at = bytes(data).index(info)
+            dump = self.document("dump", "--json", SAMPLE)["modules"]
+            for unit in (1, 3):
+                data[at + dump[unit]["types"][0]["key"]] = 0x7F  # no such abbreviation
+
+        for path in (SAMPLE, DWARF1, self.damaged("corrupt.elf", corrupt)):
+            for form in ([], ["--json"]):
+                one, *several = (run("dump", *form, "--jobs", jobs, path, rules="published") for jobs in "1239")
+                for other in several:
+                    self.assertEqual((other.returncode, other.stdout, other.stderr),
+                                     (one.returncode, one.stdout, one.stderr))
+            one, several = ([document[key] for key in ("counts", "failedFills", "messages")] for document in (
+                json.loads(run("stats", "--json", "--jobs", jobs, path, rules="published").stdout) for jobs in "13"))
+            self.assertEqual(several, one)
+        self.assertEqual((several[1:]), [2, ["!Warning: Error in object file (debug information)"]])
+
+    def test_units_that_cannot_be_read_cost_themselves(self):
+        info = run("section", SAMPLE, ".debug_info").stdout
+        offset = SAMPLE.read_bytes().index(info)
+        path = self.damaged("version.elf", lambda data: data.__setitem__(offset + 5, 9))  # of the first unit
+        text = run("modules", path, rules="published")
+        self.assertEqual(text.returncode, 1)
+        self.assertEqual(text.stderr.decode().count(".debug_info+"), 1, text.stderr)
+        for command in (["info"], ["modules"], ["dump"], ["stats"], ["find", "main"], ["where", "0x3a0"]):
+            result = run(command[0], "--json", path, *command[1:], rules="published")
+            document = json.loads(result.stdout)
+            self.assertEqual(result.returncode, 1, command)
+            self.assertEqual(document["failure"]["section"], ".debug_info", command)
+            self.assertEqual(len(document["messages"]), 1, command)
+            self.assertEqual(document.get("build", 1), 1)
+        modules = self.document("modules", "--json", path, status=1, rules="published")["modules"]
+        self.assertEqual([module["name"] for module in modules], ["main.c", "led.c", "log.c"])
+
+    def test_info_names_rules_versions_producers_and_indexes(self):
+        published, loader = (self.document("info", "--json", SAMPLE, rules=rules) for rules in ("published", "loader"))
+        self.assertEqual([(info["rules"], info["indexes"][:2]) for info in (published, loader)],
+                         [(rules, [".debug_aranges", ".debug_pubnames"]) for rules in ("published", "loader")])
+        self.assertEqual((published["versions"], loader["versions"], loader["producers"]),
+                         ([{"version": 2, "units": 4, "partialUnits": 0, "typeUnits": 0}], [], []))
+        self.assertEqual([row["units"] for row in published["producers"]], [4])
+        text = run("info", SAMPLE, rules="published").stdout.decode()
+        self.assertIn("debug format  DWARF 2 (4 units)\nrules         published\nproducers     " +
+                      published["producers"][0]["producer"] + " (4 units)\n", text)
+
     def test_where_goes_on_when_the_unit_range_leaves_code_out(self):
         def shrink(data):
             at = data.index(bytes.fromhex("000002c8000003f8"))  # low and high address of led.c's unit
@@ -270,14 +317,15 @@ class ProgramTest(unittest.TestCase):
         for name in ("main.c", "led.c"):
             (self.folder / name).write_text("younger")
         counts = []
-        for answer in ([], ["--answer", "cancel"]):
+        for answer in (["--jobs", "1"], ["--answer", "cancel", "--jobs", "1"], ["--jobs", "3"],
+                       ["--answer", "cancel", "--jobs", "3"]):
             result = subprocess.run([ELFLOAD, "dump", "--json", *answer, "firmware.elf"], cwd=self.folder, check=False,
                                     capture_output=True, stdin=subprocess.DEVNULL)
             boxes = json.loads(result.stdout)["messages"]
             self.assertTrue(boxes[0].startswith("Elf-Loader: WARNING: The file <main.c> is more recent"), boxes)
             self.assertIn(b"WARNING: The file <main.c>", result.stderr)
             counts.append(len(boxes))
-        self.assertEqual(counts, [2, 1])  # Cancel ends the warnings
+        self.assertEqual(counts, [2, 1, 2, 1])  # Cancel ends the warnings
         self.assertEqual(self.document("dump", "--json", "firmware.elf", AUTOTEST="ON", ELFLOAD_PATH=str(self.folder),
                                        ELFLOAD_SOURCES=str(self.folder))["messages"], [])
 
@@ -285,7 +333,7 @@ class ProgramTest(unittest.TestCase):
         for arguments in ([], ["nothing"], ["dump"], ["find", SAMPLE], ["where", SAMPLE, "main"],
                           ["find", SAMPLE, "0xg"], ["where", SAMPLE, "0x100000000"], ["find", "--kind", "x", SAMPLE, "a"],
                           ["section", SAMPLE], ["dump", "--json=maybe", SAMPLE], ["--answer", "no", "info", SAMPLE],
-                          ["--rules", "mine", "info", SAMPLE]):
+                          ["--rules", "mine", "info", SAMPLE], ["dump", "--jobs", "0", SAMPLE]):
             result = run(*arguments, rules=None)
             self.assertEqual((result.returncode, result.stdout), (2, b""), arguments)
             self.assertTrue(result.stderr.startswith(b"elfload: "), arguments)

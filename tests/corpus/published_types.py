@@ -1,8 +1,27 @@
 """Compares the types of a module with the entries that they are made from."""
 from published import AGGREGATES, KINDS, WORDS
 
-DEFAULT_NAMES = {2: "pointer", 4: "struct", 5: "union", 6: "class", 7: "array", 8: "function", 9: "reference", 10: "const", 11: "volatile"}
-ENCODINGS = {"boolean": 1, "unsigned_char": 2, "signed_char": 3, "unsigned": 4, "signed": 5, "float": 6, "complex_float": 7, "address": 8}
+DEFAULT_NAMES = {
+    2: "pointer",
+    4: "struct",
+    5: "union",
+    6: "class",
+    7: "array",
+    8: "function",
+    9: "reference",
+    10: "const",
+    11: "volatile",
+}
+ENCODINGS = {
+    "boolean": 1,
+    "unsigned_char": 2,
+    "signed_char": 3,
+    "unsigned": 4,
+    "signed": 5,
+    "float": 6,
+    "complex_float": 7,
+    "address": 8,
+}
 
 
 class TypeChecker:
@@ -15,8 +34,11 @@ class TypeChecker:
     def run(self):
         keys = [record["key"] for record in self.module["types"]]
         own = [key for key in keys if key in self.by_offset]
-        missing = [f"{key:#x} {entry.tag} {self.reading.name(entry)}" for key, entry in self.by_offset.items()
-                   if key not in keys and not self.is_replaced(entry)]
+        missing = [
+            f"{key:#x} {entry.tag} {self.reading.name(entry)}"
+            for key, entry in self.by_offset.items()
+            if key not in keys and not self.is_replaced(entry)
+        ]
         self.checker.lists("types of units", self.place, [], missing)
         self.checker.equal("types of units", f"{self.place}: each once", sorted(own), sorted(set(own)))
         self.checker.equal("types of units", f"{self.place}: typeCount", self.module["typeCount"], len(keys))
@@ -28,13 +50,20 @@ class TypeChecker:
 
     def is_replaced(self, entry):
         """Whether another record may stand for the entry: a dimension, a declaration that something completes, void."""
-        return (entry.flag("DW_AT_declaration") or "DW_AT_signature" in entry.values or entry.tag == "DW_TAG_unspecified_type" or
-                entry.parent.tag == "DW_TAG_array_type")
+        return (
+            entry.flag("DW_AT_declaration")
+            or "DW_AT_signature" in entry.values
+            or entry.tag == "DW_TAG_unspecified_type"
+            or entry.parent.tag == "DW_TAG_array_type"
+        )
 
     def foreign(self, record):
         """The entry of another unit that a record is made from, when its key or its name tells."""
-        found = [entry for (section, offset), entry in self.reading.entries.items()
-                 if offset == record["key"] and KINDS.get(entry.tag) == record["kind"] and entry.tag in KINDS]
+        found = [
+            entry
+            for (section, offset), entry in self.reading.entries.items()
+            if offset == record["key"] and KINDS.get(entry.tag) == record["kind"] and entry.tag in KINDS
+        ]
         found = [entry for entry in found if not self.reading.name(entry) or self.is_named(record["name"], entry)]
         return found[0] if len(found) == 1 else None
 
@@ -42,6 +71,7 @@ class TypeChecker:
         return any(None in parts or name == "::".join(parts) for parts in self.reading.qualified(entry))
 
     def check(self, record, entry):
+        entry = self.reading.complete(entry)
         kind, reading = KINDS[entry.tag], self.reading
         name = reading.name(entry)
         place = f"{self.place}: type {entry.offset:#x} {entry.tag[7:]} {name or ''}"
@@ -49,8 +79,11 @@ class TypeChecker:
         if record["kind"] != kind:
             return
         if name and entry.tag != "DW_TAG_string_type":
-            wanted = record["name"] if self.is_named(record["name"], entry) else "::".join(
-                part or "(no name)" for part in reading.qualified(entry)[0])
+            wanted = (
+                record["name"]
+                if self.is_named(record["name"], entry)
+                else "::".join(part or "(no name)" for part in reading.qualified(entry)[0])
+            )
             self.equal("names of types", place, record["name"], wanted)
         elif kind in DEFAULT_NAMES or entry.tag in WORDS:
             self.equal("names of types", place, record["name"], WORDS.get(entry.tag) or DEFAULT_NAMES[kind])
@@ -88,29 +121,43 @@ class TypeChecker:
                 self.equal(kind, place, reference, reference if is_void else "shared:void")
             return
         number = reference[1:] if reference and reference[0] == "T" else ""
-        record = self.module["types"][int(number)] if number.isdigit() and int(number) < len(self.module["types"]) else None
+        record = (
+            self.module["types"][int(number)] if number.isdigit() and int(number) < len(self.module["types"]) else None
+        )
         if record is None:
             self.equal(kind, place, reference, f"{entry.offset:#x} {entry.tag}")
         elif entry.offset in self.by_offset and self.by_offset[entry.offset] is entry and not self.is_replaced(entry):
             self.equal(kind, place, record["key"], entry.offset)
         else:
-            same = record["kind"] == KINDS[entry.tag] and (not self.reading.name(entry) or self.is_named(record["name"], entry))
+            same = record["kind"] == KINDS[entry.tag] and (
+                not self.reading.name(entry) or self.is_named(record["name"], entry)
+            )
             dumped = (record["kind"], record["name"])
             self.equal(kind, place, dumped, dumped if same else (KINDS[entry.tag], self.reading.name(entry)))
 
     def check_enumerators(self, place, record, entry):
-        wanted = [(self.reading.name(child) or "enum", (child.number("DW_AT_const_value") or 0)) for child in entry.children
-                  if child.tag == "DW_TAG_enumerator"]
+        wanted = [
+            (self.reading.name(child) or "enum", (child.number("DW_AT_const_value") or 0))
+            for child in entry.children
+            if child.tag == "DW_TAG_enumerator"
+        ]
         size = 8 * (self.reading.size(entry) or 4)
         dumped = [(item["name"], item["value"]) for item in record["items"]]
         # A constant of a fixed form does not say its sign: equal in the bits that it has.
         mask = (1 << min(size, 32)) - 1
-        self.equal("enumerators", place, [(each, value & mask) for each, value in dumped], [(each, value & mask) for each, value in wanted])
+        self.equal(
+            "enumerators",
+            place,
+            [(each, value & mask) for each, value in dumped],
+            [(each, value & mask) for each, value in wanted],
+        )
 
     def check_array(self, place, record, entry):
         wanted = [(low & 0xFFFFFFFF, high & 0xFFFFFFFF) for low, high in self.reading.dimensions(entry)]
         self.equal("bounds", place, [(low & 0xFFFFFFFF, high & 0xFFFFFFFF) for low, high in record["items"]], wanted)
-        stride, bits = entry.number("DW_AT_byte_stride"), entry.number("DW_AT_bit_stride") or entry.number("DW_AT_stride_size")
+        stride, bits = entry.number("DW_AT_byte_stride"), entry.number("DW_AT_bit_stride") or entry.number(
+            "DW_AT_stride_size"
+        )
         elements = 1
         for low, high in self.reading.dimensions(entry):
             elements *= max(0, high - low + 1)
@@ -125,7 +172,9 @@ class TypeChecker:
 
     def check_members(self, place, record, entry):
         wanted = list(self.reading.members(entry))
-        names = [self.reading.name(each) or ("baseclass" if each.tag == "DW_TAG_inheritance" else "") for each in wanted]
+        names = [
+            self.reading.name(each) or ("baseclass" if each.tag == "DW_TAG_inheritance" else "") for each in wanted
+        ]
         self.equal("members", place, [item["name"] for item in record["items"]], names)
         if len(record["items"]) != len(wanted):
             return

@@ -2,20 +2,23 @@
 // program.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdlib>
 
-inline size_t callsUntilFailure = 0;  // 0: none fails
-inline bool failsOnce = true;         // or from that call on
-inline bool failed = false;
+inline std::atomic<size_t> callsUntilFailure = 0;  // of all threads; 0: none fails
+inline bool failsOnce = true;                      // or from that call on
+inline std::atomic<bool> failed = false;
 
 #if defined(__GLIBC__) && !defined(ELFLOAD_SANITIZED)
 #define FAILING_MALLOC 1
 
 inline bool Fails() {
-  if (callsUntilFailure == 0 || --callsUntilFailure > 0) return false;
-  callsUntilFailure = failsOnce ? 0 : 1;
-  return failed = true;
+  size_t left = callsUntilFailure;
+  while (left != 0 && !callsUntilFailure.compare_exchange_weak(left, left == 1 && !failsOnce ? 1 : left - 1)) {
+  }
+  if (left == 1) failed = true;
+  return left == 1;
 }
 
 // NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl*,readability-inconsistent-*,misc-definitions-in-headers): glibc's
