@@ -117,9 +117,9 @@ DescProc* EntryWalk::ReadLabel(AbbrevEntry* entry) {
 void EntryWalk::ReadEntry(AbbrevEntry* entry, uint32_t entryOffset) {
   const TypeRow* row = FindTypeRow(entry->tag);
   if (row != nullptr) {
-    isNameMadeUp_ = false;
+    hasSettledName_ = false;
     DescType* type = (this->*row->read)(entry, entryOffset);
-    const bool isOwnName = type != nullptr && type->name != row->word && !isNameMadeUp_;
+    const bool isOwnName = type != nullptr && type->name != row->word && !hasSettledName_;
     if (isOwnName && IsInScope() && !IsNamingScope(entry->tag)) {
       type->name = Qualified(type->name, CurrentScope());
     }

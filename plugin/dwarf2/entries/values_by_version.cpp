@@ -126,6 +126,9 @@ void EntryWalk::RunByVersion(Cursor* cursor, const Step& step, char* record) {
       break;
     case Action::signature:
       AddAlias(reinterpret_cast<DescType*>(record), value);
+      if (value.valueClass == ValueClass::signature) {  // its name, at once, for what it encloses
+        build_->units.TypeOf(value.number, value.high, &specification_);
+      }
       break;
     default:
       if (value.IsConstant()) {
