@@ -42,6 +42,27 @@ uint32_t FindLanguage(const LanguageRow* first, const LanguageRow* last, uint32_
   return row != last ? row->language : LANGUAGE_UNKNOWN;
 }
 
+// Languages whose arrays begin at 1; those of all others begin at 0.
+constexpr uint32_t languagesFromOne[] = {
+    0x03,  // DW_LANG_Ada83
+    0x05,  // DW_LANG_Cobol74
+    0x06,  // DW_LANG_Cobol85
+    0x07,  // DW_LANG_Fortran77
+    0x08,  // DW_LANG_Fortran90
+    0x09,  // DW_LANG_Pascal83
+    0x0A,  // DW_LANG_Modula2
+    0x0D,  // DW_LANG_Ada95
+    0x0E,  // DW_LANG_Fortran95
+    0x0F,  // DW_LANG_PLI
+    0x17,  // DW_LANG_Modula3
+    0x1F,  // DW_LANG_Julia
+    0x22,  // DW_LANG_Fortran03
+    0x23,  // DW_LANG_Fortran08
+    0x2D,  // DW_LANG_Fortran18
+    0x2E,  // DW_LANG_Ada2005
+    0x2F,  // DW_LANG_Ada2012
+};
+
 constexpr const char* lowEndProducers[] = {"TARNIX", "QUILLFORGE"};
 
 }  // namespace
@@ -55,6 +76,11 @@ uint32_t PublishedLanguageOf(uint32_t attributeValue) {
   return language != LANGUAGE_UNKNOWN
              ? language
              : FindLanguage(std::begin(laterLanguageRows), std::end(laterLanguageRows), attributeValue);
+}
+
+int32_t LowestIndexOf(uint32_t attributeValue) {
+  const auto* end = std::end(languagesFromOne);
+  return std::find(std::begin(languagesFromOne), end, attributeValue) != end ? 1 : 0;
 }
 
 bool NumbersBitsFromLowEnd(const char* producer) {

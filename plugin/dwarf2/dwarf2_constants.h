@@ -118,7 +118,7 @@ enum DwarfTag : uint32_t {
   DW_TAG_atomic_type            = 0x47,
   DW_TAG_skeleton_unit          = 0x4A,
   DW_TAG_immutable_type         = 0x4B,
-  DW_TAG_GNU_formal_parameter_pack = 0x4107,
+  DW_TAG_GNU_formal_parameter_pack = 0x4108,
 
   TAG_MISSING_ABBREVIATION      = 0x36,    // one above the last tag of DWARF 2
   TAG_VENDOR_CODE_MARK          = 0x6871,  // vendor: marks an address inside a procedure
@@ -152,6 +152,7 @@ enum DwarfAttribute : uint32_t {
   DW_AT_specification        = 0x47,
   DW_AT_type                 = 0x49,
 
+  DW_AT_string_length        = 0x19,
   DW_AT_inline               = 0x20,
   DW_AT_abstract_origin      = 0x31,
   DW_AT_count                = 0x37,
@@ -167,12 +168,14 @@ enum DwarfAttribute : uint32_t {
   DW_AT_signature            = 0x69,  // since DWARF 4 from here on
   DW_AT_data_bit_offset      = 0x6B,
   DW_AT_enum_class           = 0x6D,
+  DW_AT_linkage_name         = 0x6E,
   DW_AT_string_length_byte_size = 0x70,  // since DWARF 5 from here on
   DW_AT_str_offsets_base     = 0x72,
   DW_AT_addr_base            = 0x73,
   DW_AT_rnglists_base        = 0x74,
   DW_AT_dwo_name             = 0x76,
   DW_AT_loclists_base        = 0x8C,
+  DW_AT_MIPS_linkage_name    = 0x2007,
   DW_AT_GNU_dwo_name         = 0x2130,
   DW_AT_GNU_dwo_id           = 0x2131,
   DW_AT_GNU_ranges_base      = 0x2132,
@@ -197,6 +200,27 @@ enum DwarfEncoding : uint32_t {
   DW_ATE_signed_char   = 6,
   DW_ATE_unsigned      = 7,
   DW_ATE_unsigned_char = 8,
+
+  // Since DWARF 3 to 5.
+  DW_ATE_imaginary_float = 0x09,
+  DW_ATE_packed_decimal  = 0x0A,
+  DW_ATE_numeric_string  = 0x0B,
+  DW_ATE_edited          = 0x0C,
+  DW_ATE_signed_fixed    = 0x0D,
+  DW_ATE_unsigned_fixed  = 0x0E,
+  DW_ATE_decimal_float   = 0x0F,
+  DW_ATE_UTF             = 0x10,
+  DW_ATE_UCS             = 0x11,
+  DW_ATE_ASCII           = 0x12,
+
+  // Of vendors.
+  DW_ATE_HP_float80            = 0x80,
+  DW_ATE_HP_complex_float80    = 0x81,
+  DW_ATE_HP_float128           = 0x82,
+  DW_ATE_HP_complex_float128   = 0x83,
+  DW_ATE_HP_floathpintel       = 0x84,
+  DW_ATE_HP_imaginary_float80  = 0x85,
+  DW_ATE_HP_imaginary_float128 = 0x86,
 };
 
 enum DwarfCallingConvention : uint32_t {

@@ -55,6 +55,15 @@ Dwarf2Build* Dwarf2Reader::MakeBuild(mem_desc* tableHeap, const Dwarf2Rules& rul
   build->undefinedType = undefinedType;
   build->tableHeap = tableHeap;
   build->rules = &rules;
+  build->codeMask = image_->e_machine == EM_ARM ? ~uint32_t{1} : ~uint32_t{0};
+  if (rules.readsAllTypes) {
+    build->characterType = NewSharedType(&tableHeap_, "character");
+    if (build->characterType == nullptr) {
+      return nullptr;
+    }
+    build->characterType->byteSize = 1;
+    build->characterType->items.encoding = ENCODING_UNSIGNED_CHAR;
+  }
   build->lookups = {
       .readsAddressesBySize = rules.readsNewIndexes,
       .seeksDataPastCode = rules.readsNewIndexes,

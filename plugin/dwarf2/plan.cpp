@@ -50,7 +50,10 @@ constexpr AttributeRow attributeRows[] = {
     {RecordKind::variable,     DW_AT_data_member_location, Action::memberLocation, offsetof(DescVar, location), RowRules::published},
     {RecordKind::variable,     DW_AT_name,                 Action::text,           offsetof(DescVar, name)},
     {RecordKind::variable,     DW_AT_bit_offset,           Action::bitOffset,      offsetof(DescVar, bitOffset)},
-    {RecordKind::variable,     DW_AT_bit_size,             Action::byte,           offsetof(DescVar, bitSize)},
+    {RecordKind::variable,     DW_AT_bit_size,             Action::byte,           offsetof(DescVar, bitSize), RowRules::loader},
+    {RecordKind::variable,     DW_AT_bit_size,             Action::bitSize,        offsetof(DescVar, bitSize), RowRules::published},
+    {RecordKind::variable,     DW_AT_data_bit_offset,      Action::dataBitOffset,  0, RowRules::published},
+    {RecordKind::variable,     DW_AT_byte_size,            Action::storageSize,    0, RowRules::published},
     {RecordKind::variable,     DW_AT_segment,              Action::byte,           offsetof(DescVar, segment)},
     {RecordKind::variable,     DW_AT_specification,        Action::specification,  0},
     {RecordKind::variable,     DW_AT_type,                 Action::type,           offsetof(DescVar, type)},
@@ -64,12 +67,20 @@ constexpr AttributeRow attributeRows[] = {
 
     {RecordKind::array,        DW_AT_name,                 Action::name,           offsetof(DescType, name)},
     {RecordKind::array,        DW_AT_byte_size,            Action::sizeOnce,       offsetof(DescType, byteSize)},
-    {RecordKind::array,        DW_AT_stride_size,          Action::stride,         offsetof(DescType, byteSize)},
+    {RecordKind::array,        DW_AT_stride_size,          Action::stride,         offsetof(DescType, byteSize), RowRules::loader},
+    {RecordKind::array,        DW_AT_stride_size,          Action::bitStride,      0, RowRules::published},
+    {RecordKind::array,        DW_AT_byte_stride,          Action::byteStride,     0, RowRules::published},
+    {RecordKind::array,        DW_AT_string_length,        Action::stringLength,   0, RowRules::published},
     {RecordKind::array,        DW_AT_type,                 Action::type,           offsetof(DescType, element)},
 
-    // A missing bound is 0. A dimension without any, or with a count only, so has one element.
-    {RecordKind::dimension,    DW_AT_lower_bound,          Action::word,           offsetof(DescDimension, low)},
-    {RecordKind::dimension,    DW_AT_upper_bound,          Action::word,           offsetof(DescDimension, high)},
+    // With the loader's rules a missing bound is 0. A dimension without any, or with a count only, so has one element.
+    {RecordKind::dimension,    DW_AT_lower_bound,          Action::word,           offsetof(DescDimension, low), RowRules::loader},
+    {RecordKind::dimension,    DW_AT_upper_bound,          Action::word,           offsetof(DescDimension, high), RowRules::loader},
+    {RecordKind::dimension,    DW_AT_lower_bound,          Action::bound,          offsetof(DescDimension, low), RowRules::published},
+    {RecordKind::dimension,    DW_AT_upper_bound,          Action::bound,          offsetof(DescDimension, high), RowRules::published},
+    {RecordKind::dimension,    DW_AT_count,                Action::count,          0, RowRules::published},
+    {RecordKind::dimension,    DW_AT_stride_size,          Action::bitStride,      0, RowRules::published},
+    {RecordKind::dimension,    DW_AT_byte_stride,          Action::byteStride,     0, RowRules::published},
 
     {RecordKind::functionType, DW_AT_name,                 Action::name,           offsetof(DescType, name)},
     {RecordKind::functionType, DW_AT_byte_size,            Action::word,           offsetof(DescType, byteSize)},
@@ -111,6 +122,9 @@ constexpr AttributeRow attributeRows[] = {
     {RecordKind::scope,        DW_AT_call_file,            Action::word,           offsetof(ScopeEntry, callFile), RowRules::published},
     {RecordKind::scope,        DW_AT_call_line,            Action::word,           offsetof(ScopeEntry, callLine), RowRules::published},
     {RecordKind::scope,        DW_AT_call_column,          Action::word,           offsetof(ScopeEntry, callColumn), RowRules::published},
+
+    {RecordKind::linkageName,  DW_AT_linkage_name,         Action::text,           offsetof(ScopeEntry, name), RowRules::published},
+    {RecordKind::linkageName,  DW_AT_MIPS_linkage_name,    Action::text,           offsetof(ScopeEntry, name), RowRules::published},
 };
 
 struct OpRow {
@@ -137,6 +151,11 @@ constexpr OpRow opRows[] = {
     {Action::word,           DW_FORM_data4,     Op::word4},
     {Action::word,           DW_FORM_udata,     Op::wordUleb},
     {Action::word,           DW_FORM_sdata,     Op::wordSleb},
+    {Action::bound,          DW_FORM_data1,     Op::word1},
+    {Action::bound,          DW_FORM_data2,     Op::word2},
+    {Action::bound,          DW_FORM_data4,     Op::word4},
+    {Action::bound,          DW_FORM_udata,     Op::wordUleb},
+    {Action::bound,          DW_FORM_sdata,     Op::wordSleb},
     {Action::location,       DW_FORM_block1,    Op::locationBlock1},
     {Action::memberLocation, DW_FORM_block1,    Op::locationBlock1},
     {Action::flag,           DW_FORM_flag,      Op::flag},

@@ -29,9 +29,10 @@ enum class RecordKind : uint8_t {
   basicType,  // enumerations too
   aggregate,
   enumerator,
-  scope,  // namespaces, blocks, inlined calls
+  scope,        // namespaces, blocks, inlined calls
+  linkageName,  // of an entry without a name
 };
-constexpr uint32_t RECORD_KINDS = static_cast<uint32_t>(RecordKind::scope) + 1;
+constexpr uint32_t RECORD_KINDS = static_cast<uint32_t>(RecordKind::linkageName) + 1;
 
 // What is done with a value.
 enum class Action : uint8_t {
@@ -53,6 +54,7 @@ enum class Action : uint8_t {
   addressClass,
   sizeOnce,  // 32 bits, while the field is 0
   stride,    // minus the bytes of a number of bits
+  bound,     // 32 bits of a constant; as published, any other value leaves the field alone, and the dimension open
 
   // Published rules only: facts of the entry that are no field of its record.
   lowPc,
@@ -65,6 +67,9 @@ enum class Action : uint8_t {
   constValue,
   signature,
   count,
+  bitStride,
+  byteStride,
+  stringLength,
   dataBitOffset,
   bitSize,
   storageSize,

@@ -2,8 +2,8 @@
 #include "loader/elf_loader.h"
 #include "loader/line_info_procs.h"
 #include "loader/loader_state.h"
-#include "loader/type_size.h"
 #include "records/desc_module.h"
+#include "records/type_size.h"
 
 namespace {
 

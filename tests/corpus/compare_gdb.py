@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Compares the dump by the published rules with gdb: members of every named structure (`ptype/o`: offsets, bit positions, sizes), and the
-variables at the beginning of each procedure (`info scope`: names and sizes).
+"""Compares the dump by the published rules with gdb: members of every named structure (`ptype/o`: offsets,
+bit positions, sizes), and the variables at the beginning of each procedure (`info scope`: names and sizes).
 
     compare_gdb.py [--elfload PATH] [--limit N] [--self-test] FILE...
 
@@ -26,15 +26,21 @@ MARK = "=== "
 def ask(path, commands):
     """What gdb answers to each command."""
     with tempfile.NamedTemporaryFile("w", suffix=".gdb") as script:
-        script.write("set width 0\nset height 0\nset max-value-size unlimited\nset print type methods off\nset print type typedefs off\n")
+        script.write(
+            "set width 0\nset height 0\nset max-value-size unlimited\n"
+            "set print type methods off\nset print type typedefs off\n"
+        )
         for number, command in enumerate(commands):
-            script.write(f"echo \\n{MARK}{number}\\n\npython\ntry:\n  gdb.execute({command!r})\nexcept gdb.error as error:\n  print('ERROR', error)\nend\n")
+            script.write(
+                f"echo \\n{MARK}{number}\\n\npython\ntry:\n  for each in {command!r}.split(';'): gdb.execute(each)\n"
+                "except gdb.error as error:\n  print('ERROR', error)\nend\n"
+            )
         script.flush()
         result = subprocess.run([GDB, "-nx", "-batch", "-x", script.name, path], capture_output=True, check=False)
     answers, current = {}, []
     for line in result.stdout.decode("utf-8", "replace").splitlines():
         if line.startswith(MARK):
-            current = answers.setdefault(int(line[len(MARK):]), [])
+            current = answers.setdefault(int(line[len(MARK) :]), [])
         else:
             current.append(line)
     return [answers.get(number, []) for number in range(len(commands))]
@@ -129,11 +135,16 @@ def check_dump(path, dump, gdb):
         for record in module["types"]:
             if record["kind"] in (4, 5, 6) and record["items"] and record["name"] not in ("struct", "union", "class"):
                 structures[record["name"], record["kind"]].append((module, record))
-        scopes += [(module, record) for record in module["procs"] if 0 < record["lowPc"] < record["highPc"] and (record["locals"] or record["params"])]
+        scopes += [
+            (module, record)
+            for record in module["procs"]
+            if 0 < record["lowPc"] < record["highPc"] and (record["locals"] or record["params"])
+        ]
     commands = {}
-    for (name, kind), _ in structures.items():
+    for (name, kind), records in structures.items():
         word = {4: "struct ", 5: "union ", 6: "class "}[kind]
-        commands["type", name, kind] = f"ptype/o {word}{name}"
+        language = "c++" if records[0][0]["language"] == 4 else "c"
+        commands["type", name, kind] = f"set language {language};ptype/o {word}{name}"
     for module, record in scopes:
         commands["scope", record["lowPc"]] = f"info scope *{record['lowPc']:#x}"
     new = [key for key in commands if key not in gdb]
@@ -145,28 +156,45 @@ def check_dump(path, dump, gdb):
             compared["structures that gdb does not find"] += 1
             continue
         start = gdb["type", name, kind].index(text[0])
-        wanted = [(each[0], each[1], each[2], each[3] if not each[2] else 0) for each in
-                  members(gdb["type", name, kind][start:], "type = union" in text[0]) if not each[0].startswith("_vptr")]
-        ours = [[(each[0], each[1], each[2], each[3] if not each[2] and each[3] is not None else 0) for each in dumped.members(*each)] for each in records]
+        wanted = [
+            (each[0], each[1], each[2], each[3] if not each[2] else 0)
+            for each in members(gdb["type", name, kind][start:], "type = union" in text[0])
+            if each[0] and not each[0].startswith("_vptr")
+        ]
+        ours = [
+            [
+                (each[0], each[1], each[2], each[3] if not each[2] and each[3] is not None else 0)
+                for each in dumped.members(*each)
+            ]
+            for each in records
+        ]
         wanted_names = {each[0] for each in wanted}
         compared["structures"] += 1
         compared["members"] += len(wanted)
         # gdb shows one of those of a name, with sizes that it works out itself.
-        same = [each for each in ours if [(w[0], w[1], w[2]) for w in wanted] == [(o[0], o[1], o[2]) for o in each if o[0] in wanted_names] and all(
-            o[3] in (0, w[3]) or w[3] == 0 for o, w in zip([o for o in each if o[0] in wanted_names], wanted))]
+        same = [
+            each
+            for each in ours
+            if [(w[0], w[1], w[2]) for w in wanted] == [(o[0], o[1], o[2]) for o in each if o[0] in wanted_names]
+            and all(o[3] in (0, w[3]) or w[3] == 0 for o, w in zip([o for o in each if o[0] in wanted_names], wanted))
+        ]
         if not same:
             differences.append(f"structure {name}: dump has {ours[:2]}, gdb has {wanted}")
     for module, record in scopes:
         wanted = {}
         for line in gdb["scope", record["lowPc"]]:
             match = re.match(r"Symbol (\S+) is .*?(?:length (\d+)\.)?$", line)
-            if match and not re.search(r" is (a typedef|a constant|constant|a label|a function|a nested function|a module)", line):
+            if match and not re.search(
+                r" is (a typedef|a constant|a label|a function|a bogus symbol|optimized out)", line
+            ):
                 wanted[match.group(1)] = match.group(2)
         compared["procedures"] += bool(wanted)
         compared["variables"] += len(wanted)
         ours = {each["name"] for each in record["params"] + record["locals"]}
         if not set(wanted) <= ours:
-            differences.append(f"procedure {record['name']} {record['lowPc']:#x}: dump lacks {sorted(set(wanted) - ours)}")
+            differences.append(
+                f"procedure {record['name']} {record['lowPc']:#x}: dump lacks {sorted(set(wanted) - ours)}"
+            )
     return differences, compared
 
 
@@ -177,14 +205,27 @@ def self_test(path, dump, gdb):
     for number, module in enumerate(dump["modules"]):
         done = set()
         for index, record in enumerate(module["types"]):
-            if record["kind"] not in (4, 5, 6) or record["name"] in ("struct", "union", "class") or sum(
-                    other["name"] == record["name"] for each in dump["modules"] for other in each["types"]) > 1:
+            if (
+                record["kind"] not in (4, 5, 6)
+                or record["name"] in ("struct", "union", "class")
+                or sum(other["name"] == record["name"] for each in dump["modules"] for other in each["types"]) > 1
+            ):
                 continue
             for item, member in enumerate(record["items"]):
                 for field in ("name", "bitOffset", "bitSize", "location"):
-                    if field.startswith("bit") and not member["bitSize"] or (number, field) in done or not member["location"] and field == "location":
+                    if (
+                        field.startswith("bit")
+                        and not member["bitSize"]
+                        or (number, field) in done
+                        or not member["location"]
+                        and field == "location"
+                    ):
                         continue
-                    if not gdb.get(("type", record["name"], record["kind"])) or member["name"].startswith(("_vptr", "baseclass")) or not member["name"]:
+                    if (
+                        not gdb.get(("type", record["name"], record["kind"]))
+                        or member["name"].startswith(("_vptr", "baseclass"))
+                        or not member["name"]
+                    ):
                         continue
                     changed = copy.deepcopy(dump)
                     target = changed["modules"][number]["types"][index]["items"][item]
@@ -222,8 +263,11 @@ def main():
             differences += [f"falsified {each}: not noticed" for each in missed]
         total += sum(compared.values())
         failed += bool(differences)
-        print(f"{path.name}: {len(differences)} differences; compared " + ", ".join(f"{count} {kind}" for kind, count in compared.items()))
-        for difference in differences[:options.limit]:
+        print(
+            f"{path.name}: {len(differences)} differences; compared "
+            + ", ".join(f"{count} {kind}" for kind, count in compared.items())
+        )
+        for difference in differences[: options.limit]:
             print("  " + difference)
         if len(differences) > options.limit:
             print(f"  and {len(differences) - options.limit} more")

@@ -1,4 +1,4 @@
-"""What llvm-dwarfdump says of a file: units of .debug_info and .debug_types with their entries as trees, and line tables."""
+"""What llvm-dwarfdump says of a file: units with their entries as trees, and line tables."""
 import os
 import re
 import shutil
@@ -7,7 +7,7 @@ from collections import namedtuple
 
 PROGRAM = next((name for name in ("llvm-dwarfdump-14", "llvm-dwarfdump") if shutil.which(name)), None)
 
-Unit = namedtuple("Unit", "section offset end version address_size signature type_offset root")
+Unit = namedtuple("Unit", "section offset end version address_size signature type_offset is_64bit root")
 Row = namedtuple("Row", "address line column file")
 
 
@@ -31,7 +31,9 @@ class Entry:
     def number(self, name):
         """A constant or an address; None for every other class, a reference or an expression for example."""
         value = self.values.get(name)
-        if value is None or not re.match(r"DW_FORM_(data|sdata|udata|implicit_const|addr|GNU_addr|sec_offset)", value.form):
+        if value is None or not re.match(
+            r"DW_FORM_(data|sdata|udata|implicit_const|addr|GNU_addr|sec_offset)", value.form
+        ):
             return None
         match = re.match(r"(?:indexed \(\w+\) address = )?(0x[0-9a-f]+|-?\d+)\b", value.text)
         return int(match.group(1), 0) if match else None
@@ -43,8 +45,11 @@ class Entry:
         return self.values[name].text if name in self.values else None
 
     def ranges(self, name="DW_AT_ranges"):
-        return [tuple(int(text, 16) for text in match.groups()) for line in self.values[name].lines
-                if (match := re.match(r"\[0x([0-9a-f]+), 0x([0-9a-f]+)\)", line))]
+        return [
+            tuple(int(text, 16) for text in match.groups())
+            for line in self.values[name].lines
+            if (match := re.match(r"\[0x([0-9a-f]+), 0x([0-9a-f]+)\)", line))
+        ]
 
 
 def run(*arguments):
@@ -52,8 +57,10 @@ def run(*arguments):
     return result.stdout.decode("utf-8", "surrogateescape")
 
 
-HEADER = re.compile(r"(0x[0-9a-f]+): (?:Compile|Type|Partial|Skeleton)? ?Unit: length = .*version = (0x[0-9a-f]+).*"
-                    r"addr_size = (0x[0-9a-f]+)(.*) \(next unit at (0x[0-9a-f]+)\)")
+HEADER = re.compile(
+    r"(0x[0-9a-f]+): (?:Compile|Type|Partial|Skeleton)? ?Unit: length = .*version = (0x[0-9a-f]+).*"
+    r"addr_size = (0x[0-9a-f]+)(.*) \(next unit at (0x[0-9a-f]+)\)"
+)
 ENTRY = re.compile(r"(0x[0-9a-f]+):( +)(DW_TAG_\w+)")
 ATTRIBUTE = re.compile(r" +(DW_AT_\w+) \[(DW_FORM_\w+)\]\s*\((.*)$")
 
@@ -82,8 +89,14 @@ def read_units(path):
             numbers = [int(match.group(i), 16) for i in (1, 5, 2, 3)]
             signature = re.search(r"type_signature = 0x([0-9a-f]+)", match.group(4))
             type_offset = re.search(r"type_offset = 0x([0-9a-f]+)", match.group(4))
-            header = Unit(section, *numbers, signature and int(signature.group(1), 16),
-                          type_offset and int(type_offset.group(1), 16), None)
+            header = Unit(
+                section,
+                *numbers,
+                signature and int(signature.group(1), 16),
+                type_offset and int(type_offset.group(1), 16),
+                "format = DWARF64" in line,
+                None,
+            )
         elif line.startswith("."):
             section = line.split()[0]
         elif value is not None and line.strip():
@@ -111,5 +124,7 @@ def read_line_tables(path):
                 table.append((sequence, address))
                 sequence = []
             else:
-                sequence.append(Row(address, int(match.group(2)), int(match.group(3)), files.get(int(match.group(4)), "")))
+                sequence.append(
+                    Row(address, int(match.group(2)), int(match.group(3)), files.get(int(match.group(4)), ""))
+                )
     return tables

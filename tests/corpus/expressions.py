@@ -1,16 +1,68 @@
-"""Location expressions as lists of operations with their numbers: decoded from bytes, and from the text of llvm-dwarfdump."""
+"""Location expressions as lists of operations with their numbers: from bytes, and from llvm-dwarfdump's text."""
 import re
 
-NO_OPERANDS = {0x06: "deref", 0x12: "dup", 0x13: "drop", 0x14: "over", 0x16: "swap", 0x17: "rot", 0x18: "xderef", 0x19: "abs", 0x1A: "and",
-               0x1B: "div", 0x1C: "minus", 0x1D: "mod", 0x1E: "mul", 0x1F: "neg", 0x20: "not", 0x21: "or", 0x22: "plus", 0x24: "shl",
-               0x25: "shr", 0x26: "shra", 0x27: "xor", 0x29: "eq", 0x2A: "ge", 0x2B: "gt", 0x2C: "le", 0x2D: "lt", 0x2E: "ne", 0x96: "nop",
-               0x97: "push_object_address", 0x9B: "form_tls_address", 0x9C: "call_frame_cfa", 0x9F: "stack_value",
-               0xE0: "GNU_push_tls_address"}
+NO_OPERANDS = {
+    0x06: "deref",
+    0x12: "dup",
+    0x13: "drop",
+    0x14: "over",
+    0x16: "swap",
+    0x17: "rot",
+    0x18: "xderef",
+    0x19: "abs",
+    0x1A: "and",
+    0x1B: "div",
+    0x1C: "minus",
+    0x1D: "mod",
+    0x1E: "mul",
+    0x1F: "neg",
+    0x20: "not",
+    0x21: "or",
+    0x22: "plus",
+    0x24: "shl",
+    0x25: "shr",
+    0x26: "shra",
+    0x27: "xor",
+    0x29: "eq",
+    0x2A: "ge",
+    0x2B: "gt",
+    0x2C: "le",
+    0x2D: "lt",
+    0x2E: "ne",
+    0x96: "nop",
+    0x97: "push_object_address",
+    0x9B: "form_tls_address",
+    0x9C: "call_frame_cfa",
+    0x9F: "stack_value",
+    0xE0: "GNU_push_tls_address",
+}
 # u, s: LEB128 numbers; 1, 2, 4, 8: unsigned of so many bytes, negative ones signed; a: an address.
-OPERANDS = {0x03: ("addr", "a"), 0x08: ("const1u", 1), 0x09: ("const1s", -1), 0x0A: ("const2u", 2), 0x0B: ("const2s", -2), 0x0C: ("const4u", 4),
-            0x0D: ("const4s", -4), 0x0E: ("const8u", 8), 0x0F: ("const8s", -8), 0x10: ("constu", "u"), 0x11: ("consts", "s"), 0x15: ("pick", 1),
-            0x23: ("plus_uconst", "u"), 0x28: ("bra", -2), 0x2F: ("skip", -2), 0x90: ("regx", "u"), 0x91: ("fbreg", "s"), 0x92: ("bregx", "us"),
-            0x93: ("piece", "u"), 0x94: ("deref_size", 1), 0x95: ("xderef_size", 1), 0x98: ("call2", 2), 0x99: ("call4", 4), 0x9D: ("bit_piece", "uu")}
+OPERANDS = {
+    0x03: ("addr", "a"),
+    0x08: ("const1u", 1),
+    0x09: ("const1s", -1),
+    0x0A: ("const2u", 2),
+    0x0B: ("const2s", -2),
+    0x0C: ("const4u", 4),
+    0x0D: ("const4s", -4),
+    0x0E: ("const8u", 8),
+    0x0F: ("const8s", -8),
+    0x10: ("constu", "u"),
+    0x11: ("consts", "s"),
+    0x15: ("pick", 1),
+    0x23: ("plus_uconst", "u"),
+    0x28: ("bra", -2),
+    0x2F: ("skip", -2),
+    0x90: ("regx", "u"),
+    0x91: ("fbreg", "s"),
+    0x92: ("bregx", "us"),
+    0x93: ("piece", "u"),
+    0x94: ("deref_size", 1),
+    0x95: ("xderef_size", 1),
+    0x98: ("call2", 2),
+    0x99: ("call4", 4),
+    0x9D: ("bit_piece", "uu"),
+}
 
 
 class Undecodable(Exception):
@@ -24,7 +76,7 @@ def decode(data, little, address_size):
     def fixed(size):
         nonlocal position
         position += abs(size)
-        return int.from_bytes(data[position - abs(size):position], order, signed=size < 0)
+        return int.from_bytes(data[position - abs(size) : position], order, signed=size < 0)
 
     def leb(is_signed):
         nonlocal position
@@ -58,12 +110,12 @@ def decode(data, little, address_size):
             found.append((name, numbers))
         elif code == 0x9E:
             length = leb(False)
-            found.append(("implicit_value", [length, *data[position:position + length]]))
+            found.append(("implicit_value", [length, *data[position : position + length]]))
             position += length
         elif code in (0xA3, 0xF3):
             length = leb(False)
             found.append(("entry_value", []))
-            found += decode(data[position:position + length], little, address_size)
+            found += decode(data[position : position + length], little, address_size)
             position += length
         else:
             raise Undecodable
@@ -98,5 +150,7 @@ def parse(text, address):
 def same(dumped, parsed):
     """Whether both have the same operations; numbers of registers that have names are only in one."""
     return len(dumped) == len(parsed) and all(
-        left[0] == right[0] and (left[1] == right[1] or left[0] == "regx" or left[0] == "bregx" and left[1][-1:] == right[1][-1:])
-        for left, right in zip(dumped, parsed))
+        left[0] == right[0]
+        and (left[1] == right[1] or left[0] == "regx" or left[0] == "bregx" and left[1][-1:] == right[1][-1:])
+        for left, right in zip(dumped, parsed)
+    )

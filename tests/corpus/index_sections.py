@@ -18,21 +18,27 @@ def read_names(section, little):
     return names
 
 
-def read_ranges(section, little):
-    """[low, last address] by unit offset."""
+def read_ranges(section, little, by_length=False):
+    """[low, last address] by unit offset. A set ends with its length if asked so, else with the first (0, 0)."""
     ranges, cursor = {}, Bytes(section, little)
     while cursor.position < len(section):
         start = cursor.position
-        offset_size = 8 if cursor.fixed(4) == 0xFFFFFFFF else 4  # unit_length, or what says that it has 8 bytes
-        cursor.fixed(8 if offset_size == 8 else 0)
+        offset_size, length = 4, cursor.fixed(4)
+        if length == 0xFFFFFFFF:
+            offset_size, length = 8, cursor.fixed(8)
+        end = cursor.position + length
         cursor.fixed(2)  # version
         unit = cursor.fixed(offset_size)
         size = cursor.fixed(1)
         cursor.fixed(1)  # segment_size
         cursor.position += -(cursor.position - start) % (2 * size)
-        while True:
+        ranges.setdefault(unit, [])
+        while cursor.position < end:
             low, length = cursor.fixed(size), cursor.fixed(size)
-            if not low and not length:
+            if not low and not length and not by_length:
                 break
-            ranges.setdefault(unit, []).insert(0, [low, (low + length - 1) & 0xFFFFFFFF])
+            if by_length and not length:
+                continue
+            ranges[unit].insert(0, [low, (low + length - 1) & 0xFFFFFFFF])
+        cursor.position = end
     return ranges

@@ -3,18 +3,46 @@ import struct
 
 AGGREGATES = {"DW_TAG_structure_type": 4, "DW_TAG_union_type": 5, "DW_TAG_class_type": 6, "DW_TAG_interface_type": 6}
 POINTERS = ("DW_TAG_pointer_type", "DW_TAG_reference_type", "DW_TAG_rvalue_reference_type")
-WORDS = {"DW_TAG_restrict_type": "restrict", "DW_TAG_atomic_type": "atomic", "DW_TAG_packed_type": "packed",
-         "DW_TAG_shared_type": "shared", "DW_TAG_immutable_type": "immutable", "DW_TAG_subrange_type": "subrange"}
-KINDS = {"DW_TAG_base_type": 0, "DW_TAG_unspecified_type": 0, "DW_TAG_set_type": 0, "DW_TAG_file_type": 0, "DW_TAG_typedef": 1,
-         "DW_TAG_template_alias": 1, "DW_TAG_pointer_type": 2, "DW_TAG_ptr_to_member_type": 2, "DW_TAG_enumeration_type": 3,
-         "DW_TAG_array_type": 7, "DW_TAG_string_type": 7, "DW_TAG_subroutine_type": 8, "DW_TAG_reference_type": 9,
-         "DW_TAG_rvalue_reference_type": 9, "DW_TAG_const_type": 10, "DW_TAG_volatile_type": 11, **AGGREGATES,
-         **dict.fromkeys(WORDS, 1)}
+WORDS = {
+    "DW_TAG_restrict_type": "restrict",
+    "DW_TAG_atomic_type": "atomic",
+    "DW_TAG_packed_type": "packed",
+    "DW_TAG_shared_type": "shared",
+    "DW_TAG_immutable_type": "immutable",
+    "DW_TAG_subrange_type": "subrange",
+}
+KINDS = {
+    "DW_TAG_base_type": 0,
+    "DW_TAG_unspecified_type": 0,
+    "DW_TAG_set_type": 0,
+    "DW_TAG_file_type": 0,
+    "DW_TAG_typedef": 1,
+    "DW_TAG_template_alias": 1,
+    "DW_TAG_pointer_type": 2,
+    "DW_TAG_ptr_to_member_type": 2,
+    "DW_TAG_enumeration_type": 3,
+    "DW_TAG_array_type": 7,
+    "DW_TAG_string_type": 7,
+    "DW_TAG_subroutine_type": 8,
+    "DW_TAG_reference_type": 9,
+    "DW_TAG_rvalue_reference_type": 9,
+    "DW_TAG_const_type": 10,
+    "DW_TAG_volatile_type": 11,
+    **AGGREGATES,
+    **dict.fromkeys(WORDS, 1),
+}
 TRANSPARENT = {"DW_TAG_typedef", "DW_TAG_template_alias", "DW_TAG_const_type", "DW_TAG_volatile_type", *WORDS}
 FROM_ONE = ("Fortran", "Ada", "Pascal", "Modula", "Cobol", "PLI", "Julia")  # languages whose arrays begin at 1
 NAMING = ("DW_TAG_namespace", "DW_TAG_module", *AGGREGATES)
-SCOPES = ("DW_TAG_lexical_block", "DW_TAG_try_block", "DW_TAG_catch_block", "DW_TAG_with_stmt", "DW_TAG_common_block",
-          "DW_TAG_namespace", "DW_TAG_module")
+SCOPES = (
+    "DW_TAG_lexical_block",
+    "DW_TAG_try_block",
+    "DW_TAG_catch_block",
+    "DW_TAG_with_stmt",
+    "DW_TAG_common_block",
+    "DW_TAG_namespace",
+    "DW_TAG_module",
+)
 
 
 class Image:
@@ -24,7 +52,7 @@ class Image:
         data = path.read_bytes()
         self.little = data[5] == 1
         order = "<" if self.little else ">"
-        table, = struct.unpack_from(order + "I", data, 28)
+        (table,) = struct.unpack_from(order + "I", data, 28)
         size, count = struct.unpack_from(order + "HH", data, 42)
         headers = [struct.unpack_from(order + "8I", data, table + i * size) for i in range(count)]
         self.segments = [(each[2], each[2] + each[5]) for each in headers if each[0] == 1]
@@ -58,15 +86,27 @@ class Reading:
         """The entry, then what completes it, nearest first."""
         while entry is not None:
             yield entry
-            entry = next((found for name in ("DW_AT_abstract_origin", "DW_AT_specification", "DW_AT_signature", "DW_AT_extension")
-                          if (found := self.reference(entry, name))), None)
+            entry = next(
+                (
+                    found
+                    for name in ("DW_AT_abstract_origin", "DW_AT_specification", "DW_AT_signature", "DW_AT_extension")
+                    if (found := self.reference(entry, name))
+                ),
+                None,
+            )
 
     def with_value(self, entry, name):
         return next((each for each in self.origins(entry) if name in each.values), None)
 
     def name(self, entry):
-        holder = self.with_value(entry, "DW_AT_name")
-        return holder.text("DW_AT_name") if holder else None
+        names = ["DW_AT_name"]
+        if entry.tag == "DW_TAG_subprogram":  # what the compiler made for itself has no other
+            names += ["DW_AT_linkage_name", "DW_AT_MIPS_linkage_name"]
+        for name in names:
+            holder = self.with_value(entry, name)
+            if holder:
+                return holder.text(name)
+        return None
 
     def type(self, entry):
         holder = self.with_value(entry, "DW_AT_type")
@@ -78,8 +118,8 @@ class Reading:
         return found or entry
 
     def qualified(self, entry):
-        """The names that an entry may have: those of what encloses it in front. Procedures among that may be named or not,
-        what has no name is left open by None."""
+        """The names that an entry may have: those of what encloses it in front, procedures among that named or not.
+        What has no name is left open by None."""
         last = list(self.origins(entry))[-1]
         names, alternatives, parent = [self.name(entry) or ""], None, last.parent
         while parent is not None and parent.parent is not None:
@@ -144,8 +184,8 @@ class Reading:
         else:
             size = member.number("DW_AT_byte_size") or declared
             offset = member.number("DW_AT_bit_offset") or 0
-            if offset >= 1 << 31:
-                offset -= 1 << 32
+            if offset >= 1 << 31:  # negative, of 4 or 8 bytes
+                offset -= 1 << 32 if offset < 1 << 32 else 1 << 64
             first = 8 * start + (8 * size - offset - bits if self.image.little else offset)
         size, begin = declared, first // 8 // declared * declared if declared else first // 8
         if first + bits > 8 * (begin + size):
@@ -158,7 +198,11 @@ class Reading:
     @staticmethod
     def member_offset(member):
         offset = member.number("DW_AT_data_member_location")
-        if offset is None and (text := member.code("DW_AT_data_member_location")) and text.startswith("DW_OP_plus_uconst"):
+        if (
+            offset is None
+            and (text := member.code("DW_AT_data_member_location"))
+            and text.startswith("DW_OP_plus_uconst")
+        ):
             offset = int(text.split()[1], 16) if " " in text and "," not in text else None
         return offset
 
@@ -167,8 +211,15 @@ class Reading:
         for child in entry.children:
             if child.tag in ("DW_TAG_variant_part", "DW_TAG_variant"):
                 yield from self.members(child)
-            elif child.tag == "DW_TAG_inheritance" or child.tag == "DW_TAG_member" and not (
-                    child.flag("DW_AT_external") or child.flag("DW_AT_declaration") or child.number("DW_AT_const_value") is not None):
+            elif (
+                child.tag == "DW_TAG_inheritance"
+                or child.tag == "DW_TAG_member"
+                and not (
+                    child.flag("DW_AT_external")
+                    or child.flag("DW_AT_declaration")
+                    or child.number("DW_AT_const_value") is not None
+                )
+            ):
                 yield child
 
     def dimensions(self, entry):
@@ -180,8 +231,11 @@ class Reading:
             if "DW_AT_string_length" in entry.values and size is None:
                 size = 0
             return [(1, size or 0)]
-        return [self.bounds(child, default) for child in entry.children
-                if child.tag in ("DW_TAG_subrange_type", "DW_TAG_enumeration_type", "DW_TAG_generic_subrange")]
+        return [
+            self.bounds(child, default)
+            for child in entry.children
+            if child.tag in ("DW_TAG_subrange_type", "DW_TAG_enumeration_type", "DW_TAG_generic_subrange")
+        ]
 
     @staticmethod
     def bounds(child, default):

@@ -96,7 +96,11 @@ class Unit : public ByteChain<Unit> {
   explicit Unit(const UnitHeader& header = {}) : addressSize_(header.addressSize) {
     label(header.label);
     header.unitLength ? u32(*header.unitLength) : length();
-    u16(header.version).number(header.abbrevOffset, 4).u8(header.addressSize);
+    u16(header.version);
+    if (header.version >= 5) u8(DW_UT_compile).u8(header.addressSize);
+    abbrevOffset_ = size();
+    number(header.abbrevOffset, 4);
+    if (header.version < 5) u8(header.addressSize);
   }
 
   Unit& entry(uint32_t code) { return uleb(code); }
@@ -110,17 +114,23 @@ class Unit : public ByteChain<Unit> {
  private:
   Unit& Declared(uint32_t tag, uint8_t children, const Attrs& attrs) {
     std::u32string shape = {tag, children};
-    for (const Attr& attr : attrs) shape += {attr.attribute, attr.form};
+    for (const Attr& attr : attrs) {
+      shape += {attr.attribute, attr.form};
+      if (attr.form == DW_FORM_implicit_const) shape += static_cast<char32_t>(std::get<int64_t>(attr.value));
+    }
     if (codes_.empty()) {
       static int tables = 0;
       const std::string table = "abbrevs " + std::to_string(++tables);
       abbrevs_.label(table);
-      patches_.push_back({ABBREV_OFFSET, 4, table, 0, false});
+      patches_.push_back({abbrevOffset_, 4, table, 0, false});
     }
     const auto [code, isNew] = codes_.emplace(shape, static_cast<uint32_t>(codes_.size() + 1));
     if (isNew) {
       abbrevs_.abbrev(code->second, tag, children);
-      for (const Attr& attr : attrs) abbrevs_.attr(attr.attribute, attr.form);
+      for (const Attr& attr : attrs) {
+        abbrevs_.attr(attr.attribute, attr.form);
+        if (attr.form == DW_FORM_implicit_const) abbrevs_.sleb(std::get<int64_t>(attr.value));
+      }
     }
     entry(code->second);
     for (const Attr& attr : attrs) Value(attr);
@@ -128,12 +138,13 @@ class Unit : public ByteChain<Unit> {
   }
 
   void Value(const Attr& attr) {
+    if (attr.form == DW_FORM_implicit_const || attr.form == DW_FORM_flag_present) return;
     const auto row = formSizes.find(attr.form);
     const uint32_t size = row == formSizes.end() ? 4 : row->second == ADDRESS ? addressSize_ : row->second;
     if (const auto* bytes = std::get_if<Bytes>(&attr.value)) {
       if (attr.form == DW_FORM_block1 || attr.form == DW_FORM_block2 || attr.form == DW_FORM_block4) {
         number(bytes->size(), size);
-      } else if (attr.form == DW_FORM_block) {
+      } else if (attr.form == DW_FORM_block || attr.form == DW_FORM_exprloc) {
         uleb(bytes->size());
       }
       append(*bytes);
@@ -161,8 +172,8 @@ class Unit : public ByteChain<Unit> {
       {DW_FORM_data1, 1},      {DW_FORM_data2, 2},          {DW_FORM_data8, 8},  {DW_FORM_flag, 1},
       {DW_FORM_ref1, 1},       {DW_FORM_ref2, 2},           {DW_FORM_ref8, 8}};
 
-  static constexpr uint32_t ABBREV_OFFSET = 6;  // of debug_abbrev_offset in the unit header
   uint8_t addressSize_;
+  uint32_t abbrevOffset_ = 0;  // where the unit header has it
   Abbrevs abbrevs_;
   std::map<std::u32string, uint32_t> codes_;  // by tag, children, attributes and forms
 };

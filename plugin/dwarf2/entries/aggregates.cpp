@@ -25,11 +25,14 @@ void EntryWalk::ReadPublishedAggregate(AbbrevEntry* entry, uint32_t number, Desc
       case DW_TAG_inheritance:
         AppendMember(child, &members);
         break;
+      case DW_TAG_variant_part:
+        ReadVariantPart(child, &members);
+        break;
       case DW_TAG_variable:  // a static member
         SkipEntry(child);
         break;
       case DW_TAG_subprogram:
-        ReadProcedure(child, &memberFunctions);
+        ReadProcedure(child, childNumber, &memberFunctions);
         break;
       default:
         ReadEntry(child, childNumber);
@@ -43,7 +46,7 @@ void EntryWalk::ReadPublishedAggregate(AbbrevEntry* entry, uint32_t number, Desc
 void EntryWalk::AppendMember(AbbrevEntry* entry, ListTail<DescVar>* members) {
   uint32_t origin = 0;
   DescVar* member = ReadPublishedVariable(entry, &origin);
-  if (member != nullptr && !facts_.isDeclaration && !facts_.isExternal) {
+  if (member != nullptr && !IsStaticMember(member)) {
     members->Append(member);
   }
 }

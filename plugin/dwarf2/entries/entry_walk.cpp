@@ -13,6 +13,7 @@ constexpr uint32_t MAX_SPECIFICATION_JUMPS = 64;
 
 EntryWalk::EntryWalk(Failure* failure, Allowance* allowance, RecordHeap* heap)
     : failure_(failure),
+      allowance_(allowance),
       heap_(heap),
       info_(failure, allowance),
       detour_(failure, allowance),
@@ -60,6 +61,7 @@ void EntryWalk::Run(DescModule* module, Dwarf2Build* build, const UnitForms& uni
     ReadOwnUnit(*ext);
   }
   pendingNames_.SettleAll();
+  SettleFields();
   types_.End();
 }
 

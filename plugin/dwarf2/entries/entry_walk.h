@@ -18,6 +18,7 @@
 #include "dwarf2/entries/entry_facts.h"
 #include "dwarf2/entries/location_lists.h"
 #include "dwarf2/entries/pending_names.h"
+#include "dwarf2/entries/pending_values.h"
 #include "dwarf2/entries/scope_names.h"
 #include "dwarf2/forms.h"
 #include "dwarf2/ranges.h"
@@ -48,7 +49,7 @@ class EntryWalk {
   using Handler = DescType* (EntryWalk::*)(AbbrevEntry* entry, uint32_t entryOffset);
   struct TypeRow;  // tag, kind, name without one, handler
   static const TypeRow typeRows[];
-  static const TypeRow* FindTypeRow(uint32_t tag);
+  const TypeRow* FindTypeRow(uint32_t tag) const;
 
   // The lists of the module that are read into.
   struct UnitLists {
@@ -114,13 +115,49 @@ class EntryWalk {
 
   // types.cpp: the type of an entry, brought to its kind's first state whatever it was before; key and link are kept.
   DescType* BeginType(const AbbrevEntry* entry, uint32_t entryOffset);
-  DescType* ReadArray(AbbrevEntry* entry, uint32_t entryOffset);
   DescType* ReadFunctionType(AbbrevEntry* entry, uint32_t entryOffset);
   DescType* ReadDerivedType(AbbrevEntry* entry, uint32_t entryOffset);
+  void TakeSize(DescType* type, uint32_t tag);
+  void ReadNestedTypes(const AbbrevEntry* entry);
+  DescType* ReadPlainType(AbbrevEntry* entry, uint32_t entryOffset);
   DescType* ReadBasicType(AbbrevEntry* entry, uint32_t entryOffset);
+  DescType* BeginBasicType(AbbrevEntry* entry, uint32_t entryOffset);
   DescType* ReadAggregate(AbbrevEntry* entry, uint32_t entryOffset);
+  void ReadVariantPart(AbbrevEntry* entry, ListTail<DescVar>* members);
   DescType* ReadEnumeration(AbbrevEntry* entry, uint32_t entryOffset);
+  void TakeSign(DescEnumerator* enumerator, const AbbrevEntry* entry, const DescType* base, uint32_t encoding);
   void MakeUpName(DescType* type);
+
+  // array_types.cpp
+  DescType* ReadArray(AbbrevEntry* entry, uint32_t entryOffset);
+  DescDimension* ReadPlainDimension(AbbrevEntry* entry);
+  DescDimension* ReadDimension(AbbrevEntry* entry, ArrayFacts* array);
+  DescDimension* NewDimension(const DescType* enumeration);
+  static void TakeStride(DescType* type, const ArrayFacts& facts);
+  DescType* ReadStringType(AbbrevEntry* entry, uint32_t entryOffset);
+
+  // settled_values.cpp: what takes sizes of types is added while the unit is read, and settled when all types are
+  // known.
+  void TakeConstValue(const AttributeValue& value, const Cursor& cursor);
+  void AddBitField(DescVar* field);
+  void AddConstant(DescVar* variable);
+  void AddSize(DescType* type, const DescType* source);
+  void AddEnumerator(DescEnumerator* enumerator, const DescType* type, uint8_t size);
+  template <typename Element>
+  void Keep(GrowingArray<Element>* list, const Element& element) {
+    if (!list->Push(element)) {
+      failure_->NoteNoMemory();
+    }
+  }
+  void SettleFields();
+  void SettleField(const PendingField& pending);
+  void SettleConstant(const PendingConstant& pending);
+  static void ExtendBySign(DescEnumerator* enumerator, uint8_t size);
+
+  // Whether the facts are those of a member of the class itself, which no object has.
+  bool IsStaticMember(const DescVar* member) const {
+    return member->location == nullptr && (facts_.isDeclaration || facts_.isExternal);
+  }
 
   // variables.cpp
   DescVar* ReadVariable(AbbrevEntry* entry);
@@ -174,7 +211,8 @@ class EntryWalk {
   void AppendMember(AbbrevEntry* entry, ListTail<DescVar>* members);
 
   // procedures.cpp
-  void ReadProcedure(AbbrevEntry* entry, ListTail<DescProc>* members);
+  void ReadProcedure(AbbrevEntry* entry, uint32_t number, ListTail<DescProc>* members);
+  char* LinkageNameOf(uint32_t number, uint32_t origin);
   void SetCode(DescProc* proc, const EntryFacts& facts);
   void AppendFurtherRanges(const DescProc& proc, uint32_t origin, uint32_t first);
   DescVar* ReadPublishedVariable(AbbrevEntry* entry, uint32_t* origin);
@@ -222,6 +260,7 @@ class EntryWalk {
   }
 
   Failure* failure_;
+  Allowance* allowance_;
   RecordHeap* heap_;
   const ByteSource* file_ = nullptr;
   const Dwarf2Sections* sections_ = nullptr;
@@ -243,6 +282,7 @@ class EntryWalk {
   RangeReader ranges_;
   TypeTable types_;
   PendingNames pendingNames_;
+  PendingValues pending_;
 
   // The unit that is being read.
   DescModule* module_ = nullptr;

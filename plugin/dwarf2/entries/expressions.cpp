@@ -149,7 +149,7 @@ DescLocation* ExpressionReader::MakeImplicitText(const char* text, uint32_t size
   uint8_t* bytes = nullptr;
   DescLocation* location = NewImplicit(size, &bytes);
   if (location != nullptr) {
-    std::memcpy(bytes, text, std::min<size_t>(std::strlen(text), size));
+    std::copy_n(text, std::min<size_t>(std::strlen(text), size), bytes);
   }
   return location;
 }

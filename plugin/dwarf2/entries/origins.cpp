@@ -42,7 +42,7 @@ void TakeMissing(ScopeEntry* scope, const ScopeEntry& other, const ScopeEntry& b
 template <typename Record>
 uint32_t EntryWalk::Complete(RecordKind kind, Record* record, const Record& blank) {
   const EntryFacts own = facts_;
-  AttributeValue constValue = own.constValue;
+  ConstValue constValue = own.constValue;
   uint32_t last = 0;
   for (uint32_t jumps = 0; specification_ != 0 && !*failure_; ++jumps) {
     if (jumps == MAX_ORIGINS) {

@@ -8,4 +8,5 @@ struct EntryWalk::TypeRow {
   uint32_t kind;     // DescTypeKind
   const char* word;  // the name when the entry has none
   Handler read;
+  bool isLater = false;  // with published rules only
 };

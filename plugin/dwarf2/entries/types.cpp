@@ -1,4 +1,5 @@
-// Types: arrays, function types, derived and basic types, structures, unions, classes, enumerations.
+// Types: function types, derived and basic types, structures, unions, classes, enumerations.
+#include <algorithm>
 #include <cstdio>
 #include <iterator>
 
@@ -8,6 +9,7 @@
 namespace {
 
 constexpr int MADE_UP_NAME_SIZE = 32;
+constexpr int32_t SIGN_OF_BYTE = 0x80;
 
 // Word of a nameless basic type, by DescEncoding; with a size it reads word(size).
 constexpr const char* encodingWords[] = {
@@ -15,7 +17,7 @@ constexpr const char* encodingWords[] = {
 };
 static_assert(std::size(encodingWords) == ENCODING_ADDRESS + 1);
 
-constexpr uint32_t LAST_TYPE_TAG = DW_TAG_volatile_type;
+constexpr uint32_t LAST_TYPE_TAG = DW_TAG_immutable_type;
 
 }  // namespace
 
@@ -34,10 +36,29 @@ constexpr EntryWalk::TypeRow EntryWalk::typeRows[] = {
     {DW_TAG_base_type,        KIND_BASIC,     UNDEFINED_TYPE, &EntryWalk::ReadBasicType},
     {DW_TAG_const_type,       KIND_CONST,     "const",        &EntryWalk::ReadDerivedType},
     {DW_TAG_volatile_type,    KIND_VOLATILE,  "volatile",     &EntryWalk::ReadDerivedType},
+
+    {DW_TAG_string_type,           KIND_ARRAY,     "string",      &EntryWalk::ReadStringType,  true},
+    {DW_TAG_interface_type,        KIND_CLASS,     "class",       &EntryWalk::ReadAggregate,   true},
+    {DW_TAG_rvalue_reference_type, KIND_REFERENCE, "reference",   &EntryWalk::ReadDerivedType, true},
+    {DW_TAG_ptr_to_member_type,    KIND_POINTER,   "pointer",     &EntryWalk::ReadDerivedType, true},
+    {DW_TAG_template_alias,        KIND_TYPEDEF,   "typedef",     &EntryWalk::ReadDerivedType, true},
+    {DW_TAG_subrange_type,         KIND_TYPEDEF,   "subrange",    &EntryWalk::ReadDerivedType, true},
+    {DW_TAG_generic_subrange,      KIND_TYPEDEF,   "subrange",    &EntryWalk::ReadDerivedType, true},
+    {DW_TAG_restrict_type,         KIND_TYPEDEF,   "restrict",    &EntryWalk::ReadDerivedType, true},
+    {DW_TAG_atomic_type,           KIND_TYPEDEF,   "atomic",      &EntryWalk::ReadDerivedType, true},
+    {DW_TAG_packed_type,           KIND_TYPEDEF,   "packed",      &EntryWalk::ReadDerivedType, true},
+    {DW_TAG_shared_type,           KIND_TYPEDEF,   "shared",      &EntryWalk::ReadDerivedType, true},
+    {DW_TAG_immutable_type,        KIND_TYPEDEF,   "immutable",   &EntryWalk::ReadDerivedType, true},
+    {DW_TAG_coarray_type,          KIND_TYPEDEF,   "coarray",     &EntryWalk::ReadDerivedType, true},
+    {DW_TAG_dynamic_type,          KIND_TYPEDEF,   "dynamic",     &EntryWalk::ReadDerivedType, true},
+    {DW_TAG_thrown_type,           KIND_TYPEDEF,   "thrown",      &EntryWalk::ReadDerivedType, true},
+    {DW_TAG_unspecified_type,      KIND_BASIC,     "unspecified", &EntryWalk::ReadPlainType,   true},
+    {DW_TAG_set_type,              KIND_BASIC,     "set",         &EntryWalk::ReadPlainType,   true},
+    {DW_TAG_file_type,             KIND_BASIC,     "file",        &EntryWalk::ReadPlainType,   true},
 };
 // clang-format on
 
-const EntryWalk::TypeRow* EntryWalk::FindTypeRow(uint32_t tag) {
+const EntryWalk::TypeRow* EntryWalk::FindTypeRow(uint32_t tag) const {
   struct RowByTag {
     uint8_t rows[LAST_TYPE_TAG + 1] = {};  // the row's number plus 1, 0 for none
     constexpr RowByTag() {
@@ -47,7 +68,11 @@ const EntryWalk::TypeRow* EntryWalk::FindTypeRow(uint32_t tag) {
     }
   };
   static constexpr RowByTag byTag;
-  return tag <= LAST_TYPE_TAG && byTag.rows[tag] != 0 ? &typeRows[byTag.rows[tag] - 1] : nullptr;
+  if (tag > LAST_TYPE_TAG || byTag.rows[tag] == 0) {
+    return nullptr;
+  }
+  const TypeRow& row = typeRows[byTag.rows[tag] - 1];
+  return !row.isLater || unit_.rules->readsAllTypes ? &row : nullptr;
 }
 
 DescType* EntryWalk::BeginType(const AbbrevEntry* entry, uint32_t entryOffset) {
@@ -65,34 +90,6 @@ DescType* EntryWalk::BeginType(const AbbrevEntry* entry, uint32_t entryOffset) {
   type->target.word = 0;
   type->items.word = 0;
   type->element.word = 0;
-  return type;
-}
-
-DescType* EntryWalk::ReadArray(AbbrevEntry* entry, uint32_t entryOffset) {
-  DescType* type = BeginType(entry, entryOffset);
-  if (type == nullptr) {
-    return nullptr;
-  }
-  type->element.type = build_->undefinedType;
-  RunPlan(&info_, entry, RecordKind::array, type);
-  ListTail<DescDimension> dimensions(&type->items.dimensions);
-  uint32_t count = 0;
-  ForEachChild(entry, [&](AbbrevEntry* child, uint32_t childOffset) {
-    if (child->tag == DW_TAG_subrange_type) {
-      auto* dimension = heap_->New<DescDimension>();
-      if (dimension != nullptr) {
-        RunPlan(&info_, child, RecordKind::dimension, dimension);
-      }
-      dimensions.Append(dimension);
-      ++count;
-    } else if (child->tag == DW_TAG_enumeration_type) {
-      // A dimension given by an enumeration: a type of its own, and no dimension comes of it.
-      ReadEntry(child, childOffset);
-    } else {
-      SkipEntry(child);
-    }
-  });
-  type->target.count = type->items.dimensions != nullptr ? count - 1 : 0;
   return type;
 }
 
@@ -114,16 +111,70 @@ DescType* EntryWalk::ReadFunctionType(AbbrevEntry* entry, uint32_t entryOffset) 
   return type;
 }
 
-// Children are not walked: they follow as further entries of the same level.
+// With the loader's rules children are not walked: they follow as further entries of the same level.
 DescType* EntryWalk::ReadDerivedType(AbbrevEntry* entry, uint32_t entryOffset) {
   DescType* type = BeginType(entry, entryOffset);
+  if (type == nullptr) {
+    return nullptr;
+  }
+  RunPlan(&info_, entry, RecordKind::derivedType, type);
+  if (unit_.rules->readsAllTypes) {
+    TakeSize(type, entry->tag);
+    ReadNestedTypes(entry);
+  }
+  return type;
+}
+
+// The size of a derived type that has none of its own.
+void EntryWalk::TakeSize(DescType* type, uint32_t tag) {
+  if (type->byteSize != 0) {
+    return;
+  }
+  switch (tag) {
+    case DW_TAG_pointer_type:
+    case DW_TAG_reference_type:
+    case DW_TAG_rvalue_reference_type:
+      type->byteSize = unit_.addressSize;
+      break;
+    case DW_TAG_ptr_to_member_type:
+      type->byteSize = unit_.addressSize;
+      Keep(&pending_.memberPointers, type);
+      break;
+    case DW_TAG_subrange_type:
+    case DW_TAG_generic_subrange:
+      AddSize(type, type->target.type);
+      break;
+    default:
+      break;
+  }
+}
+
+// Types among the children of an entry that is done. All else is passed over.
+void EntryWalk::ReadNestedTypes(const AbbrevEntry* entry) {
+  const bool isNameMadeUp = isNameMadeUp_;
+  ForEachChild(entry, [this](AbbrevEntry* child, uint32_t childOffset) { ReadEntry(child, childOffset); });
+  isNameMadeUp_ = isNameMadeUp;
+}
+
+// A type of which only name and size are known.
+DescType* EntryWalk::ReadPlainType(AbbrevEntry* entry, uint32_t entryOffset) {
+  DescType* type = BeginType(entry, entryOffset);
   if (type != nullptr) {
-    RunPlan(&info_, entry, RecordKind::derivedType, type);
+    RunPlan(&info_, entry, RecordKind::basicType, type);
+    ReadNestedTypes(entry);
   }
   return type;
 }
 
 DescType* EntryWalk::ReadBasicType(AbbrevEntry* entry, uint32_t entryOffset) {
+  DescType* type = BeginBasicType(entry, entryOffset);
+  if (type != nullptr && unit_.rules->readsAllTypes) {
+    ReadNestedTypes(entry);
+  }
+  return type;
+}
+
+DescType* EntryWalk::BeginBasicType(AbbrevEntry* entry, uint32_t entryOffset) {
   DescType* type = BeginType(entry, entryOffset);
   if (type == nullptr) {
     return nullptr;
@@ -183,11 +234,36 @@ DescType* EntryWalk::ReadAggregate(AbbrevEntry* entry, uint32_t entryOffset) {
   return type;
 }
 
-// Named and sized as a basic type is; a DW_AT_type is dropped.
+// The members of a variant part and of its variants are members of the structure around them.
+void EntryWalk::ReadVariantPart(AbbrevEntry* entry, ListTail<DescVar>* members) {
+  RunPlan(&info_, entry, RecordKind::none, nullptr);
+  ForEachChild(entry, [&](AbbrevEntry* child, uint32_t childOffset) {
+    switch (child->tag) {
+      case DW_TAG_member:
+        AppendMember(child, members);
+        break;
+      case DW_TAG_variant:
+      case DW_TAG_variant_part:
+        ReadVariantPart(child, members);
+        break;
+      default:
+        ReadEntry(child, childOffset);
+        break;
+    }
+  });
+}
+
+// Named and sized as a basic type is; a DW_AT_type is dropped, but as published it gives size and sign.
 DescType* EntryWalk::ReadEnumeration(AbbrevEntry* entry, uint32_t entryOffset) {
-  DescType* type = ReadBasicType(entry, entryOffset);
+  DescType* type = BeginBasicType(entry, entryOffset);
   if (type == nullptr) {
     return nullptr;
+  }
+  const DescType* base = unit_.rules->readsAllTypes ? type->target.type : nullptr;
+  const uint32_t encoding = unit_.rules->readsAllTypes ? type->items.encoding : uint32_t{ENCODING_NONE};
+  const bool mayBeSigned = base != nullptr || encoding != ENCODING_NONE;
+  if (base != nullptr && type->byteSize == 0) {
+    AddSize(type, base);
   }
   type->target.word = 0;
   type->items.word = 0;
@@ -201,8 +277,29 @@ DescType* EntryWalk::ReadEnumeration(AbbrevEntry* entry, uint32_t entryOffset) {
     if (enumerator != nullptr) {
       enumerator->name = EmptyString();
       RunPlan(&info_, child, RecordKind::enumerator, enumerator);
+      if (mayBeSigned && enumerator->value >= SIGN_OF_BYTE && enumerator->value <= UINT16_MAX) {
+        TakeSign(enumerator, child, base, encoding);
+      }
     }
     enumerators.Append(enumerator);
   });
   return type;
+}
+
+// Forms of 1 and 2 bytes leave it to the enumeration whether the highest bit is a sign.
+void EntryWalk::TakeSign(DescEnumerator* enumerator, const AbbrevEntry* entry, const DescType* base,
+                         uint32_t encoding) {
+  const AbbrevAttribute* attribute = abbrevs_->Attributes(entry);
+  const AbbrevAttribute* end = attribute + entry->attributeCount;
+  attribute =
+      std::find_if(attribute, end, [](const AbbrevAttribute& one) { return one.attribute == DW_AT_const_value; });
+  if (attribute == end || (attribute->form != DW_FORM_data1 && attribute->form != DW_FORM_data2)) {
+    return;
+  }
+  const uint8_t size = attribute->form == DW_FORM_data1 ? 1 : 2;
+  if (encoding == ENCODING_SIGNED || encoding == ENCODING_SIGNED_CHAR) {
+    ExtendBySign(enumerator, size);
+  } else if (base != nullptr && encoding == ENCODING_NONE) {
+    AddEnumerator(enumerator, base, size);
+  }
 }

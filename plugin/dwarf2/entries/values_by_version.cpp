@@ -110,7 +110,7 @@ void EntryWalk::RunByVersion(Cursor* cursor, const Step& step, char* record) {
       facts_.ranges = value;
       break;
     case Action::constValue:
-      facts_.constValue = value;
+      TakeConstValue(value, *cursor);
       break;
     case Action::declaration:
       facts_.isDeclaration = value.valueClass == ValueClass::flag && value.number != 0;
@@ -121,36 +121,38 @@ void EntryWalk::RunByVersion(Cursor* cursor, const Step& step, char* record) {
     case Action::entryPc:
       TakeEntryPc(value);
       break;
+    case Action::stringLength:
+      facts_.array.hasStringLength = true;
+      break;
     case Action::signature:
       AddAlias(reinterpret_cast<DescType*>(record), value);
       break;
     default:
       if (value.IsConstant()) {
         TakeConstant(step, value, record);
+      } else if (step.action == Action::bound || step.action == Action::count) {
+        facts_.array.isOpen = true;
       }
       break;
   }
 }
 
-// As an address, or as a distance from the procedure's first address, which is added later.
+// As an address, or as a distance from the entry's first address, which is added later.
 void EntryWalk::TakeEntryPc(const AttributeValue& value) {
-  if (value.valueClass == ValueClass::address) {
-    facts_.hasEntryPc = true;
-    facts_.entryPc = value.number;
-  } else if (value.IsConstant()) {
-    facts_.hasEntryPc = true;
-    facts_.entryPc = unit_.lowPc + value.number;
-  }
+  facts_.hasEntryPc = value.valueClass == ValueClass::address || value.IsConstant();
+  facts_.entryPcIsDistance = value.IsConstant();
+  facts_.entryPc = value.number;
 }
 
 void EntryWalk::TakeConstant(const Step& step, const AttributeValue& value, char* record) {
   switch (step.action) {
     case Action::word:
+    case Action::bound:
       FieldAt<uint32_t>(record, step) = value.number;
       break;
     case Action::bitOffset:
-      isBitField_ = true;
-      [[fallthrough]];
+      facts_.bitOffset = static_cast<int32_t>(value.number);
+      break;
     case Action::byte:
       FieldAt<uint8_t>(record, step) = static_cast<uint8_t>(value.number);
       break;
@@ -161,7 +163,7 @@ void EntryWalk::TakeConstant(const Step& step, const AttributeValue& value, char
     }
     case Action::encoding: {
       auto& encoding = FieldAt<uint32_t>(record, step);
-      encoding = EncodingOf(value.number, encoding);
+      encoding = PublishedEncodingOf(value.number, encoding);
       break;
     }
     case Action::addressClass:
@@ -174,22 +176,25 @@ void EntryWalk::TakeConstant(const Step& step, const AttributeValue& value, char
       byteSize = byteSize == 0 ? static_cast<int32_t>(value.number) : byteSize;
       break;
     }
-    case Action::stride:
-      FieldAt<int32_t>(record, step) = -(static_cast<int32_t>(value.number) / BITS_PER_BYTE);
+    case Action::bitStride:
+      facts_.array.bitStride = value.number;
+      break;
+    case Action::byteStride:
+      facts_.array.byteStride = value.number;
       break;
     case Action::inlined:
       facts_.isAbstract = value.number != 0;
       break;
     case Action::count:
-      facts_.hasCount = true;
-      facts_.count = value.number;
+      facts_.array.hasCount = true;
+      facts_.array.count = value.number;
       break;
     case Action::dataBitOffset:
       facts_.hasDataBitOffset = true;
       facts_.dataBitOffset = value.number;
       break;
     case Action::bitSize:
-      facts_.hasBitSize = true;
+      facts_.bitSize = value.number;
       FieldAt<uint8_t>(record, step) = static_cast<uint8_t>(value.number);
       break;
     case Action::storageSize:

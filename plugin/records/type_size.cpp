@@ -1,4 +1,4 @@
-#include "loader/type_size.h"
+#include "records/type_size.h"
 
 #include "records/debug_records.h"
 
@@ -13,9 +13,10 @@ class SizeWalk {
   int32_t SizeOf(const DescType* type);
   uint32_t StepsTaken() const { return MAX_TYPE_STEPS - steps_; }
 
+  const DescType* Unqualified(const DescType* type);
+
  private:
   bool Step() { return steps_ != 0 && --steps_ != 0; }
-  const DescType* Unqualified(const DescType* type);
   uint32_t ElementCount(const DescDimension* dimensions);
 
   uint32_t steps_ = MAX_TYPE_STEPS;
@@ -58,6 +59,13 @@ int32_t TypeSize(const DescType* type, Allowance* allowance) {
   const int32_t size = allowance->IsLeft() ? walk.SizeOf(type) : 0;
   allowance->Consume(walk.StepsTaken());
   return size;
+}
+
+const DescType* UnqualifiedType(const DescType* type, Allowance* allowance) {
+  SizeWalk walk;
+  const DescType* unqualified = allowance->IsLeft() ? walk.Unqualified(type) : nullptr;
+  allowance->Consume(walk.StepsTaken());
+  return unqualified;
 }
 
 void SettleArray(DescType* type, Allowance* allowance) {

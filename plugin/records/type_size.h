@@ -14,5 +14,8 @@ struct DescType;
 // Each type and dimension on the way is charged as a byte; 0 once the allowance is used up.
 int32_t TypeSize(const DescType* type, Allowance* allowance);
 
+// The type after typedefs and qualifiers. Null for null, for a chain that ends in null or is too long.
+const DescType* UnqualifiedType(const DescType* type, Allowance* allowance);
+
 // Stores the size of an array type without one, its elements' first. Does nothing on any other type.
 void SettleArray(DescType* type, Allowance* allowance);
