@@ -121,11 +121,25 @@ class UnitDump {
     return allFilled;
   }
 
-  // Each thread has a buffer of its own, which goes to the order of the units when it is full.
+  // Each thread has a buffer of its own, which goes to the order of the units when it is full. What it holds of a unit
+  // that failed on the way is dropped.
   struct Buffer {
-    UnitOrder* order = nullptr;
+    UnitOrder* order = nullptr;  // null before a unit and after it
     size_t position = 0;
-    Output out{[this](const char* text, size_t size) { return order->Write(position, text, size); }};
+    Output out{
+        [this](const char* text, size_t size) { return order != nullptr && order->Write(position, text, size); }};
+  };
+
+  // Connects a buffer with the order while a unit is written.
+  struct Turn {
+    Turn(Buffer& connected, UnitOrder& order, size_t position) : buffer(connected) {
+      buffer.order = &order;
+      buffer.position = position;
+    }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+    ~Turn() { buffer.order = nullptr; }
+    Buffer& buffer;
   };
 
   bool RunTeam(const std::vector<size_t>& units, size_t jobs) {
@@ -136,8 +150,7 @@ class UnitDump {
     }
     const bool allFilled = team_->Run(units, &out_, [this](size_t worker, const FilledUnit& unit, UnitOrder& order) {
       Buffer& buffer = *buffers_[worker];
-      buffer.order = &order;
-      buffer.position = unit.position;
+      const Turn turn(buffer, order, unit.position);
       writers_[worker]->Write(unit);
       buffer.out.Flush();
       unit.module->heap = HEAP_Release(unit.module->heap);

@@ -147,8 +147,6 @@ void EntryWalk::TakeEntryPc(const AttributeValue& value) {
 void EntryWalk::TakeConstant(const Step& step, const AttributeValue& value, char* record) {
   switch (step.action) {
     case Action::word:
-      FieldAt<uint32_t>(record, step) = value.number;
-      break;
     case Action::bound:
       FieldAt<uint32_t>(record, step) = value.number;
       break;
