@@ -101,7 +101,7 @@ class Dumped:
             return record["byteSize"] or self.size(module, record["target"], depth + 1)
         if record["kind"] == 7:
             element = self.size(module, record["element"], depth + 1)
-            if element is None:
+            if element is None or record["byteSize"] < 0:  # of a stride
                 return None
             for low, high in record["items"]:
                 element *= max(0, high - low + 1)
@@ -187,7 +187,7 @@ def check_dump(path, dump, gdb):
             if match and not re.search(
                 r" is (a typedef|a constant|a label|a function|a bogus symbol|optimized out)", line
             ):
-                wanted[match.group(1)] = match.group(2)
+                wanted[match.group(1).strip("<>")] = match.group(2)
         compared["procedures"] += bool(wanted)
         compared["variables"] += len(wanted)
         ours = {each["name"] for each in record["params"] + record["locals"]}

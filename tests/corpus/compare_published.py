@@ -5,7 +5,8 @@ locals, types with members, bit fields, bounds and enumerators, inlined calls, r
     compare_published.py [--elfload PATH] [--limit N] [--self-test] FILE_OR_FOLDER...
 
 Prints each difference and how much of each kind was compared. With --self-test values of the dump are
-falsified one at a time, and each must be noticed. Files without DWARF 2 to 5 are passed over. Exit status 1 when something differs.
+falsified one at a time, and each must be noticed. Files without DWARF 2 to 5 are passed over. Exit
+status 1 when something differs.
 """
 import argparse
 import collections

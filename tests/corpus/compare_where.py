@@ -5,7 +5,8 @@
 
 addr2line reads a copy without symbols where llvm-objcopy is there, so that its names come from debug information;
 where it has none nothing is compared. Names are compared without scopes and arguments. With --self-test answers are
-falsified, and each must be noticed. Exit status 1 when something differs, or nothing was compared; 77 without addr2line.
+falsified, and each must be noticed. Exit
+status 1 when something differs, or nothing was compared; 77 without addr2line.
 """
 import argparse
 import collections

@@ -52,6 +52,7 @@ class Image:
         data = path.read_bytes()
         self.little = data[5] == 1
         order = "<" if self.little else ">"
+        self.is_arm = struct.unpack_from(order + "H", data, 18)[0] == 40
         (table,) = struct.unpack_from(order + "I", data, 28)
         size, count = struct.unpack_from(order + "HH", data, 42)
         headers = [struct.unpack_from(order + "8I", data, table + i * size) for i in range(count)]
@@ -170,8 +171,10 @@ class Reading:
         return [(low, high) for low, high in found if low < high and not self.image.is_dead(low)]
 
     def procedure_ranges(self, entry):
-        """That of the entry point first."""
+        """That of the entry point first. An assembler sets bit 0 of addresses of Thumb code: it is none of them."""
         ranges, point = self.ranges(entry), entry.number("DW_AT_entry_pc")
+        if self.image.is_arm:
+            ranges = [(low - (low & 1), high - (low & 1)) for low, high in ranges]
         first = next((each for each in ranges if point is not None and each[0] <= point < each[1]), None)
         return [first] + [each for each in ranges if each != first] if first else ranges
 
