@@ -2,28 +2,33 @@
 
 #include <new>
 
-AbbrevTable* AbbrevCache::Find(Cursor* cursor, const SectionPlace& section, uint32_t offset, const Dwarf2Rules& rules) {
+AbbrevTable* AbbrevCache::Find(Cursor* cursor, const SectionPlace& section, uint32_t offset, const UnitForms& unit) {
+  const uint32_t key = KeyOf(unit);
   if (!hasFirst_) {
-    hasFirst_ = first_.Read(cursor, section, offset, rules);
+    hasFirst_ = first_.Read(cursor, section, offset, *unit.rules);
     firstOffset_ = offset;
+    firstKey_ = key;
     return hasFirst_ ? &first_ : nullptr;
   }
-  if (offset == firstOffset_) {
+  if (offset == firstOffset_ && key == firstKey_) {
     return &first_;
   }
-  auto* known = index_.Find<Entry>(offset, [offset](const Entry* entry) { return entry->offset == offset; });
+  const uint32_t hash = offset ^ key << 8;
+  auto* known = index_.Find<Entry>(
+      hash, [offset, key](const Entry* entry) { return entry->offset == offset && entry->key == key; });
   if (known != nullptr) {
     return &known->table;
   }
   std::unique_ptr<Entry> entry(new (std::nothrow) Entry());
-  if (entry == nullptr || !index_.Insert(offset, entry.get())) {
+  if (entry == nullptr || !index_.Insert(hash, entry.get())) {
     cursor->failure().NoteNoMemory();
     return nullptr;
   }
   entry->offset = offset;
+  entry->key = key;
   entry->next = std::move(others_);
   others_ = std::move(entry);
-  return others_->table.Read(cursor, section, offset, rules) ? &others_->table : nullptr;
+  return others_->table.Read(cursor, section, offset, *unit.rules) ? &others_->table : nullptr;
 }
 
 void AbbrevCache::Empty() {

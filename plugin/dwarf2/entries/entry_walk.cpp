@@ -67,7 +67,7 @@ void EntryWalk::Run(DescModule* module, Dwarf2Build* build, const UnitForms& uni
 
 void EntryWalk::ReadOwnUnit(const Dwarf2ModuleExt& ext) {
   const uint32_t span = ext.unitEnd > ext.unitOffset ? ext.unitEnd - ext.unitOffset : 0;
-  abbrevs_ = abbrevTables_.Find(&abbrev_, sections_->abbrev, ext.abbrevOffset, *build_->rules);
+  abbrevs_ = abbrevTables_.Find(&abbrev_, sections_->abbrev, ext.abbrevOffset, unit_);
   if (abbrevs_ != nullptr) {
     info_.SeekKept(sections_->info, ext.firstEntry, ext.unitEnd > ext.firstEntry ? ext.unitEnd - ext.firstEntry : 0);
     types_.Begin(module_, ext.unitOffset, span);
