@@ -20,6 +20,7 @@ bool HasRecord(const EntryFacts& facts, uint32_t origin) {
 // the first. All are left in blockRanges_, after those that are there.
 void EntryWalk::SetCode(DescProc* proc, const EntryFacts& facts) {
   const uint32_t first = blockRanges_.Count();
+  uint32_t entryPc = facts.entryPc;
   if (facts.highPcIsSize) {
     proc->highPc += proc->lowPc;
   }
@@ -27,8 +28,9 @@ void EntryWalk::SetCode(DescProc* proc, const EntryFacts& facts) {
     ranges_.Read(unit_, facts.ranges, &blockRanges_);
     proc->lowPc = proc->highPc = 0;
     for (uint32_t i = first; i < blockRanges_.Count(); ++i) {
-      AddressRange& range = blockRanges_[i];
-      const bool holdsEntry = facts.hasEntryPc && range.low <= facts.entryPc && facts.entryPc < range.high;
+      const AddressRange& range = blockRanges_[i];
+      entryPc += i == first && facts.entryPcIsDistance ? range.low : 0;
+      const bool holdsEntry = facts.hasEntryPc && range.low <= entryPc && entryPc < range.high;
       if (i == first || holdsEntry) {
         proc->lowPc = range.low;
         proc->highPc = range.high;
@@ -56,10 +58,12 @@ void EntryWalk::ReadProcedure(AbbrevEntry* entry, ListTail<DescProc>* members) {
     origin = Complete(RecordKind::procedure, proc, blank);
   }
   const uint32_t ranges = blockRanges_.Count();
-  if (HasCode(facts_)) {
+  const bool hasCode = HasCode(facts_);
+  if (hasCode) {
     SetCode(proc, facts_);
   }
-  const bool hasRecord = members != nullptr ? HasCode(facts_) : HasRecord(facts_, origin);
+  const bool isThrownAway = hasCode && proc->highPc == 0;
+  const bool hasRecord = members != nullptr ? hasCode : HasRecord(facts_, origin);
   DescProc* unitProc = hasRecord ? proc : nullptr;
   if (members != nullptr) {
     members->Append(proc);
@@ -73,6 +77,7 @@ void EntryWalk::ReadProcedure(AbbrevEntry* entry, ListTail<DescProc>* members) {
   }
   blockRanges_.Resize(ranges);
   ProcScope scope(members != nullptr ? proc : unitProc);
+  scope.isThrownAway = isThrownAway;
   ForEachChild(entry, [&](AbbrevEntry* child, uint32_t number) { ReadScopeEntry(child, number, &scope); });
   if (members != nullptr && unitProc != nullptr) {
     unitProc->params = proc->params;

@@ -137,14 +137,14 @@ void EntryWalk::RunByVersion(Cursor* cursor, const Step& step, char* record) {
   }
 }
 
-// As an address, or as a distance from the procedure's first address, which is added later.
+// As an address, or as a distance from the first address of the procedure's list.
 void EntryWalk::TakeEntryPc(const AttributeValue& value) {
   if (value.valueClass == ValueClass::address) {
     facts_.hasEntryPc = true;
     facts_.entryPc = value.number;
   } else if (value.IsConstant()) {
-    facts_.hasEntryPc = true;
-    facts_.entryPc = unit_.lowPc + value.number;
+    facts_.hasEntryPc = facts_.entryPcIsDistance = true;
+    facts_.entryPc = value.number;
   }
 }
 
