@@ -153,6 +153,7 @@ void Dwarf2Reader::ReadIndexes(DescModule* modules, const Dwarf2Rules& rules) {
                              .nameOfEntry = {NameOfEntry, this},
                              .failure = failure_,
                              .allowance = allowance_};
+  entries_.BeginNames();  // units of a build before may have been in the same memory
   ReadDwarf2NameIndexes(&index_, names, modules, &tableHeap_);
 }
 

@@ -42,7 +42,8 @@ class EntryWalk {
   void Run(DescModule* module, Dwarf2Build* build, const UnitForms& unit, SourceFiles* sourceFiles);
 
   // The qualified name of an entry of a module's unit, in the heap of the walk; null for one that is no record of its
-  // module. For a build with published rules, before its fills.
+  // module. For a build with published rules, before its fills and after BeginNames.
+  void BeginNames() { place_ = nullptr; }
   char* NameOf(Dwarf2Build* build, const DescModule* module, uint32_t entry);
 
  private:

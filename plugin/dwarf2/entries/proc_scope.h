@@ -28,6 +28,7 @@ struct ProcScope : BlockState {
   DescVar* dropped = nullptr;
   DescCodeMark* droppedMarks = nullptr;
   DescProc* proc;
+  bool isThrownAway = false;  // the linker left its code out, so nothing in it has ranges
   ListTail<DescVar> params;
   ListTail<DescVar> locals;
   ListTail<DescCodeMark> codeMarks;

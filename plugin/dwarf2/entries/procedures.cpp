@@ -31,7 +31,7 @@ void EntryWalk::SetCode(DescProc* proc, const EntryFacts& facts) {
     }
     proc->lowPc = proc->highPc = 0;
     for (uint32_t i = first; i < blockRanges_.Count(); ++i) {
-      AddressRange& range = blockRanges_[i];
+      const AddressRange& range = blockRanges_[i];
       const bool holdsEntry = facts.hasEntryPc && range.low <= entryPc && entryPc < range.high;
       if (i == first || holdsEntry) {
         proc->lowPc = range.low;
@@ -62,10 +62,12 @@ void EntryWalk::ReadProcedure(AbbrevEntry* entry, uint32_t number, ListTail<Desc
     origin = Complete(RecordKind::procedure, proc, blank);
   }
   const uint32_t ranges = blockRanges_.Count();
-  if (HasCode(facts_)) {
+  const bool hasCode = HasCode(facts_);
+  if (hasCode) {
     SetCode(proc, facts_);
   }
-  const bool hasRecord = members != nullptr ? HasCode(facts_) : HasRecord(facts_, origin);
+  const bool isThrownAway = hasCode && proc->highPc == 0;
+  const bool hasRecord = members != nullptr ? hasCode : HasRecord(facts_, origin);
   DescProc* unitProc = hasRecord ? proc : nullptr;
   if (members != nullptr) {
     members->Append(proc);
@@ -83,6 +85,7 @@ void EntryWalk::ReadProcedure(AbbrevEntry* entry, uint32_t number, ListTail<Desc
   }
   blockRanges_.Resize(ranges);
   ProcScope scope(members != nullptr ? proc : unitProc);
+  scope.isThrownAway = isThrownAway;
   ForEachChild(entry, [&](AbbrevEntry* child, uint32_t childNumber) { ReadScopeEntry(child, childNumber, &scope); });
   if (members != nullptr && unitProc != nullptr) {
     unitProc->params = proc->params;

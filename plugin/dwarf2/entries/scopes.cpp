@@ -211,6 +211,9 @@ void EntryWalk::LeaveScope(const OpenScope& outer) {
 // Puts the ranges of the entry whose plan ran last on the stack. Without any the ranges around it go on to hold.
 void EntryWalk::TakeRanges(const ScopeEntry& scope, ProcScope* proc) {
   const uint32_t first = blockRanges_.Count();
+  if (proc->isThrownAway) {
+    return;
+  }
   if (facts_.ranges.valueClass != ValueClass::absent) {
     ranges_.Read(unit_, facts_.ranges, &blockRanges_);
   } else if (facts_.hasLowPc) {
