@@ -72,9 +72,14 @@ class JsonUnits {
   RecordJson records_;
 };
 
+// How units are written.
+struct UnitFormat : ExpressionFormat {
+  LinkerMarks marks;  // with the loader's rules none
+};
+
 class TextUnits {
  public:
-  TextUnits(Output& out, const Palette& paint, const ExpressionFormat& format) : records_(out, paint, format) {}
+  TextUnits(Output& out, const Palette& paint, const UnitFormat& format) : records_(out, paint, format, format.marks) {}
 
   void Write(const FilledUnit& unit) { records_.WriteModule(unit.index, unit.module, unit.extended); }
 
@@ -93,6 +98,7 @@ class UnitDump {
     format_.dwarf1 = state.debugFormat == 1;
     format_.littleEndian = state.littleEndian;
     format_.published = options.ArePublished();
+    if (format_.published && !format_.dwarf1 && !options.json) format_.marks = LinkerMarks(options.file);
   }
 
   // False when a fill failed.
@@ -162,7 +168,7 @@ class UnitDump {
   const Options& options_;
   Output& out_;
   Palette paint_;
-  ExpressionFormat format_;
+  UnitFormat format_;
   std::unique_ptr<FillTeam> team_;
   std::vector<std::unique_ptr<Buffer>> buffers_;
   std::vector<std::unique_ptr<Units>> writers_;
