@@ -8,6 +8,10 @@
 
 namespace {
 
+// In bytes: of an attribute of a plan. With published rules units of all versions may share a table, and have plans of
+// their own for each way of reading an entry.
+constexpr uint32_t COST_OF_STEP = 32;
+
 constexpr AbbrevEntry missingAbbreviation = {
     .code = 0,
     .tag = TAG_MISSING_ABBREVIATION,
@@ -37,9 +41,16 @@ void AbbrevTable::Clear() {
   denseCount_ = 0;
 }
 
+uint64_t AbbrevTable::Memory() const {
+  return sizeof(*this) + 2 * (uint64_t{entries_.Count()} * sizeof(AbbrevEntry) +
+                              uint64_t{attributes_.Count()} * sizeof(AbbrevAttribute) +
+                              (uint64_t{dense_.Count()} + sparse_.Count()) * sizeof(uint32_t));
+}
+
 bool AbbrevTable::Read(Cursor* cursor, const SectionPlace& section, uint32_t offset, const Dwarf2Rules& rules) {
   Failure& failure = cursor->failure();
   Clear();
+  cursor_ = cursor;
   cursor->Seek(section, offset);
   if (!entries_.Push(missingAbbreviation) || !plans_.Push({})) {
     failure.NoteNoMemory();
@@ -151,11 +162,16 @@ AbbrevEntry* AbbrevTable::FindOutside(uint32_t code, Cursor* cursor, uint32_t of
 }
 
 const Step* AbbrevTable::FindOrMakePlan(AbbrevEntry* entry, RecordKind kind, const UnitForms& unit, Failure* failure) {
-  for (uint32_t plan = entry->firstPlan; plan != 0; plan = plans_[plan].next) {
+  const bool isForAll = unit.rules->readsUnitsByVersion;
+  uint32_t cost = 0;
+  for (uint32_t plan = entry->firstPlan; plan != 0; plan = plans_[plan].next, cost += isForAll ? 1 : 0) {
     if (plans_[plan].kind == kind && plans_[plan].key == KeyOf(unit)) {
+      cursor_->Charge(cost);
       return &steps_[plans_[plan].firstStep];
     }
   }
+  cost += isForAll ? COST_OF_STEP * (entry->attributeCount + 1) : 0;
+  cursor_->Charge(cost);
   const uint32_t firstStep = steps_.Count();
   if (!MakePlan(Attributes(entry), entry->attributeCount, kind, unit, &steps_) ||
       !plans_.Push({entry->firstPlan, firstStep, kind, KeyOf(unit)})) {
