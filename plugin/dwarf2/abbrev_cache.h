@@ -8,6 +8,8 @@
 
 class AbbrevCache {
  public:
+  explicit AbbrevCache(Allowance* allowance) : allowance_(allowance) {}
+
   // The table at an offset for units with the same KeyOf, whose plans are the same. It is read if it is not there;
   // null, with the failure noted, when it cannot be read. It stays until Empty.
   AbbrevTable* Find(Cursor* cursor, const SectionPlace& section, uint32_t offset, const UnitForms& unit);
@@ -23,10 +25,12 @@ class AbbrevCache {
     std::unique_ptr<Entry> next;
   };
 
+  Allowance* allowance_;
   AbbrevTable first_;  // of the module's own unit; it keeps its memory from module to module
   uint32_t firstOffset_ = 0;
   uint32_t firstKey_ = 0;
   bool hasFirst_ = false;
   std::unique_ptr<Entry> others_;
-  HashIndex index_;  // of the others
+  uint64_t taken_ = 0;  // memory of the others
+  HashIndex index_;     // of the others
 };

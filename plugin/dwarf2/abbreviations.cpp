@@ -8,6 +8,10 @@
 
 namespace {
 
+// In bytes: of an attribute of a plan. With published rules units of all versions may share a table, and have plans of
+// their own for each way of reading an entry.
+constexpr uint32_t COST_OF_STEP = 32;
+
 constexpr AbbrevEntry missingAbbreviation = {
     .code = 0,
     .tag = TAG_MISSING_ABBREVIATION,
@@ -33,9 +37,16 @@ void AbbrevTable::Clear() {
   denseCount_ = 0;
 }
 
+uint64_t AbbrevTable::Memory() const {
+  return sizeof(*this) + 2 * (uint64_t{entries_.Count()} * sizeof(AbbrevEntry) +
+                              uint64_t{attributes_.Count()} * sizeof(AbbrevAttribute) +
+                              (uint64_t{dense_.Count()} + sparse_.Count()) * sizeof(uint32_t));
+}
+
 bool AbbrevTable::Read(Cursor* cursor, const SectionPlace& section, uint32_t offset, const Dwarf2Rules& rules) {
   Failure& failure = cursor->failure();
   Clear();
+  cursor_ = cursor;
   cursor->Seek(section, offset);
   if (!entries_.Push(missingAbbreviation) || !steps_.Push({})) {
     failure.NoteNoMemory();
@@ -147,6 +158,9 @@ AbbrevEntry* AbbrevTable::FindOutside(uint32_t code, Cursor* cursor, uint32_t of
 }
 
 const Step* AbbrevTable::AddPlan(AbbrevEntry* entry, RecordKind kind, const UnitForms& unit, Failure* failure) {
+  if (unit.rules->readsUnitsByVersion) {
+    cursor_->Charge(COST_OF_STEP * (uint64_t{entry->attributeCount} + 1));
+  }
   const uint32_t firstStep = steps_.Count();
   if (!MakePlan(Attributes(entry), entry->attributeCount, kind, unit, &steps_)) {
     failure->NoteNoMemory();

@@ -39,6 +39,9 @@ class AbbrevTable {
     return FindOutside(code, cursor, offset);
   }
 
+  // Bytes that the declarations take in memory, without plans.
+  uint64_t Memory() const;
+
   // The attributes of an entry as the file has them.
   const AbbrevAttribute* Attributes(const AbbrevEntry* entry) { return &attributes_[entry->firstAttribute]; }
 
@@ -57,6 +60,7 @@ class AbbrevTable {
   AbbrevEntry* FindOutside(uint32_t code, Cursor* cursor, uint32_t offset);
   const Step* AddPlan(AbbrevEntry* entry, RecordKind kind, const UnitForms& unit, Failure* failure);
 
+  Cursor* cursor_ = nullptr;           // the one that the table was read with
   GrowingArray<AbbrevEntry> entries_;  // number 0 stands in for a missing one
   GrowingArray<AbbrevAttribute> attributes_;
   GrowingArray<Step> steps_;      // of all plans; number 0 is none's

@@ -115,13 +115,15 @@ int Dwarf2Reader::ReadPublished(Dwarf2Build* build, DescModule** modules) {
   }
   failure_->SetAside(&first);
   const uint64_t infoSize = uint64_t{sections_.info.size} + sections_.types.size;  // units may share entries of others
-  allowance_->GrantMore(READINGS_OF_ENTRIES * std::min(infoSize, static_cast<uint64_t>(image_->file->Size())));
+  allowance_->GrantReadings(READINGS_OF_ENTRIES * std::min(infoSize, static_cast<uint64_t>(image_->file->Size())));
   DescModule* scanned = nullptr;
   if (!versionedScan_.Run(&tableHeap_, build, &scanned, &first)) {
     return 0;
   }
   *modules = scanned;
   if (scanned != nullptr) {
+    moduleHeap_.Use(build->tableHeap);
+    entries_.BeginNames(build);
     ReadIndexes(scanned, *build->rules);
     failure_->SetAside(&first);
     versionedScan_.AddUnitRanges(scanned, &first);
@@ -136,10 +138,7 @@ int Dwarf2Reader::ReadPublished(Dwarf2Build* build, DescModule** modules) {
 // Names live as long as the table, like the records that have them.
 char* Dwarf2Reader::NameOfEntry(void* context, DescModule* module, uint32_t entry) {
   auto* reader = static_cast<Dwarf2Reader*>(context);
-  if (reader->moduleHeap_.Heap() != reader->tableHeap_.Heap()) {
-    reader->moduleHeap_.Use(reader->tableHeap_.Heap());
-  }
-  return reader->entries_.NameOf(Dwarf2BuildOf(module), module, entry);
+  return reader->entries_.NameOf(module, entry);
 }
 
 void Dwarf2Reader::ReadIndexes(DescModule* modules, const Dwarf2Rules& rules) {
@@ -155,7 +154,6 @@ void Dwarf2Reader::ReadIndexes(DescModule* modules, const Dwarf2Rules& rules) {
                              .nameOfEntry = {NameOfEntry, this},
                              .failure = failure_,
                              .allowance = allowance_};
-  entries_.BeginNames();  // units of a build before may have been in the same memory
   ReadDwarf2NameIndexes(&index_, names, modules, &tableHeap_);
 }
 

@@ -2,6 +2,7 @@
 #include "dwarf2/plan.h"
 
 #include <cstddef>
+#include <utility>
 
 #include "dwarf2/dwarf2_constants.h"
 #include "dwarf2/entries/entry_facts.h"
@@ -232,6 +233,7 @@ Op OpOf(Action action, uint32_t form, const UnitForms& unit) {
 bool MakePlan(const AbbrevAttribute* attributes, uint32_t count, RecordKind kind, const UnitForms& unit,
               GrowingArray<Step>* steps) {
   uint32_t distance = 0;
+  bool isDeclaration = false;
   for (uint32_t i = 0; i < count; ++i) {
     const AttributeRow* row = FindRow(kind, attributes[i].attribute, *unit.rules);
     const uint32_t form = attributes[i].form;
@@ -245,6 +247,9 @@ bool MakePlan(const AbbrevAttribute* attributes, uint32_t count, RecordKind kind
     // The test for an empty name is put off, which goes for the first name only; a basic type needs it at once.
     if (op == Op::nameStrp && (kind == RecordKind::basicType || HasNameBefore(attributes, i))) {
       op = Op::other;
+    }
+    if (op == Op::declarationPresent && std::exchange(isDeclaration, true)) {
+      continue;  // once says it
     }
     const auto field = static_cast<uint16_t>(row != nullptr ? row->field : 0);
     if (!steps->Push({distance, form, field, op, action, attributes[i].value})) {

@@ -21,6 +21,7 @@ EntryWalk::EntryWalk(Failure* failure, Allowance* allowance, RecordHeap* heap)
       text_(failure, allowance),
       abbrev_(failure, allowance),
       scan_(failure, allowance),
+      abbrevTables_(allowance),
       values_(failure, allowance),
       expressions_(heap),
       locations_(failure, allowance, &expressions_),

@@ -42,9 +42,9 @@ class EntryWalk {
   void Run(DescModule* module, Dwarf2Build* build, const UnitForms& unit, SourceFiles* sourceFiles);
 
   // The qualified name of an entry of a module's unit, in the heap of the walk; null for one that is no record of its
-  // module. For a build with published rules, before its fills and after BeginNames.
-  void BeginNames() { place_ = nullptr; }
-  char* NameOf(Dwarf2Build* build, const DescModule* module, uint32_t entry);
+  // module. For a build with published rules, after BeginNames and before its fills. The units may come in any order.
+  void BeginNames(Dwarf2Build* build);
+  char* NameOf(const DescModule* module, uint32_t entry);
 
  private:
   using Handler = DescType* (EntryWalk::*)(AbbrevEntry* entry, uint32_t entryOffset);
