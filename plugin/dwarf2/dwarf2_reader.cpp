@@ -135,9 +135,6 @@ int Dwarf2Reader::ReadPublished(Dwarf2Build* build, DescModule** modules) {
 // Names live as long as the table, like the records that have them.
 char* Dwarf2Reader::NameOfEntry(void* context, DescModule* module, uint32_t entry) {
   auto* reader = static_cast<Dwarf2Reader*>(context);
-  if (reader->moduleHeap_.Heap() != reader->tableHeap_.Heap()) {
-    reader->moduleHeap_.Use(reader->tableHeap_.Heap());
-  }
   return reader->entries_.NameOf(Dwarf2BuildOf(module), module, entry);
 }
 
@@ -154,7 +151,8 @@ void Dwarf2Reader::ReadIndexes(DescModule* modules, const Dwarf2Rules& rules) {
                              .nameOfEntry = {NameOfEntry, this},
                              .failure = failure_,
                              .allowance = allowance_};
-  entries_.BeginNames();  // units of a build before may have been in the same memory
+  moduleHeap_.Use(tableHeap_.Heap());  // for names of entries; heap and units of a build before may have been in the
+  entries_.BeginNames();               // same memory
   ReadDwarf2NameIndexes(&index_, names, modules, &tableHeap_);
 }
 
