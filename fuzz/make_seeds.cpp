@@ -26,7 +26,7 @@ void Write(const std::string& target, const RawBytes& bytes) {
 RawBytes Contents(const ElfImage* image, const char* section) {
   const ElfSectionHeader* header = section != nullptr ? ELF_FindSection(image, section) : nullptr;
   RawBytes bytes(header != nullptr ? header->sh_size : 0);
-  if (header != nullptr) {
+  if (!bytes.empty()) {
     image->file->ReadAt(header->sh_offset, bytes.data(), header->sh_size);
   }
   return bytes;
