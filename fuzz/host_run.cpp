@@ -10,7 +10,7 @@
 #include "loader/code_download.h"
 #include "loader/elf_loader.h"
 #include "session/session.h"
-#include "sound_files.h"
+#include "support/environment.h"
 #include "support/temp_folder.h"
 #include "target/memory_target.h"
 #include "tarnixcore/host_program.h"
@@ -132,10 +132,15 @@ struct SoundFile {
 const SoundFile& Sound(uint32_t number) {
   static const std::vector<SoundFile> files = [] {
     std::vector<SoundFile> made;
-    for (uint32_t i = 0; i < SOUND_FILES; ++i) {
-      made.push_back({MakeSoundFile(i < 2 ? SoundFormat::dwarf1 : SoundFormat::dwarf2, bothOrders[i % 2]), ""});
+    for (const SoundRun& run : soundRuns) {
+      const EnvironmentValue rules("DWARFRULES", run.rules);
+      made.push_back({MakeSoundFile(run.format, run.order), ""});
       ElfLoader loader("ElfLoader");
+      messages = 0;
       made.back().records = RecordsOf(loader, made.back().bytes);
+      if (messages != 0) {
+        Fail("a sound file is not read whole");
+      }
     }
     return made;
   }();
@@ -143,11 +148,40 @@ const SoundFile& Sound(uint32_t number) {
 }
 
 void ExpectSoundWith(ElfLoader& loader, uint32_t number) {
+  const EnvironmentValue rules("DWARFRULES", soundRuns[number % SOUND_FILES].rules);
   const SoundFile& sound = Sound(number);
   messages = 0;
   if (RecordsOf(loader, sound.bytes) != sound.records || messages != 0) {
     Fail("a sound file reads otherwise than alone");
   }
+}
+
+// By the rules of the environment.
+RunFigures RunOnce(ElfLoader& loader, const RawBytes& file, FileFrom from) {
+  static elfload::Output nowhere(nullptr);
+  RunFigures figures;
+  elfload::ModuleTable table;
+  figures.opened = Open(loader, file, from) != 0;
+  char processor[32];
+  unsigned long entry = 0;
+  loader.GetInfo(processor, sizeof(processor), &entry);
+  AskForSections(loader);
+  messages = 0;
+  if (loader.Build(&table) != 0) {
+    FindWhatIsInTheFile(loader, table.Modules(), file);
+    WriteRecords(loader, table, nowhere);
+  }
+  if (messages > 1) {
+    Fail("the user gets more than one message");
+  }
+  figures.heapBytes = HeapBytes(table);
+  if (figures.heapBytes > HEAP_BYTES_PER_BYTE * file.size() + HEAP_BYTES) {
+    Fail("the records take more memory than the file warrants");
+  }
+  LoadIntoMemory(loader);
+  loader.Close();
+  Find(loader, table.Modules(), "main", 0x100);
+  return figures;
 }
 
 }  // namespace
@@ -174,31 +208,13 @@ RunFigures RunAsHost(const RawBytes& file, FileFrom from) {
   const size_t heaps = HEAP_LiveCount();
   RunFigures figures;
   ElfLoader loader("ElfLoader");
-  {
-    static elfload::Output nowhere(nullptr);
-    elfload::ModuleTable table;
-    figures.opened = Open(loader, file, from) != 0;
-    char processor[32];
-    unsigned long entry = 0;
-    loader.GetInfo(processor, sizeof(processor), &entry);
-    AskForSections(loader);
-    messages = 0;
-    if (loader.Build(&table) != 0) {
-      FindWhatIsInTheFile(loader, table.Modules(), file);
-      WriteRecords(loader, table, nowhere);
-    }
-    if (messages > 1) {
-      Fail("the user gets more than one message");
-    }
-    figures.heapBytes = HeapBytes(table);
-    if (figures.heapBytes > HEAP_BYTES_PER_BYTE * file.size() + HEAP_BYTES) {
-      Fail("the records take more memory than the file warrants");
-    }
-    LoadIntoMemory(loader);
-    loader.Close();
-    Find(loader, table.Modules(), "main", 0x100);
+  for (const char* rules : {"LOADER", "PUBLISHED"}) {
+    const EnvironmentValue value("DWARFRULES", rules);
+    const RunFigures once = RunOnce(loader, file, from);
+    figures.opened = once.opened;
+    figures.heapBytes = std::max(figures.heapBytes, once.heapBytes);
+    ExpectSoundWith(loader, number);
   }
-  ExpectSoundWith(loader, number);
   if (HEAP_LiveCount() != heaps) {
     Fail("heaps are left over");
   }

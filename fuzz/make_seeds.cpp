@@ -26,7 +26,7 @@ void Write(const std::string& target, const RawBytes& bytes) {
 RawBytes Contents(const ElfImage* image, const char* section) {
   const ElfSectionHeader* header = section != nullptr ? ELF_FindSection(image, section) : nullptr;
   RawBytes bytes(header != nullptr ? header->sh_size : 0);
-  if (header != nullptr) {
+  if (!bytes.empty()) {
     image->file->ReadAt(header->sh_offset, bytes.data(), header->sh_size);
   }
   return bytes;
@@ -42,12 +42,14 @@ void WriteFileAndSections(const RawBytes& file) {
   for (const SectionTarget& target : sectionTargets) {
     const RawBytes first = Contents(image, target.sections[0]);
     const RawBytes second = Contents(image, target.sections[1]);
-    if (first.empty()) {
+    if (first.empty() && second.empty()) {
       continue;
     }
     const bool dwarf1 = ELF_FindSection(image, ".debug") != nullptr;
     Bytes input;
-    input.u8((image->littleEndian != 0 ? OPTION_LITTLE_ENDIAN : 0) | (dwarf1 ? OPTION_DWARF1 : 0));
+    const bool isLater = ELF_FindSection(image, ".debug_line_str") != nullptr;
+    input.u8((image->littleEndian != 0 ? OPTION_LITTLE_ENDIAN : 0) | (dwarf1 ? OPTION_DWARF1 : 0) |
+             (isLater ? OPTION_LATER : 0));
     if (target.sections[1] != nullptr) {
       input.u8(first.size() % 256).u8(first.size() / 256);
     }
@@ -68,7 +70,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   folder = argv[1];
-  for (const SoundFormat format : {SoundFormat::dwarf1, SoundFormat::dwarf2}) {
+  for (const SoundFormat format : {SoundFormat::dwarf1, SoundFormat::dwarf2, SoundFormat::later}) {
     for (const ByteOrder order : bothOrders) {
       WriteFileAndSections(MakeSoundFile(format, order));
     }

@@ -1,4 +1,4 @@
-// Cuts and falsifies files, and runs the whole component on every variant.
+// Cuts and falsifies files, and runs the whole component on every variant, by both sets of rules.
 //
 //   fuzz_mutate VARIANTS FOLDER-OR-FILE...
 //
@@ -169,7 +169,9 @@ std::vector<Original> Originals(int argc, char** argv) {
   for (const ByteOrder order : bothOrders) {
     originals.push_back({"sound DWARF 1", MakeSoundFile(SoundFormat::dwarf1, order)});
     originals.push_back({"sound DWARF 2", MakeSoundFile(SoundFormat::dwarf2, order)});
+    originals.push_back({"sound DWARF 4 and 5", MakeSoundFile(SoundFormat::later, order)});
   }
+  const auto soundFiles = static_cast<std::ptrdiff_t>(originals.size());
   for (int i = 0; i < argc; ++i) {
     if (!std::filesystem::is_directory(argv[i])) {
       originals.push_back(ReadFile(argv[i]));
@@ -179,7 +181,7 @@ std::vector<Original> Originals(int argc, char** argv) {
       originals.push_back(ReadFile(entry.path()));
     }
   }
-  std::sort(originals.begin() + 4, originals.end(),
+  std::sort(originals.begin() + soundFiles, originals.end(),
             [](const Original& a, const Original& b) { return a.name < b.name; });
   return originals;
 }

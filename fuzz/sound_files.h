@@ -4,7 +4,7 @@
 
 #include "support/bytes.h"
 
-enum class SoundFormat { dwarf1, dwarf2 };
+enum class SoundFormat { dwarf1, dwarf2, later };  // the last: units of DWARF 4 and 5, for the published rules alone
 
 RawBytes MakeSoundFile(SoundFormat format, ByteOrder order);
 

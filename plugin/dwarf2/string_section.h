@@ -14,6 +14,7 @@ class StringSection {
   // Makes room for the section. Without memory, and without a section, it has no texts.
   void Make(mem_desc* tableHeap, const ByteSource* file, const SectionPlace& section);
   bool IsMade() const { return isMade_; }
+  bool LacksMemory() const { return isMade_ && partCount_ != 0 && (bytes_ == nullptr || states_ == nullptr); }
 
   // The text at an offset. Null for a text that does not end in the section: it has to be read from the file.
   char* At(uint32_t offset, const ByteSource* file, Failure* failure) {

@@ -108,7 +108,7 @@ bool Cursor::Reserve(uint32_t size) {
   }
   auto* buffer = static_cast<uint8_t*>(std::realloc(buffer_, size_t{size} + PADDING));
   if (buffer == nullptr) {
-    failure_->Note(section_.name, Offset(), "no memory to read the file");
+    failure_->NoteNoMemory(section_.name, Offset(), "no memory to read the file");
     return false;
   }
   buffer_ = buffer;

@@ -37,9 +37,10 @@ class Failure {
   void NoteList(const char* section, uint32_t offset, const char* format, va_list arguments);
 
   // What every failed allocation of a reader notes.
-  void NoteNoMemory() {
+  void NoteNoMemory(const char* section = nullptr, uint32_t offset = NO_OFFSET,
+                    const char* what = "no memory for the records") {
     isOfMemory_ = isOfMemory_ || !isSet_;
-    Note(nullptr, NO_OFFSET, "no memory for the records");
+    Note(section, offset, "%s", what);
   }
   bool IsOfMemory() const { return isOfMemory_; }  // whether the failure is that there was no memory
 
@@ -70,14 +71,15 @@ class Failure {
   char text_[128] = {};
 };
 
-// What is read during its life begins without a failure, so that one before it stops nothing. The first of all is kept.
+// What is read during its life begins without a failure, so that one before it stops nothing. The first of all is kept,
+// but for one of memory, which is never lost.
 class SeparateFailure {
  public:
   explicit SeparateFailure(Failure* failure) : failure_(failure), before_(*failure) { failure->Clear(); }
   SeparateFailure(const SeparateFailure&) = delete;
   SeparateFailure& operator=(const SeparateFailure&) = delete;
   ~SeparateFailure() {
-    if (before_) {
+    if (before_ && !failure_->IsOfMemory()) {
       *failure_ = before_;
     }
   }

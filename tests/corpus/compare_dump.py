@@ -1,6 +1,5 @@
 #!/usr/bin/env python3
-"""Compares `elfload dump` with readelf: units, indexes, procedures, variables, types, frames, and line rows by the
-published rules. All else is read by the loader's.
+"""Compares `elfload dump` by the loader's rules with readelf: units, indexes, procedures, variables, types and frames.
 
     compare_dump.py --elfload PATH [--self-test] FILE_OR_FOLDER...
 
@@ -188,19 +187,6 @@ def run_elfload(elfload, *arguments, rules="loader"):
     return subprocess.run([elfload, "--rules", rules, *arguments], capture_output=True, check=False)
 
 
-def check_published_rows(checker, path, elfload):
-    """Compares the rows that the loader gives by the published rules with readelf's, unit by unit in section order."""
-    dump = json.loads(run_elfload(elfload, "dump", "--json", path, rules="published").stdout)
-    rows = [(readelf.base_name(block["fileName"]), line, address)
-            for module in sorted(dump["modules"], key=lambda module: module["ext"]["lineOffset"])
-            for block in module["lineBlocks"] for address, line in zip(block["addresses"], block["lines"])
-            if address != 0xFFFFFFFF]
-    wanted = readelf.read_rows(path)
-    checker.equal(f"{path.name}: rows by the published rules", len(rows), len(wanted))
-    for i, (row, want) in enumerate(zip(rows, wanted)):
-        checker.equal(f"{path.name}: row {i} by the published rules", row, want)
-
-
 def check_finds(checker, path, elfload, dump):
     """Looks up the last indexed name of each unit and an address of each range: what the indexes decide fills the unit that
     is found, once, and units without an index of names up to there."""
@@ -307,7 +293,6 @@ def check_file(path, elfload, with_self_test):
     units, entries = readelf.read_entries(path)
     sections, little = readelf.read_sections(path)
     checker.equal("littleEndian", dump["littleEndian"], int(little))
-    check_published_rows(checker, path, elfload)
     if all(unit.address_size == 4 for unit in units):  # readelf takes no other size in .debug_frame
         check_frame_text(checker, path, elfload)
     check_finds(checker, path, elfload, dump)

@@ -14,14 +14,27 @@ const char* const bothRules[] = {"LOADER", "PUBLISHED"};
 
 class BothRules : public HostTest {
  protected:
-  // Files of DWARF 1, 2 and 5, and one with a compressed section.
+  // Files of DWARF 1, 2 and 5; one with a type in another unit's namespace; one with a compressed section.
   static std::vector<std::string> Paths() {
     const Unit unit = Unit({.version = 2})
                           .parent(DW_TAG_compile_unit, {Name("a.c"), {DW_AT_comp_dir, DW_FORM_strp, 0}})
                           .child(DW_TAG_variable, {Name("a"), {DW_AT_location, DW_FORM_data4, 0}})
                           .child(DW_TAG_variable, {{DW_AT_name, DW_FORM_strp, 3}})
                           .end();
-    return {ELFLOAD_DWARF1_SAMPLE, ELFLOAD_SAMPLE, ELFLOAD_DWARF5_SAMPLE,
+    const Unit user = Unit()
+                          .parent(DW_TAG_compile_unit, {Name("b.cpp")})
+                          .child(DW_TAG_variable, {Name("b"), {DW_AT_type, DW_FORM_ref_addr, "K"}})
+                          .end();
+    const Unit other = Unit()
+                           .parent(DW_TAG_compile_unit, {Name("c.cpp"), {DW_AT_language, DW_FORM_data1, 4}})
+                           .parent(DW_TAG_namespace, {Name("ns")})
+                           .label("K")
+                           .parent(DW_TAG_class_type, {Name("K"), Size(1)})
+                           .end()
+                           .end()
+                           .end();
+    return {Dwarf2File(ByteOrder::big, user, other, user).write("scopes.elf"), ELFLOAD_DWARF1_SAMPLE, ELFLOAD_SAMPLE,
+            ELFLOAD_DWARF5_SAMPLE,
             Dwarf2File(ByteOrder::big, unit)
                 .section(".debug_loc", LocationList().range(0x10, 0x20, {0x50}).end())
                 .section(".debug_str", Bytes().text("/project"))
@@ -72,8 +85,8 @@ TEST_F(BothRules, InTurns) {
   for (const std::string& path : Paths()) {
     for (const char* rules : bothRules) ways.push_back({path, rules, Read(*NewLoader(), path, rules)});
   }
-  EXPECT_NE(ways[2].alone, ways[3].alone) << "the rules make a difference";
-  EXPECT_NE(ways[4].alone, ways[5].alone);
+  EXPECT_NE(ways[4].alone, ways[5].alone) << "the rules make a difference";
+  EXPECT_NE(ways[6].alone, ways[7].alone);
   for (const Way& first : ways) {
     for (const Way& second : ways) {
       for (const Way* way : {&first, &second}) {

@@ -12,6 +12,7 @@
 #include "records/empty_string.h"
 #include "session/session.h"
 #include "sound_files.h"
+#include "support/environment.h"
 #include "support/failing_malloc.h"
 #include "support/heap_failure.h"
 #include "support/temp_folder.h"
@@ -118,8 +119,8 @@ TEST_P(Exhaustion, AtAnyCall) {
 #endif
   const size_t heaps = HEAP_LiveCount();
   for (uint32_t number = 0; number < SOUND_FILES; ++number) {
-    const RawBytes bytes =
-        MakeSoundFile(number < 2 ? SoundFormat::dwarf1 : SoundFormat::dwarf2, bothOrders[number % 2]);
+    const EnvironmentValue rules("DWARFRULES", soundRuns[number].rules);
+    const RawBytes bytes = MakeSoundFile(soundRuns[number].format, soundRuns[number].order);
     const std::string path = TempFolder::OfProcess().Write("small.elf", bytes);
     const Outcome sound = Use(path, GetParam(), 0);
     ASSERT_TRUE(sound.whole);

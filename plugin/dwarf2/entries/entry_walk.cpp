@@ -51,6 +51,8 @@ void EntryWalk::Run(DescModule* module, Dwarf2Build* build, const UnitForms& uni
   nesting_ = 0;
   entryBase_ = 0;
   unitEnd_ = UINT32_MAX;
+  scope_ = nullptr;
+  scopeNumber_ = ScopeNames::NONE;
   if (!build->strings.IsMade()) {
     build->strings.Make(build->tableHeap, file_, sections_->str);
   }

@@ -19,8 +19,6 @@ bool IsSingleExpression(const DescLocation* location) {
 void EntryWalk::ReadPublished(const UnitPlace& place) {
   ownPlace_ = &place;
   isOwnDone_ = isScanning_ = false;
-  scope_ = nullptr;
-  scopeNumber_ = ScopeNames::NONE;
   ownScopes_.Empty();
   otherScopes_.Empty();
   imports_.Empty();

@@ -314,6 +314,9 @@ bool DebugNames::TakeName(const Entry& entry, uint32_t text) {
   Dwarf2ExtOf(module)->listsData = Dwarf2ExtOf(module)->listsData || entry.tag == DW_TAG_variable;
   char* name = units_.build->strings.At(text, source_.image->file, source_.failure);
   if (name == nullptr) {
+    if (units_.build->strings.LacksMemory()) {
+      source_.failure->NoteNoMemory();
+    }
     return false;
   }
   if (module->language == LANGUAGE_CXX && name[0] == '_' && name[1] == 'Z') {
