@@ -21,6 +21,8 @@ from typing import NamedTuple
 import dwarf2_units  # noqa: F401  the modules enter their kinds, in the order of the table
 import dwarf2_entries  # noqa: F401
 import dwarf2_lines  # noqa: F401
+import dwarf5_entries  # noqa: F401
+import dwarf5_sections  # noqa: F401
 import dwarf1  # noqa: F401
 import elf_files  # noqa: F401
 from formats import Formats

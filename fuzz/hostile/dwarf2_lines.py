@@ -100,7 +100,8 @@ def range_a_byte(f, size):
 
 @kind("sound rows of one byte", WHERE, sound=True)
 def row_a_byte(f, size):
-    return one_program(f, f.line_program(f.set_address(1) + SPECIAL * (size - 500) + END)), {"lineRows": size - 500}
+    step = b"\x0B"  # an address and a line further
+    return one_program(f, f.line_program(f.set_address(1) + step * (size - 500) + END)), {"lineRows": size - 500}
 
 
 @kind("sequences of no rows", only=(STATS,))

@@ -7,12 +7,22 @@ ALL = 0xFFFFFFFF
 # DWARF 2
 DW_TAG = dict(array=0x01, enumeration=0x04, parameter=0x05, label=0x0A, block=0x0B, member=0x0D, pointer=0x0F,
               unit=0x11, structure=0x13, function=0x15, typedef=0x16, subrange=0x21, const=0x26, enumerator=0x28,
-              subprogram=0x2E, variable=0x34)
+              subprogram=0x2E, variable=0x34, inlined=0x1D, namespace=0x39, partial=0x3C, imported=0x3D)
 AT_LOCATION, AT_NAME, AT_BIT_SIZE, AT_STMT_LIST, AT_LOW_PC, AT_HIGH_PC = 0x02, 0x03, 0x0D, 0x10, 0x11, 0x12
 AT_UPPER_BOUND, AT_SPECIFICATION, AT_TYPE = 0x2F, 0x47, 0x49
 AT_ANY = 0x2100  # one that is only skipped
 (FORM_ADDR, FORM_BLOCK4, FORM_DATA2, FORM_DATA4, FORM_STRING, FORM_BLOCK1, FORM_DATA1, FORM_FLAG, FORM_STRP,
  FORM_REF_ADDR, FORM_REF1, FORM_INDIRECT) = 0x01, 0x04, 0x05, 0x06, 0x08, 0x0A, 0x0B, 0x0C, 0x0E, 0x10, 0x11, 0x16
+
+# DWARF 3 to 5
+AT_CONST_VALUE, AT_LANGUAGE, AT_RANGES, AT_SIGNATURE, AT_DECLARATION, AT_IMPORT = 0x1C, 0x13, 0x55, 0x69, 0x3C, 0x18
+AT_ORIGIN, AT_COUNT, AT_ADDR_BASE, AT_STR_OFFSETS_BASE, AT_LOCLISTS_BASE, AT_RNGLISTS_BASE = (
+    0x31, 0x37, 0x73, 0x72, 0x8C, 0x74)
+(FORM_BLOCK, FORM_UDATA, FORM_REF4, FORM_REF_UDATA, FORM_SEC_OFFSET, FORM_EXPRLOC, FORM_FLAG_PRESENT, FORM_DATA16,
+ FORM_LINE_STRP, FORM_REF_SIG8, FORM_IMPLICIT_CONST, FORM_STRX2, FORM_ADDRX2, FORM_LOCLISTX, FORM_RNGLISTX) = (
+     0x09, 0x0F, 0x13, 0x15, 0x17, 0x18, 0x19, 0x1E, 0x1F, 0x20, 0x21, 0x26, 0x2A, 0x22, 0x23)
+UT_COMPILE, UT_TYPE, UT_PARTIAL = 1, 2, 3
+LANGUAGE_CXX = 4
 
 # DWARF 1: tags, and attributes with their form
 TAG1 = dict(array=0x01, enumeration=0x04, variable=0x07, label=0x0A, member=0x0D, structure=0x13, typedef=0x16)
@@ -31,11 +41,12 @@ def uleb(value):
 
 
 def declaration(code, tag, children=0, *attributes):
-    """An abbreviation; attributes are (attribute, form)."""
-    pairs = b"".join(uleb(attribute) + uleb(form) for attribute, form in attributes)
+    """An abbreviation; attributes are (attribute, form), or with the byte of an implicit constant after them."""
+    pairs = b"".join(uleb(attribute) + uleb(form) + bytes(value) for attribute, form, *value in attributes)
     return uleb(code) + uleb(DW_TAG[tag]) + bytes([children]) + pairs + b"\0\0"
 
 
+FIRST_OF_UNIT = {2: 11, 3: 11, 4: 11, 5: 12}  # by version
 UNIT = declaration(1, "unit", 1)  # the first declaration of nearly every table
 
 
@@ -100,6 +111,22 @@ class Formats:
     def one_unit(self, entries, declarations, *more, address_size=4):
         """A file of one unit, whose entries begin at offset 12 of its section."""
         return self.dwarf2(self.unit(b"\1" + entries + b"\0", 0, address_size), [UNIT, *declarations], *more)
+
+    # DWARF 3 to 5
+
+    def unit_by(self, version, entries, abbrevs=0, kind=UT_COMPILE, signature=None, type_offset=0, length=None):
+        """A unit of any version; with a signature one of a type. Its first entry is at FIRST_OF_UNIT[version]."""
+        start = self.u32(abbrevs) + b"\4" if version < 5 else bytes([kind, 4]) + self.u32(abbrevs)
+        if signature is not None:
+            start += self.u32(signature, signature, type_offset)
+        body = self.u16(version) + start + entries
+        return self.u32(len(body) if length is None else length) + body
+
+    def one_unit_by(self, version, entries, declarations, *more):
+        """A file of one unit in C++, whose first entry's children begin at FIRST_OF_UNIT[version] + 2."""
+        unit = declaration(1, "unit", 1, (AT_LANGUAGE, FORM_DATA1))
+        info = self.unit_by(version, bytes([1, LANGUAGE_CXX]) + entries + b"\0")
+        return self.dwarf2(info, [unit, *declarations], *more)
 
     def small_units(self, count):
         return self.unit(b"\1\0") * count

@@ -8,16 +8,17 @@
 
 namespace {
 
+// In bytes: of an attribute of a plan. With published rules units of all versions may share a table, and have plans of
+// their own for each way of reading an entry.
+constexpr uint32_t COST_OF_STEP = 32;
+
 constexpr AbbrevEntry missingAbbreviation = {
     .code = 0,
     .tag = TAG_MISSING_ABBREVIATION,
     .hasChildren = 0,
     .firstAttribute = 0,
     .attributeCount = 0,
-    .firstPlan = 0,
-    .firstStep = 0,
-    .planKind = RecordKind::none,
-    .planKey = 0,
+    .plans = {},
 };
 
 // Keyed with what only the running process knows, so that no file can choose codes that collide.
@@ -30,18 +31,24 @@ uint32_t PlaceOfCode(uint32_t code, uint32_t mask) {
 void AbbrevTable::Clear() {
   entries_.Empty();
   attributes_.Empty();
-  plans_.Empty();
   steps_.Empty();
   dense_.Empty();
   sparse_.Empty();
   denseCount_ = 0;
 }
 
+uint64_t AbbrevTable::Memory() const {
+  return sizeof(*this) + 2 * (uint64_t{entries_.Count()} * sizeof(AbbrevEntry) +
+                              uint64_t{attributes_.Count()} * sizeof(AbbrevAttribute) +
+                              (uint64_t{dense_.Count()} + sparse_.Count()) * sizeof(uint32_t));
+}
+
 bool AbbrevTable::Read(Cursor* cursor, const SectionPlace& section, uint32_t offset, const Dwarf2Rules& rules) {
   Failure& failure = cursor->failure();
   Clear();
+  cursor_ = cursor;
   cursor->Seek(section, offset);
-  if (!entries_.Push(missingAbbreviation) || !plans_.Push({})) {
+  if (!entries_.Push(missingAbbreviation) || !steps_.Push({})) {
     failure.NoteNoMemory();
     return false;
   }
@@ -150,21 +157,15 @@ AbbrevEntry* AbbrevTable::FindOutside(uint32_t code, Cursor* cursor, uint32_t of
   return &entries_[0];
 }
 
-const Step* AbbrevTable::FindOrMakePlan(AbbrevEntry* entry, RecordKind kind, const UnitForms& unit, Failure* failure) {
-  for (uint32_t plan = entry->firstPlan; plan != 0; plan = plans_[plan].next) {
-    if (plans_[plan].kind == kind && plans_[plan].key == KeyOf(unit)) {
-      return &steps_[plans_[plan].firstStep];
-    }
+const Step* AbbrevTable::AddPlan(AbbrevEntry* entry, RecordKind kind, const UnitForms& unit, Failure* failure) {
+  if (unit.rules->readsUnitsByVersion) {
+    cursor_->Charge(COST_OF_STEP * (uint64_t{entry->attributeCount} + 1));
   }
   const uint32_t firstStep = steps_.Count();
-  if (!MakePlan(Attributes(entry), entry->attributeCount, kind, unit, &steps_) ||
-      !plans_.Push({entry->firstPlan, firstStep, kind, KeyOf(unit)})) {
+  if (!MakePlan(Attributes(entry), entry->attributeCount, kind, unit, &steps_)) {
     failure->NoteNoMemory();
     return nullptr;
   }
-  entry->firstPlan = plans_.Count() - 1;
-  entry->firstStep = firstStep;
-  entry->planKind = kind;
-  entry->planKey = KeyOf(unit);
+  entry->plans[static_cast<size_t>(kind)] = firstStep;
   return &steps_[firstStep];
 }

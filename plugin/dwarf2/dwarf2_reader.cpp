@@ -55,6 +55,7 @@ Dwarf2Build* Dwarf2Reader::MakeBuild(mem_desc* tableHeap, const Dwarf2Rules& rul
   build->undefinedType = undefinedType;
   build->tableHeap = tableHeap;
   build->rules = &rules;
+  build->codeMask = image_->e_machine == EM_ARM ? ~uint32_t{1} : ~uint32_t{0};
   if (rules.readsAllTypes) {
     build->characterType = NewSharedType(&tableHeap_, "character");
     if (build->characterType == nullptr) {
@@ -114,13 +115,15 @@ int Dwarf2Reader::ReadPublished(Dwarf2Build* build, DescModule** modules) {
   }
   failure_->SetAside(&first);
   const uint64_t infoSize = uint64_t{sections_.info.size} + sections_.types.size;  // units may share entries of others
-  allowance_->GrantMore(READINGS_OF_ENTRIES * std::min(infoSize, static_cast<uint64_t>(image_->file->Size())));
+  allowance_->GrantReadings(READINGS_OF_ENTRIES * std::min(infoSize, static_cast<uint64_t>(image_->file->Size())));
   DescModule* scanned = nullptr;
   if (!versionedScan_.Run(&tableHeap_, build, &scanned, &first)) {
     return 0;
   }
   *modules = scanned;
   if (scanned != nullptr) {
+    moduleHeap_.Use(build->tableHeap);
+    entries_.BeginNames(build);
     ReadIndexes(scanned, *build->rules);
     failure_->SetAside(&first);
     versionedScan_.AddUnitRanges(scanned, &first);
@@ -135,7 +138,7 @@ int Dwarf2Reader::ReadPublished(Dwarf2Build* build, DescModule** modules) {
 // Names live as long as the table, like the records that have them.
 char* Dwarf2Reader::NameOfEntry(void* context, DescModule* module, uint32_t entry) {
   auto* reader = static_cast<Dwarf2Reader*>(context);
-  return reader->entries_.NameOf(Dwarf2BuildOf(module), module, entry);
+  return reader->entries_.NameOf(module, entry);
 }
 
 void Dwarf2Reader::ReadIndexes(DescModule* modules, const Dwarf2Rules& rules) {
@@ -151,8 +154,6 @@ void Dwarf2Reader::ReadIndexes(DescModule* modules, const Dwarf2Rules& rules) {
                              .nameOfEntry = {NameOfEntry, this},
                              .failure = failure_,
                              .allowance = allowance_};
-  moduleHeap_.Use(tableHeap_.Heap());  // for names of entries; heap and units of a build before may have been in the
-  entries_.BeginNames();               // same memory
   ReadDwarf2NameIndexes(&index_, names, modules, &tableHeap_);
 }
 

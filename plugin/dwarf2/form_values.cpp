@@ -6,6 +6,8 @@
 
 namespace {
 
+constexpr uint32_t COST_OF_NO_BYTES = 4;  // in bytes: of a value that the entry has no bytes of
+
 // A number of LEB128 in its 64 bits. What is past them is dropped.
 uint64_t ReadWideUleb(Cursor* cursor) {
   uint64_t value = 0;
@@ -115,8 +117,12 @@ void FormValues::Skip(Cursor* cursor, uint32_t form, const UnitForms& unit) {
     }
   }
   const int32_t size = FixedFormSize(form, unit);
-  if (size >= 0) {
+  if (size == 0) {
+    cursor->Charge(COST_OF_NO_BYTES);
+  } else if (size > 0) {
     cursor->Skip(static_cast<uint32_t>(size));
+  }
+  if (size >= 0) {
     return;
   }
   switch (RowOfForm(form, unit).shape) {
@@ -222,10 +228,12 @@ AttributeValue FormValues::Read(Cursor* cursor, uint32_t form, int32_t implicitC
     case DW_FORM_sdata:
       return Number(ValueClass::signedConstant, static_cast<uint64_t>(ReadWideSleb(cursor)));
     case DW_FORM_implicit_const:
+      cursor->Charge(COST_OF_NO_BYTES);
       return Number(ValueClass::signedConstant, static_cast<uint64_t>(int64_t{implicitConst}));
     case DW_FORM_flag:
       return Number(ValueClass::flag, cursor->U8() != 0 ? 1 : 0);
     case DW_FORM_flag_present:
+      cursor->Charge(COST_OF_NO_BYTES);
       return Number(ValueClass::flag, 1);
     case DW_FORM_string:
       return ReadInlineText(cursor);

@@ -2,6 +2,7 @@
 #include "dwarf2/plan.h"
 
 #include <cstddef>
+#include <utility>
 
 #include "dwarf2/dwarf2_constants.h"
 #include "dwarf2/entries/entry_facts.h"
@@ -97,6 +98,7 @@ constexpr AttributeRow attributeRows[] = {
     {RecordKind::basicType,    DW_AT_encoding,             Action::encoding,       offsetof(DescType, items)},
     {RecordKind::basicType,    DW_AT_type,                 Action::type,           offsetof(DescType, target)},
     {RecordKind::basicType,    DW_AT_signature,            Action::signature,      0, RowRules::published},
+    {RecordKind::basicType,    DW_AT_specification,        Action::specification,  0, RowRules::published},
 
     {RecordKind::aggregate,    DW_AT_name,                 Action::name,           offsetof(DescType, name)},
     {RecordKind::aggregate,    DW_AT_byte_size,            Action::word,           offsetof(DescType, byteSize)},
@@ -115,6 +117,7 @@ constexpr AttributeRow attributeRows[] = {
     {RecordKind::scope,        DW_AT_ranges,               Action::ranges,         0, RowRules::published},
     {RecordKind::scope,        DW_AT_abstract_origin,      Action::specification,  0, RowRules::published},
     {RecordKind::scope,        DW_AT_specification,        Action::specification,  0, RowRules::published},
+    {RecordKind::scope,        DW_AT_signature,            Action::specification,  0, RowRules::published},
     {RecordKind::scope,        DW_AT_import,               Action::specification,  0, RowRules::published},
     {RecordKind::scope,        DW_AT_declaration,          Action::declaration,    0, RowRules::published},
     {RecordKind::scope,        DW_AT_inline,               Action::inlined,        0, RowRules::published},
@@ -122,6 +125,9 @@ constexpr AttributeRow attributeRows[] = {
     {RecordKind::scope,        DW_AT_call_file,            Action::word,           offsetof(ScopeEntry, callFile), RowRules::published},
     {RecordKind::scope,        DW_AT_call_line,            Action::word,           offsetof(ScopeEntry, callLine), RowRules::published},
     {RecordKind::scope,        DW_AT_call_column,          Action::word,           offsetof(ScopeEntry, callColumn), RowRules::published},
+
+    {RecordKind::linkageName,  DW_AT_linkage_name,         Action::text,           offsetof(ScopeEntry, name), RowRules::published},
+    {RecordKind::linkageName,  DW_AT_MIPS_linkage_name,    Action::text,           offsetof(ScopeEntry, name), RowRules::published},
 };
 
 struct OpRow {
@@ -227,6 +233,7 @@ Op OpOf(Action action, uint32_t form, const UnitForms& unit) {
 bool MakePlan(const AbbrevAttribute* attributes, uint32_t count, RecordKind kind, const UnitForms& unit,
               GrowingArray<Step>* steps) {
   uint32_t distance = 0;
+  bool isDeclaration = false;
   for (uint32_t i = 0; i < count; ++i) {
     const AttributeRow* row = FindRow(kind, attributes[i].attribute, *unit.rules);
     const uint32_t form = attributes[i].form;
@@ -240,6 +247,9 @@ bool MakePlan(const AbbrevAttribute* attributes, uint32_t count, RecordKind kind
     // The test for an empty name is put off, which goes for the first name only; a basic type needs it at once.
     if (op == Op::nameStrp && (kind == RecordKind::basicType || HasNameBefore(attributes, i))) {
       op = Op::other;
+    }
+    if (op == Op::declarationPresent && std::exchange(isDeclaration, true)) {
+      continue;  // once says it
     }
     const auto field = static_cast<uint16_t>(row != nullptr ? row->field : 0);
     if (!steps->Push({distance, form, field, op, action, attributes[i].value})) {

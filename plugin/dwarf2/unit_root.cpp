@@ -1,5 +1,7 @@
 #include "dwarf2/unit_root.h"
 
+#include <algorithm>
+
 #include "dwarf/leb128.h"
 
 namespace {
@@ -52,6 +54,11 @@ bool IsUnitTag(uint32_t tag) {
 void ReadBases(Cursor* cursor, const AbbrevAttribute* attributes, uint32_t count, FormValues* values,
                const Dwarf2Rules& rules, UnitPlace* unit) {
   const UnitForms forms = UnitDirectory::FormsOf(*unit, rules);
+  const uint32_t first = cursor->Offset();
+  const auto isBase = [unit](const AbbrevAttribute& one) { return BaseOf(one.attribute, unit) != nullptr; };
+  if (std::none_of(attributes, attributes + count, isBase)) {
+    return;
+  }
   for (uint32_t i = 0; i < count && !cursor->failure(); ++i) {
     uint32_t* base = BaseOf(attributes[i].attribute, unit);
     if (base == nullptr) {
@@ -63,6 +70,8 @@ void ReadBases(Cursor* cursor, const AbbrevAttribute* attributes, uint32_t count
       *base = value.number;
     }
   }
+  cursor->Charge(cursor->Offset() - first);
+  cursor->Seek(first);
 }
 
 }  // namespace
@@ -84,9 +93,7 @@ bool ReadUnitRoot(Cursor* cursor, AbbrevTable* abbrevs, FormValues* values, cons
   }
   unit->hasChildren = entry->hasChildren != 0;
   const AbbrevAttribute* attributes = abbrevs->Attributes(entry);
-  const uint32_t first = cursor->Offset();
   ReadBases(cursor, attributes, entry->attributeCount, values, rules, unit);
-  cursor->Seek(first);
   const UnitForms forms = UnitDirectory::FormsOf(*unit, rules);
   for (uint32_t i = 0; i < entry->attributeCount && !cursor->failure(); ++i) {
     const AttributeValue value = values->Read(cursor, attributes[i].form, attributes[i].value, forms);

@@ -5,6 +5,7 @@
 // memory that they take, once each; whoever charges asks in the same place, and a reader fails when nothing is left.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 class Allowance {
@@ -17,8 +18,14 @@ class Allowance {
     memoryLeft_ = MEMORY_FOR_EACH * size + MEMORY_FOR_ANY;
   }
 
-  // Beside that as many bytes: what the format allows to be read more than once.
-  void GrantMore(uint64_t bytes) { bytesLeft_ += static_cast<int64_t>(bytes); }
+  // For a format that lets its units share entries: as many bytes for reading them again, instead of those that any
+  // file may consume. To be called after Grant.
+  void GrantReadings(uint64_t bytes) {
+    bytesLeft_ += std::max(static_cast<int64_t>(bytes), LEAST_READINGS) - BYTES_FOR_ANY;
+  }
+
+  // Memory that was taken and is free again.
+  void GiveMemoryBack(uint64_t bytes) { memoryLeft_ += static_cast<int64_t>(bytes); }
 
   // Both return whether the file may ask for more.
   bool Consume(uint64_t bytes) { return (bytesLeft_ -= static_cast<int64_t>(bytes)) >= 0; }
@@ -29,6 +36,7 @@ class Allowance {
  private:
   static constexpr int64_t BYTES_FOR_EACH = 16;
   static constexpr int64_t BYTES_FOR_ANY = 4 << 20;
+  static constexpr int64_t LEAST_READINGS = 1 << 20;
   static constexpr int64_t MEMORY_FOR_EACH = 144;
   static constexpr int64_t MEMORY_FOR_ANY = 12 << 20;
 

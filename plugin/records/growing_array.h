@@ -46,7 +46,7 @@ class GrowingArray {
   }
 
  private:
-  static constexpr uint32_t FIRST_CAPACITY = 64;
+  static constexpr uint32_t FIRST_CAPACITY = 8;
 
   bool Reserve(uint32_t capacity) {
     constexpr size_t SIZE = sizeof(Element);  // NOLINT(bugprone-sizeof-expression): arrays of pointers are meant

@@ -154,7 +154,7 @@ TEST_F(NameIndexes, AsPublishedASetCostsItselfAlone) {
        Joined(Bytes().length().u16(2).ref("a").u8(4).u8(4).u32(7).u32(0x30).u32(8).pad(12).pad(3, 0xAA),
               ARanges("b").range(0x10, 4).end()), {{}, {}, {"30-37"}, {"10-13"}}, ""},
       {"empty ranges, and code that the linker threw away", ".debug_aranges",
-       ARanges("a").range(0x20, 0).range(0, 4).range(1, 4).range(0xFFFFFFFF, 1).range(0x10, 4).end(),
+       Joined(ARanges("a").range(0x20, 0).range(0, 4).range(1, 4).range(0xFFFFFFFF, 1).range(0x10, 4).end(), Bytes()),
        {{}, {}, {"10-13"}, {}}, ""},
       {"a set without its closing tuple", ".debug_aranges",
        Joined(ARanges("a").range(0x10, 4), ARanges("b").range(0x20, 4).end()), {{}, {}, {"10-13"}, {"20-23"}}, ""},

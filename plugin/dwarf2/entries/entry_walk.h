@@ -42,9 +42,9 @@ class EntryWalk {
   void Run(DescModule* module, Dwarf2Build* build, const UnitForms& unit, SourceFiles* sourceFiles);
 
   // The qualified name of an entry of a module's unit, in the heap of the walk; null for one that is no record of its
-  // module. For a build with published rules, before its fills and after BeginNames.
-  void BeginNames() { place_ = nullptr; }
-  char* NameOf(Dwarf2Build* build, const DescModule* module, uint32_t entry);
+  // module. For a build with published rules, after BeginNames and before its fills. The units may come in any order.
+  void BeginNames(Dwarf2Build* build);
+  char* NameOf(const DescModule* module, uint32_t entry);
 
  private:
   using Handler = DescType* (EntryWalk::*)(AbbrevEntry* entry, uint32_t entryOffset);
@@ -212,7 +212,8 @@ class EntryWalk {
   void AppendMember(AbbrevEntry* entry, ListTail<DescVar>* members);
 
   // procedures.cpp
-  void ReadProcedure(AbbrevEntry* entry, ListTail<DescProc>* members);
+  void ReadProcedure(AbbrevEntry* entry, uint32_t number, ListTail<DescProc>* members);
+  char* LinkageNameOf(uint32_t number, uint32_t origin);
   void SetCode(DescProc* proc, const EntryFacts& facts);
   void AppendFurtherRanges(const DescProc& proc, uint32_t origin, uint32_t first);
   DescVar* ReadPublishedVariable(AbbrevEntry* entry, uint32_t* origin);
@@ -296,11 +297,11 @@ class EntryWalk {
   const UnitPlace* place_ = nullptr;
   const UnitPlace* ownPlace_ = nullptr;  // of the module
   UnitLists* lists_ = nullptr;
-  bool qualifies_ = false;     // whether names are qualified in its language
-  bool isOwnDone_ = false;     // whether the module's own unit has been read
-  bool isScanning_ = false;    // whether a unit's scopes are looked for
-  bool isNameMadeUp_ = false;  // whether the type that was read last got a name that it does not have in the file
-  char* scope_ = nullptr;      // what encloses the entries that are read, where it is no scope of the module's own unit
+  bool qualifies_ = false;       // whether names are qualified in its language
+  bool isOwnDone_ = false;       // whether the module's own unit has been read
+  bool isScanning_ = false;      // whether a unit's scopes are looked for
+  bool hasSettledName_ = false;  // whether the name of the type that was read last is not to be qualified any more
+  char* scope_ = nullptr;  // what encloses the entries that are read, where it is no scope of the module's own unit
   uint32_t scopeNumber_ = ScopeNames::NONE;  // where it is
   ScopeNames ownScopes_;
   ScopeNames otherScopes_;

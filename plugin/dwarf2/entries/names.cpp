@@ -112,6 +112,9 @@ void EntryWalk::Qualify(char** name, uint32_t origin) {
 
 void EntryWalk::SettleNames() {
   for (const LaterName& later : laterNames_) {
+    if (*failure_) {
+      return;
+    }
     *later.field = Qualified(*later.field, ScopeOf(later.origin));
   }
 }
@@ -169,29 +172,36 @@ bool EntryWalk::ScanEntry() {
   } else {
     RunPlan(&scan_, entry, RecordKind::none, nullptr);
   }
-  if (entry->hasChildren != 0 && !levels_.Push(level)) {
-    failure_->NoteNoMemory();
+  if (entry->hasChildren != 0) {
+    if (levels_.Count() == MAX_NESTING) {
+      scan_.Fail("entries are nested deeper than %u", static_cast<unsigned>(MAX_NESTING));
+    } else if (!levels_.Push(level)) {
+      failure_->NoteNoMemory();
+    }
   }
   return true;
 }
 
-// Declarations, and procedures that only stand for inlined code, are no records.
-char* EntryWalk::NameOf(Dwarf2Build* build, const DescModule* module, uint32_t entry) {
-  const UnitPlace* place = static_cast<const Dwarf2ModuleExt*>(module->ext)->unit;
+void EntryWalk::BeginNames(Dwarf2Build* build) {
   build_ = build;
+  place_ = nullptr;
+  isOwnDone_ = isScanning_ = false;
+  abbrevTables_.Empty();
+  otherScopes_.Empty();
+}
+
+// Declarations, and procedures that only stand for inlined code, are no records.
+char* EntryWalk::NameOf(const DescModule* module, uint32_t entry) {
+  const UnitPlace* place = static_cast<const Dwarf2ModuleExt*>(module->ext)->unit;
   if (place_ != place) {
-    abbrevTables_.Empty();
-    otherScopes_.Empty();
     if (!EnterUnit(*place)) {
-      place_ = nullptr;
       return nullptr;
     }
     info_.Seek(SectionOfUnit(), 0);
-    isOwnDone_ = false;
     ownPlace_ = place;
   }
-  if (!build->strings.IsMade()) {
-    build->strings.Make(build->tableHeap, file_, sections_->str);
+  if (!build_->strings.IsMade()) {
+    build_->strings.Make(build_->tableHeap, file_, sections_->str);
   }
   const ScopeEntry blank = {EmptyString(), 0, 0, 0, 0, 0};
   ScopeEntry named = blank;

@@ -61,7 +61,7 @@ void EntryWalk::ReadUnitEntries(const UnitPlace& place) {
 void EntryWalk::ReadScopeEntry(AbbrevEntry* entry, uint32_t number, ProcScope* proc) {
   switch (entry->tag) {
     case DW_TAG_subprogram:
-      ReadProcedure(entry, nullptr);
+      ReadProcedure(entry, number, nullptr);
       break;
     case DW_TAG_variable:
     case DW_TAG_constant:

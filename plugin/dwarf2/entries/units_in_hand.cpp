@@ -4,6 +4,10 @@
 
 namespace {
 
+// In bytes: of going to another unit, and to an entry out of turn.
+constexpr uint32_t COST_OF_UNIT = 32;
+constexpr uint32_t COST_OF_JUMP = 16;
+
 // Languages whose names are not enclosed by others.
 bool HasFlatNames(uint32_t language) {
   switch (PublishedLanguageOf(language)) {
@@ -32,14 +36,15 @@ void EntryWalk::TakeHand(const UnitInHand& hand) {
 
 // False, with the failure noted, when the abbreviations cannot be read: the hand is then as it was.
 bool EntryWalk::EnterUnit(const UnitPlace& place) {
-  AbbrevTable* table = abbrevTables_.Find(&abbrev_, sections_->abbrev, place.abbrevOffset, *build_->rules);
-  if (table == nullptr) {
+  const UnitForms forms = UnitDirectory::FormsOf(place, *build_->rules);
+  AbbrevTable* table = abbrevTables_.Find(&abbrev_, sections_->abbrev, place.abbrevOffset, forms);
+  if (table == nullptr || !abbrev_.Charge(COST_OF_UNIT)) {
     return false;
   }
   const uint32_t base = place.isInTypes ? sections_->info.size : 0;
   TakeHand({
       .place = &place,
-      .forms = UnitDirectory::FormsOf(place, *build_->rules),
+      .forms = forms,
       .abbrevs = table,
       .entryBase = base,
       .unitEnd = place.end - base,
@@ -61,6 +66,7 @@ AbbrevEntry* EntryWalk::BeginEntry(Cursor* cursor, uint32_t number) {
     cursor->Seek(SectionOfUnit(), offset);
   }
   const uint32_t code = ReadUleb(cursor);
+  cursor->Charge(COST_OF_JUMP);
   if (code == 0 || *failure_) {
     failure_->Note(SectionOfUnit().name, offset, "a reference leads to no entry");
     return nullptr;

@@ -263,7 +263,7 @@ bool DebugNames::ReadSeries(const IndexSet& set, uint32_t text, uint32_t place) 
                            .rules = &publishedRules};
   pool_.Seek(source_.sections->names, place);
   bool isWhole = false;
-  while (pool_.Offset() < set.end) {
+  while (pool_.Offset() < set.end && !*source_.failure) {
     const uint32_t code = ReadUleb(&pool_);
     if (code == 0) {
       isWhole = true;

@@ -6,6 +6,7 @@
 namespace {
 
 constexpr uint32_t LENGTH_64 = 0xFFFFFFFF;  // unit_length of the 64-bit format, before the length itself
+constexpr uint32_t COST_OF_NAME = 4;        // in bytes: of an entry of a table, which may have one byte
 constexpr uint16_t FIRST_VERSION = 2;
 constexpr uint16_t LAST_VERSION = 5;
 
@@ -168,6 +169,7 @@ void LineHeaderReader::ReadTable(const UnitForms& unit, uint32_t end, bool isOfF
       return;
     }
     ReadEntry(unit, isOfFiles);
+    cursor_->Charge(COST_OF_NAME);
     if (cursor_->Offset() == offset) {
       cursor_->Fail("a table of a line program has entries of no bytes");
     }
