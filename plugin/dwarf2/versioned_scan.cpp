@@ -76,6 +76,9 @@ void VersionedScan::ReadSection(const SectionPlace& section, bool isInTypes) {
     const uint32_t start = next;
     if (!ReadUnit(section, isInTypes, &next)) {
       failure_->SetAside(setAside_);
+      if (*failure_) {  // there is no memory
+        return;
+      }
     }
     info_.Charge(info_.Offset() > start ? info_.Offset() - start : 0);
     if (next <= start) {

@@ -125,7 +125,9 @@ void EntryWalk::ScanScopes(const UnitPlace& place) {
   if (!EnterUnit(place)) {
     return;
   }
-  otherScopes_.BeginUnit(place.start);
+  if (!otherScopes_.BeginUnit(place.start)) {
+    failure_->NoteNoMemory();
+  }
   if (qualifies_ && place.hasChildren) {
     isScanning_ = true;
     levels_.Empty();
@@ -164,6 +166,9 @@ bool EntryWalk::ScanEntry() {
     char* whole = origin != 0 ? ScopeName(entry->tag, scope.name, ScopeOf(origin)) : nullptr;
     level.scope = otherScopes_.Open(offset + entryBase_, entry->tag, scope.name, whole);
     level.isScope = true;
+    if (level.scope == ScopeNames::NONE) {
+      failure_->NoteNoMemory();
+    }
   } else {
     RunPlan(&scan_, entry, RecordKind::none, nullptr);
   }

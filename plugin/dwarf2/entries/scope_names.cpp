@@ -9,12 +9,11 @@ void ScopeNames::Empty() {
   current_ = NONE;
 }
 
-void ScopeNames::BeginUnit(uint32_t start) {
+bool ScopeNames::BeginUnit(uint32_t start) {
   const uint32_t number = units_.Count();
   current_ = NONE;
-  if (units_.Push({start, scopes_.Count(), scopes_.Count()})) {
-    unitsByStart_.Insert(start, reinterpret_cast<void*>(uintptr_t{number} + 1));
-  }
+  return units_.Push({start, scopes_.Count(), scopes_.Count()}) &&
+         unitsByStart_.Insert(start, reinterpret_cast<void*>(uintptr_t{number} + 1));
 }
 
 const ScopeNames::Unit* ScopeNames::FindUnit(uint32_t start) const {

@@ -27,12 +27,11 @@ class ScopeNames {
 
   void Empty();
 
-  // Begins a unit; the one before it gets no more scopes.
-  void BeginUnit(uint32_t start);
+  // Begins a unit; the one before it gets no more scopes. False without memory.
+  bool BeginUnit(uint32_t start);
   bool HasUnit(uint32_t start) const { return FindUnit(start) != nullptr; }
 
-  // A scope inside those that are open, with all entries after its own. Without memory its entries count as those of
-  // what is around it.
+  // A scope inside those that are open, with all entries after its own. NONE without memory.
   uint32_t Open(uint32_t entry, uint32_t tag, char* name, char* whole);
   void Close(uint32_t number, uint32_t end);
 

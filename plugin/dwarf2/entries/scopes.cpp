@@ -29,7 +29,9 @@ void EntryWalk::ReadPublished(const UnitPlace& place) {
   UnitLists lists(module_);
   lists_ = &lists;
   if (EnterUnit(place)) {
-    ownScopes_.BeginUnit(place.start);
+    if (!ownScopes_.BeginUnit(place.start)) {
+      failure_->NoteNoMemory();
+    }
     types_.Begin(module_, place.start, place.end - place.start);
     ReadUnitEntries(place);
     isOwnDone_ = true;
@@ -197,6 +199,9 @@ EntryWalk::OpenScope EntryWalk::EnterScope(uint32_t tag, uint32_t number, char* 
   }
   scope_ = whole;
   scopeNumber_ = isOwn ? ownScopes_.Open(number, tag, name, whole) : ScopeNames::NONE;
+  if (isOwn && scopeNumber_ == ScopeNames::NONE) {
+    failure_->NoteNoMemory();
+  }
   return {outer.name, outer.number, scopeNumber_};
 }
 
