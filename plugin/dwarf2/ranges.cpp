@@ -3,7 +3,7 @@
 namespace {
 
 constexpr uint32_t COST_OF_RANGE =
-    24;  // in bytes: each becomes a part of records, over and over where lists are shared
+    64;  // in bytes: each becomes a part of records, over and over where lists are shared
 
 }  // namespace
 
