@@ -111,8 +111,8 @@ class Comparison:
         with is the fill of one unit after the other, each released when the next one comes. It is measured with
         dwarf_getlocations, which decodes the operations of location lists, and without."""
         ours_runs, kept_runs, peer_runs, peer_raw_runs, peer_open_runs, limit_runs = self.in_turns(
-            self.elfload("stats", "--json", "--release", path),
-            self.elfload("stats", "--json", path),
+            self.elfload("stats", "--json", "--jobs", "1", "--release", path),
+            self.elfload("stats", "--json", "--jobs", "1", path),
             [self.tool("libdw_peer"), "fill", path],
             [self.tool("libdw_peer"), "fill-raw", path],
             [self.tool("libdw_peer"), "open", path],
@@ -217,7 +217,7 @@ class Comparison:
     def dump(self, path):
         """The whole file as text, to nowhere."""
         ours, peer = self.in_turns(
-            self.elfload("dump", "--json", path),
+            self.elfload("dump", "--json", "--jobs", "1", path),
             ["readelf", "--debug-dump=info,decodedline", path],
             keep_output=False,
         )
@@ -238,7 +238,7 @@ class Comparison:
         paths = [os.path.join(folder, f"{shape}-{count}.elf") for count in (small, large)]
         for count, path in zip((small, large), paths):
             subprocess.run([self.tool("elfload_generate"), shape, str(count), path], check=True)
-        runs = self.in_turns(*(self.elfload("stats", "--json", path) for path in paths))
+        runs = self.in_turns(*(self.elfload("stats", "--json", "--jobs", "1", path) for path in paths))
         table = Table(f"growth: {small} and {large} {shape}")
         for phases in (("open", "build"), ("fill",)):
             small_time, large_time = (

@@ -31,6 +31,7 @@ install(FILES
   plugin/loader/elf_loader.h
   plugin/loader/exports.h
   plugin/loader/loader_failure.h
+  plugin/loader/loader_unit.h
   DESTINATION ${ELFLOAD_HEADERS}/loader)
 install(FILES
   plugin/elf/byte_source.h

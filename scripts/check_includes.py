@@ -24,6 +24,7 @@ OTHERS = {
         "loader/elf_loader.h": None,
         "loader/exports.h": ["session/loader_module.cpp"],
         "loader/loader_failure.h": ["session/loader_module.cpp"],
+        "loader/loader_unit.h": ["session/loader_module.cpp"],
         "loader/code_download.h": ["target/load_code.h"],
         "elf/": ["session/loader_module.cpp"],
     },

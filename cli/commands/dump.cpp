@@ -72,9 +72,14 @@ class JsonUnits {
   RecordJson records_;
 };
 
+// How units are written.
+struct UnitFormat : ExpressionFormat {
+  LinkerMarks marks;  // with the loader's rules none
+};
+
 class TextUnits {
  public:
-  TextUnits(Output& out, const Palette& paint, const ExpressionFormat& format) : records_(out, paint, format) {}
+  TextUnits(Output& out, const Palette& paint, const UnitFormat& format) : records_(out, paint, format, format.marks) {}
 
   void Write(const FilledUnit& unit) { records_.WriteModule(unit.index, unit.module, unit.extended); }
 
@@ -93,6 +98,7 @@ class UnitDump {
     format_.dwarf1 = state.debugFormat == 1;
     format_.littleEndian = state.littleEndian;
     format_.published = options.ArePublished();
+    if (format_.published && !format_.dwarf1 && !options.json) format_.marks = LinkerMarks(options.file);
   }
 
   // False when a fill failed.
@@ -121,11 +127,25 @@ class UnitDump {
     return allFilled;
   }
 
-  // Each thread has a buffer of its own, which goes to the order of the units when it is full.
+  // Each thread has a buffer of its own, which goes to the order of the units when it is full. What it holds of a unit
+  // that failed on the way is dropped.
   struct Buffer {
-    UnitOrder* order = nullptr;
+    UnitOrder* order = nullptr;  // null before a unit and after it
     size_t position = 0;
-    Output out{[this](const char* text, size_t size) { return order->Write(position, text, size); }};
+    Output out{
+        [this](const char* text, size_t size) { return order != nullptr && order->Write(position, text, size); }};
+  };
+
+  // Connects a buffer with the order while a unit is written.
+  struct Turn {
+    Turn(Buffer& connected, UnitOrder& order, size_t position) : buffer(connected) {
+      buffer.order = &order;
+      buffer.position = position;
+    }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+    ~Turn() { buffer.order = nullptr; }
+    Buffer& buffer;
   };
 
   bool RunTeam(const std::vector<size_t>& units, size_t jobs) {
@@ -136,8 +156,7 @@ class UnitDump {
     }
     const bool allFilled = team_->Run(units, &out_, [this](size_t worker, const FilledUnit& unit, UnitOrder& order) {
       Buffer& buffer = *buffers_[worker];
-      buffer.order = &order;
-      buffer.position = unit.position;
+      const Turn turn(buffer, order, unit.position);
       writers_[worker]->Write(unit);
       buffer.out.Flush();
       unit.module->heap = HEAP_Release(unit.module->heap);
@@ -149,7 +168,7 @@ class UnitDump {
   const Options& options_;
   Output& out_;
   Palette paint_;
-  ExpressionFormat format_;
+  UnitFormat format_;
   std::unique_ptr<FillTeam> team_;
   std::vector<std::unique_ptr<Buffer>> buffers_;
   std::vector<std::unique_ptr<Units>> writers_;

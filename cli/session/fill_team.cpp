@@ -34,7 +34,8 @@ bool FillTeam::Join(Member& member) {
   for (DescModule* module = member.table->Modules(); module != nullptr; module = module->next) {
     member.modules.push_back(module);
   }
-  return member.modules.size() == session_.Modules().size();
+  // What the session's list lacks this one may lack too, but nothing for a reason of its own, such as memory.
+  return member.modules.size() == session_.Modules().size() && ReadFailure(*member.loader) == session_.BuildFailure();
 }
 
 void FillTeam::RunMember(size_t worker, const std::vector<size_t>& units, UnitOrder& order, const Work& work) {

@@ -38,6 +38,8 @@ struct FailureReason {
   std::string unit;
   std::string section;
   std::optional<uint32_t> offset;  // in the section, or in the file
+
+  bool operator==(const FailureReason& other) const = default;
 };
 std::optional<FailureReason> ReadFailure(ObjFileLoader& loader);
 

@@ -1,6 +1,7 @@
 #include "text/record_text.h"
 
 #include <algorithm>
+#include <vector>
 
 #include "terminal/utf8.h"
 #include "text/type_text.h"
@@ -52,7 +53,7 @@ void RecordText::WriteContents(const DescModule* module) {
   if (!format_.dwarf1 && ext != nullptr) format_.addressSize = ext->addressSize;
   if (ext != nullptr) WriteExt(ext);
   WriteProcs(module->procs);
-  WriteVars(module->vars);
+  WriteVars(module->vars, module->ext->addressSize);
   WriteTypes(module->types);
   WriteFiles(module->files);
   WriteLines(module->lineBlocks);
@@ -112,13 +113,22 @@ void RecordText::WriteProcVars(const char* what, const DescVar* vars) {
   }
 }
 
-void RecordText::WriteVars(const DescVar* vars) {
-  if (vars == nullptr) return;
-  WriteTitle("variables", CountRecords(vars));
+// The one address of a variable that has one.
+bool RecordText::HasAddress(const DescVar* var, uint32_t& address) const {
+  return var->location != nullptr && StaticAddress(var->location->expression, format_, address) && !var->location->next;
+}
+
+// What the linker threw away is not listed.
+void RecordText::WriteVars(const DescVar* vars, uint8_t addressSize) {
+  std::vector<const DescVar*> listed;
+  uint32_t address = 0;
   for (const DescVar* var = vars; var != nullptr; var = var->next) {
-    uint32_t address = 0;
-    const bool isStatic =
-        var->location != nullptr && StaticAddress(var->location->expression, format_, address) && !var->location->next;
+    if (!HasAddress(var, address) || !marks_.Has(address, addressSize)) listed.push_back(var);
+  }
+  if (listed.empty()) return;
+  WriteTitle("variables", listed.size());
+  for (const DescVar* var : listed) {
+    const bool isStatic = HasAddress(var, address);
     const std::string place = isStatic ? fmt::format("0x{:08X}", address) : fmt::format("{:<10}", "");
     out_.Print("    {}  {:>6}  {}", paint_(Paint::address, place), var->byteSize,
                paint_(Paint::name, Declaration(var->type, Text(var->name))));

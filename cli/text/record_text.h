@@ -8,6 +8,7 @@
 
 #include "records/debug_records.h"
 #include "session/expression.h"
+#include "session/linker_marks.h"
 #include "terminal/output.h"
 #include "terminal/palette.h"
 #include "text/call_frames.h"
@@ -17,7 +18,8 @@ namespace elfload {
 class RecordText {
  public:
   // The address size is each unit's own.
-  RecordText(Output& out, Palette paint, const ExpressionFormat& format) : out_(out), paint_(paint), format_(format) {}
+  RecordText(Output& out, Palette paint, const ExpressionFormat& format, const LinkerMarks& marks)
+      : out_(out), paint_(paint), format_(format), marks_(marks) {}
 
   void WriteModule(size_t index, const DescModule* module, int extendResult);
 
@@ -30,7 +32,8 @@ class RecordText {
   void WriteProcs(const DescProc* procs);
   void WriteProc(const DescProc* proc);
   void WriteProcVars(const char* what, const DescVar* vars);
-  void WriteVars(const DescVar* vars);
+  void WriteVars(const DescVar* vars, uint8_t addressSize);
+  bool HasAddress(const DescVar* var, uint32_t& address) const;
   void WriteFiles(const DescFile* files);
   void WriteLines(const DescLineBlock* blocks);
   void WriteInlinedCalls(const DescInlinedCall* calls);
@@ -44,6 +47,7 @@ class RecordText {
   Output& out_;
   Palette paint_;
   ExpressionFormat format_;
+  LinkerMarks marks_;
   std::unordered_map<const Dwarf2Cie*, CallFrames> cieFrames_;  // decoded once, written for each frame that shares it
 };
 

@@ -3,16 +3,20 @@
 #include <new>
 #include <utility>
 
-AbbrevTable* AbbrevCache::Find(Cursor* cursor, const SectionPlace& section, uint32_t offset, const Dwarf2Rules& rules) {
+AbbrevTable* AbbrevCache::Find(Cursor* cursor, const SectionPlace& section, uint32_t offset, const UnitForms& unit) {
+  const uint32_t key = KeyOf(unit);
   if (!hasFirst_) {
-    hasFirst_ = first_.Read(cursor, section, offset, rules);
+    hasFirst_ = first_.Read(cursor, section, offset, *unit.rules);
     firstOffset_ = offset;
+    firstKey_ = key;
     return hasFirst_ ? &first_ : nullptr;
   }
-  if (offset == firstOffset_) {
+  if (offset == firstOffset_ && key == firstKey_) {
     return &first_;
   }
-  auto* known = index_.Find<Entry>(offset, [offset](const Entry* entry) { return entry->offset == offset; });
+  const uint32_t hash = offset ^ key << 8;
+  auto* known = index_.Find<Entry>(
+      hash, [offset, key](const Entry* entry) { return entry->offset == offset && entry->key == key; });
   if (known != nullptr) {
     return &known->table;
   }
@@ -22,7 +26,8 @@ AbbrevTable* AbbrevCache::Find(Cursor* cursor, const SectionPlace& section, uint
     return nullptr;
   }
   entry->offset = offset;
-  if (!entry->table.Read(cursor, section, offset, rules)) {
+  entry->key = key;
+  if (!entry->table.Read(cursor, section, offset, *unit.rules)) {
     return nullptr;
   }
   const uint64_t memory = entry->table.Memory();
@@ -31,7 +36,7 @@ AbbrevTable* AbbrevCache::Find(Cursor* cursor, const SectionPlace& section, uint
     cursor->Fail("tables of abbreviations overlap");
     return nullptr;
   }
-  if (!index_.Insert(offset, entry.get())) {
+  if (!index_.Insert(hash, entry.get())) {
     cursor->failure().NoteNoMemory();
     return nullptr;
   }

@@ -10,9 +10,9 @@ class AbbrevCache {
  public:
   explicit AbbrevCache(Allowance* allowance) : allowance_(allowance) {}
 
-  // The table at an offset, read if it is not there; null, with the failure noted, when it cannot be read. It stays
-  // until Empty.
-  AbbrevTable* Find(Cursor* cursor, const SectionPlace& section, uint32_t offset, const Dwarf2Rules& rules);
+  // The table at an offset for units with the same KeyOf, whose plans are the same. It is read if it is not there;
+  // null, with the failure noted, when it cannot be read. It stays until Empty.
+  AbbrevTable* Find(Cursor* cursor, const SectionPlace& section, uint32_t offset, const UnitForms& unit);
 
   // Forgets all tables but the memory of the first. Tables in use must not be used any more.
   void Empty();
@@ -20,6 +20,7 @@ class AbbrevCache {
  private:
   struct Entry {
     uint32_t offset;
+    uint32_t key;  // of its units
     AbbrevTable table;
     std::unique_ptr<Entry> next;
   };
@@ -27,6 +28,7 @@ class AbbrevCache {
   Allowance* allowance_;
   AbbrevTable first_;  // of the module's own unit; it keeps its memory from module to module
   uint32_t firstOffset_ = 0;
+  uint32_t firstKey_ = 0;
   bool hasFirst_ = false;
   std::unique_ptr<Entry> others_;
   uint64_t taken_ = 0;  // memory of the others

@@ -18,10 +18,7 @@ constexpr AbbrevEntry missingAbbreviation = {
     .hasChildren = 0,
     .firstAttribute = 0,
     .attributeCount = 0,
-    .firstPlan = 0,
-    .firstStep = 0,
-    .planKind = RecordKind::none,
-    .planKey = 0,
+    .plans = {},
 };
 
 // Keyed with what only the running process knows, so that no file can choose codes that collide.
@@ -34,7 +31,6 @@ uint32_t PlaceOfCode(uint32_t code, uint32_t mask) {
 void AbbrevTable::Clear() {
   entries_.Empty();
   attributes_.Empty();
-  plans_.Empty();
   steps_.Empty();
   dense_.Empty();
   sparse_.Empty();
@@ -52,7 +48,7 @@ bool AbbrevTable::Read(Cursor* cursor, const SectionPlace& section, uint32_t off
   Clear();
   cursor_ = cursor;
   cursor->Seek(section, offset);
-  if (!entries_.Push(missingAbbreviation) || !plans_.Push({})) {
+  if (!entries_.Push(missingAbbreviation) || !steps_.Push({})) {
     failure.NoteNoMemory();
     return false;
   }
@@ -161,26 +157,15 @@ AbbrevEntry* AbbrevTable::FindOutside(uint32_t code, Cursor* cursor, uint32_t of
   return &entries_[0];
 }
 
-const Step* AbbrevTable::FindOrMakePlan(AbbrevEntry* entry, RecordKind kind, const UnitForms& unit, Failure* failure) {
-  const bool isForAll = unit.rules->readsUnitsByVersion;
-  uint32_t cost = 0;
-  for (uint32_t plan = entry->firstPlan; plan != 0; plan = plans_[plan].next, cost += isForAll ? 1 : 0) {
-    if (plans_[plan].kind == kind && plans_[plan].key == KeyOf(unit)) {
-      cursor_->Charge(cost);
-      return &steps_[plans_[plan].firstStep];
-    }
+const Step* AbbrevTable::AddPlan(AbbrevEntry* entry, RecordKind kind, const UnitForms& unit, Failure* failure) {
+  if (unit.rules->readsUnitsByVersion) {
+    cursor_->Charge(COST_OF_STEP * (entry->attributeCount + 1));
   }
-  cost += isForAll ? COST_OF_STEP * (entry->attributeCount + 1) : 0;
-  cursor_->Charge(cost);
   const uint32_t firstStep = steps_.Count();
-  if (!MakePlan(Attributes(entry), entry->attributeCount, kind, unit, &steps_) ||
-      !plans_.Push({entry->firstPlan, firstStep, kind, KeyOf(unit)})) {
+  if (!MakePlan(Attributes(entry), entry->attributeCount, kind, unit, &steps_)) {
     failure->NoteNoMemory();
     return nullptr;
   }
-  entry->firstPlan = plans_.Count() - 1;
-  entry->firstStep = firstStep;
-  entry->planKind = kind;
-  entry->planKey = KeyOf(unit);
+  entry->plans[static_cast<size_t>(kind)] = firstStep;
   return &steps_[firstStep];
 }

@@ -20,11 +20,8 @@ struct AbbrevEntry {
   uint32_t tag;   // DW_TAG_
   uint32_t hasChildren;
   uint32_t firstAttribute;
-  uint32_t attributeCount;  // the terminating pair not counted
-  uint32_t firstPlan;       // number of the newest plan, 0 for none
-  uint32_t firstStep;       // of that plan
-  RecordKind planKind;
-  uint32_t planKey;  // what the unit was like
+  uint32_t attributeCount;       // the terminating pair not counted
+  uint32_t plans[RECORD_KINDS];  // by kind of record: the number of the plan's first step, 0 for none yet
 };
 
 class AbbrevTable {
@@ -48,34 +45,25 @@ class AbbrevTable {
   // The attributes of an entry as the file has them.
   const AbbrevAttribute* Attributes(const AbbrevEntry* entry) { return &attributes_[entry->firstAttribute]; }
 
-  // How an entry of a unit becomes a record of that kind. Valid until the next call. Null without memory.
+  // How an entry of a unit becomes a record of that kind. Valid until the next call. Null without memory. All units
+  // that a table is asked for have the same KeyOf.
   const Step* PlanOf(AbbrevEntry* entry, RecordKind kind, const UnitForms& unit, Failure* failure) {
-    if (entry->planKind == kind && entry->firstPlan != 0 && entry->planKey == KeyOf(unit)) {
-      return &steps_[entry->firstStep];
-    }
-    return FindOrMakePlan(entry, kind, unit, failure);
+    const uint32_t firstStep = entry->plans[static_cast<size_t>(kind)];
+    return firstStep != 0 ? &steps_[firstStep] : AddPlan(entry, kind, unit, failure);
   }
 
  private:
-  struct Plan {
-    uint32_t next;  // of the entry's plans, 0 for none
-    uint32_t firstStep;
-    RecordKind kind;
-    uint32_t key;  // of the unit
-  };
-
   bool ReadDeclaration(Cursor* cursor, uint32_t code, const Dwarf2Rules& rules);
   bool ReadAttributes(Cursor* cursor, AbbrevEntry* entry, const Dwarf2Rules& rules);
   bool IndexCodes(uint32_t maxCode);
   void Clear();
   AbbrevEntry* FindOutside(uint32_t code, Cursor* cursor, uint32_t offset);
-  const Step* FindOrMakePlan(AbbrevEntry* entry, RecordKind kind, const UnitForms& unit, Failure* failure);
+  const Step* AddPlan(AbbrevEntry* entry, RecordKind kind, const UnitForms& unit, Failure* failure);
 
   Cursor* cursor_ = nullptr;           // the one that the table was read with
   GrowingArray<AbbrevEntry> entries_;  // number 0 stands in for a missing one
   GrowingArray<AbbrevAttribute> attributes_;
-  GrowingArray<Plan> plans_;  // number 0 is none
-  GrowingArray<Step> steps_;
+  GrowingArray<Step> steps_;      // of all plans; number 0 is none's
   GrowingArray<uint32_t> dense_;  // by code, below denseCount_: the entry's number, 0 for none
   uint32_t denseCount_ = 0;
   GrowingArray<uint32_t> sparse_;  // all other codes: a hash table of numbers of entries, 0 for a free place

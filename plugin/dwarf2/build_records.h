@@ -14,6 +14,7 @@ enum class NameSource : uint8_t { none, pubnames, gnuPubnames, debugNames };
 
 struct Dwarf2Build : BuildRecords {
   const Dwarf2Rules* rules;
+  uint32_t codeMask;  // what an address of code keeps: on ARM bit 0 says how the code is run
   mem_desc* tableHeap;
   DescType* characterType;    // as published: of a string
   StringSection strings;      // .debug_str

@@ -118,7 +118,7 @@ enum DwarfTag : uint32_t {
   DW_TAG_atomic_type            = 0x47,
   DW_TAG_skeleton_unit          = 0x4A,
   DW_TAG_immutable_type         = 0x4B,
-  DW_TAG_GNU_formal_parameter_pack = 0x4107,
+  DW_TAG_GNU_formal_parameter_pack = 0x4108,
 
   TAG_MISSING_ABBREVIATION      = 0x36,    // one above the last tag of DWARF 2
   TAG_VENDOR_CODE_MARK          = 0x6871,  // vendor: marks an address inside a procedure
@@ -168,12 +168,14 @@ enum DwarfAttribute : uint32_t {
   DW_AT_signature            = 0x69,  // since DWARF 4 from here on
   DW_AT_data_bit_offset      = 0x6B,
   DW_AT_enum_class           = 0x6D,
+  DW_AT_linkage_name         = 0x6E,
   DW_AT_string_length_byte_size = 0x70,  // since DWARF 5 from here on
   DW_AT_str_offsets_base     = 0x72,
   DW_AT_addr_base            = 0x73,
   DW_AT_rnglists_base        = 0x74,
   DW_AT_dwo_name             = 0x76,
   DW_AT_loclists_base        = 0x8C,
+  DW_AT_MIPS_linkage_name    = 0x2007,
   DW_AT_GNU_dwo_name         = 0x2130,
   DW_AT_GNU_dwo_id           = 0x2131,
   DW_AT_GNU_ranges_base      = 0x2132,

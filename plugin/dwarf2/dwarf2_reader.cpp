@@ -33,7 +33,7 @@ void Dwarf2Reader::Open(ElfImage* image) {
     return;
   }
   const bool littleEndian = ELF_IsLittleEndian(image);
-  sections_ = FindDwarf2Sections(image);
+  sections_ = allSections_ = readableSections_ = FindDwarf2Sections(image);
   index_.Use(image->file, littleEndian);
   deadCode_.Use(image);
   scan_.Use(image->file, littleEndian, &sections_);
@@ -55,6 +55,7 @@ Dwarf2Build* Dwarf2Reader::MakeBuild(mem_desc* tableHeap, const Dwarf2Rules& rul
   build->undefinedType = undefinedType;
   build->tableHeap = tableHeap;
   build->rules = &rules;
+  build->codeMask = image_->e_machine == EM_ARM ? ~uint32_t{1} : ~uint32_t{0};
   if (rules.readsAllTypes) {
     build->characterType = NewSharedType(&tableHeap_, "character");
     if (build->characterType == nullptr) {
@@ -76,6 +77,7 @@ int Dwarf2Reader::ReadModules(mem_desc* tableHeap, DescModule** modules, const D
   failure_->Clear();
   allowance_->Grant(static_cast<uint64_t>(image_->file->Size()));
   index_.Use(image_->file, ELF_IsLittleEndian(image_));  // its window was in the table heap of the build before
+  sections_ = allSections_;
   Dwarf2Build* build = MakeBuild(tableHeap, rules);
   if (build == nullptr) {
     return 0;
@@ -88,7 +90,6 @@ int Dwarf2Reader::ReadModules(mem_desc* tableHeap, DescModule** modules, const D
     *modules = nullptr;
     return 1;
   }
-  sections_ = FindDwarf2Sections(image_);
   return rules.readsUnitsByVersion ? ReadPublished(build, modules) : ReadByLoaderRules(build, modules);
 }
 
@@ -107,7 +108,9 @@ int Dwarf2Reader::ReadByLoaderRules(Dwarf2Build* build, DescModule** modules) {
 // What cannot be read is left out, and the first reason kept for the end. Without memory nothing is handed out.
 int Dwarf2Reader::ReadPublished(Dwarf2Build* build, DescModule** modules) {
   Failure first;
-  if (!NoteMissingParts(image_, &sections_, failure_)) {
+  const bool isReadable = NoteMissingParts(image_, &sections_, failure_);
+  readableSections_ = sections_;
+  if (!isReadable) {
     return 0;
   }
   failure_->SetAside(&first);
@@ -120,7 +123,7 @@ int Dwarf2Reader::ReadPublished(Dwarf2Build* build, DescModule** modules) {
   *modules = scanned;
   if (scanned != nullptr) {
     moduleHeap_.Use(build->tableHeap);
-    entries_.BeginNames(build);
+    entries_.BeginNames(build);  // units of a build before may have been in the same memory
     ReadIndexes(scanned, *build->rules);
     failure_->SetAside(&first);
     versionedScan_.AddUnitRanges(scanned, &first);
@@ -196,6 +199,7 @@ char* Dwarf2Reader::FileOf(uint32_t number) {
 // loader's rules it does.
 void Dwarf2Reader::FillRecords(DescModule* module, L_list* ranges) {
   Dwarf2Build* build = Dwarf2BuildOf(module);
+  sections_ = build->rules->keepsUnitsApart ? readableSections_ : allSections_;
   const UnitPlace* place = static_cast<const Dwarf2ModuleExt*>(module->ext)->unit;
   UnitForms unit = {
       .addressSize = module->ext->addressSize, .unitBase = module->ext->unitOffset, .rules = build->rules};

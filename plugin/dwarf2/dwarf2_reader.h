@@ -55,7 +55,9 @@ class Dwarf2Reader : private SourceFiles {
   Failure* failure_;
   Allowance* allowance_;
   ElfImage* image_ = nullptr;
-  Dwarf2Sections sections_ = {};
+  Dwarf2Sections sections_ = {};          // as the rules in hand have them
+  Dwarf2Sections allSections_ = {};       // as the file has them
+  Dwarf2Sections readableSections_ = {};  // without compressed ones, of the last build as published
   DeadCode deadCode_;
   Failure linesFailure_;  // of the fill in hand
   uint8_t opcodeBase_ = 0;

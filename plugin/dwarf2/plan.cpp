@@ -98,6 +98,7 @@ constexpr AttributeRow attributeRows[] = {
     {RecordKind::basicType,    DW_AT_encoding,             Action::encoding,       offsetof(DescType, items)},
     {RecordKind::basicType,    DW_AT_type,                 Action::type,           offsetof(DescType, target)},
     {RecordKind::basicType,    DW_AT_signature,            Action::signature,      0, RowRules::published},
+    {RecordKind::basicType,    DW_AT_specification,        Action::specification,  0, RowRules::published},
 
     {RecordKind::aggregate,    DW_AT_name,                 Action::name,           offsetof(DescType, name)},
     {RecordKind::aggregate,    DW_AT_byte_size,            Action::word,           offsetof(DescType, byteSize)},
@@ -116,6 +117,7 @@ constexpr AttributeRow attributeRows[] = {
     {RecordKind::scope,        DW_AT_ranges,               Action::ranges,         0, RowRules::published},
     {RecordKind::scope,        DW_AT_abstract_origin,      Action::specification,  0, RowRules::published},
     {RecordKind::scope,        DW_AT_specification,        Action::specification,  0, RowRules::published},
+    {RecordKind::scope,        DW_AT_signature,            Action::specification,  0, RowRules::published},
     {RecordKind::scope,        DW_AT_import,               Action::specification,  0, RowRules::published},
     {RecordKind::scope,        DW_AT_declaration,          Action::declaration,    0, RowRules::published},
     {RecordKind::scope,        DW_AT_inline,               Action::inlined,        0, RowRules::published},
@@ -123,6 +125,9 @@ constexpr AttributeRow attributeRows[] = {
     {RecordKind::scope,        DW_AT_call_file,            Action::word,           offsetof(ScopeEntry, callFile), RowRules::published},
     {RecordKind::scope,        DW_AT_call_line,            Action::word,           offsetof(ScopeEntry, callLine), RowRules::published},
     {RecordKind::scope,        DW_AT_call_column,          Action::word,           offsetof(ScopeEntry, callColumn), RowRules::published},
+
+    {RecordKind::linkageName,  DW_AT_linkage_name,         Action::text,           offsetof(ScopeEntry, name), RowRules::published},
+    {RecordKind::linkageName,  DW_AT_MIPS_linkage_name,    Action::text,           offsetof(ScopeEntry, name), RowRules::published},
 };
 
 struct OpRow {

@@ -29,9 +29,10 @@ enum class RecordKind : uint8_t {
   basicType,  // enumerations too
   aggregate,
   enumerator,
-  scope,  // namespaces, blocks, inlined calls
+  scope,        // namespaces, blocks, inlined calls
+  linkageName,  // of an entry without a name
 };
-constexpr uint32_t RECORD_KINDS = static_cast<uint32_t>(RecordKind::scope) + 1;
+constexpr uint32_t RECORD_KINDS = static_cast<uint32_t>(RecordKind::linkageName) + 1;
 
 // What is done with a value.
 enum class Action : uint8_t {

@@ -87,13 +87,13 @@ bool ReadUnitHeader(Cursor* cursor, uint32_t sectionSize, bool isInTypes, UnitPl
   if (unit->kind == UnitKind::type) {
     ReadTypeUnit(cursor, unit->start, unit);
   }
+  if (cursor->Offset() > unit->end) {
+    cursor->failure().Note(cursor->Section().name, unit->start, "the unit ends in its header");
+    return false;
+  }
   if (unit->addressSize == 0 || unit->addressSize > 8) {
     cursor->failure().Note(cursor->Section().name, unit->start, "addresses of %u bytes are not known",
                            static_cast<unsigned>(unit->addressSize));
-    return false;
-  }
-  if (cursor->Offset() > unit->end) {
-    cursor->failure().Note(cursor->Section().name, unit->start, "the unit ends in its header");
     return false;
   }
   return !cursor->failure();

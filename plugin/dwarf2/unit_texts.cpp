@@ -10,6 +10,10 @@ void UnitTexts::Use(const ByteSource* file, bool littleEndian, const Dwarf2Secti
 }
 
 void UnitTexts::CopyFrom(Cursor* cursor, uint32_t offset, Text* text) {
+  if (!cursor->Section().exists) {  // its offsets are no places in the file
+    text->text[0] = 0;
+    return;
+  }
   bool ended = false;
   const uint32_t length = cursor->TextLength(&ended);
   const uint32_t kept = std::min(length, LONGEST - 1);

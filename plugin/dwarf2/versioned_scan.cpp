@@ -125,7 +125,10 @@ bool VersionedScan::ReadUnit(const SectionPlace& section, bool isInTypes, uint32
   for (uint32_t* number : {&unit.start, &unit.end, &unit.rootEntry, &unit.firstEntry, &unit.typeEntry}) {
     *number += base;
   }
-  isOutOfMemory_ = !units_.Add(unit);
+  if (!units_.Add(unit)) {
+    isOutOfMemory_ = true;
+    return false;
+  }
   if (unit.kind == UnitKind::compile || unit.kind == UnitKind::skeleton) {
     MakeModule(unit, root);
   }

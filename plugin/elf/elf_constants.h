@@ -13,6 +13,7 @@ enum ElfSectionFlag : uint32_t { SHF_ALLOC = 2, SHF_EXECINSTR = 4 };
 enum ElfMachine : uint32_t {
   EM_68K = 4,
   EM_PPC = 20,
+  EM_ARM = 40,
   EM_MCORE = 39,
   EM_H8_500 = 49,
   EM_68HC12 = 53,

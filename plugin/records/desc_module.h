@@ -17,7 +17,7 @@ struct BuildRecords {
   DescType* undefinedType;  // of what has no type
   DescType* voidType;       // of a procedure without a result
   LookupRules lookups;
-  bool coversOnlyRows;      // line-info procedures are made for rows outside every procedure; else for all of a range
+  bool coversOnlyRows;  // line-info procedures are made for rows outside every procedure; else for all of a range
 };
 
 // DescModuleExt as readers make it: the host knows the fields of its base.

@@ -45,8 +45,8 @@ class RecordHeap {
   // A record of zeros.
   template <typename Record>
   Record* New() {
-    void* memory = Get(sizeof(Record));
-    return memory != nullptr ? static_cast<Record*>(std::memset(memory, 0, sizeof(Record))) : nullptr;
+    static constexpr Record blank = {};
+    return New(blank);
   }
 
   // The same, but no failure is noted without memory.

@@ -27,11 +27,13 @@ def ask(path, commands):
     """What gdb answers to each command."""
     with tempfile.NamedTemporaryFile("w", suffix=".gdb") as script:
         script.write(
-            "set width 0\nset height 0\nset max-value-size unlimited\nset print type methods off\nset print type typedefs off\n"
+            "set width 0\nset height 0\nset max-value-size unlimited\n"
+            "set print type methods off\nset print type typedefs off\n"
         )
         for number, command in enumerate(commands):
             script.write(
-                f"echo \\n{MARK}{number}\\n\npython\ntry:\n  gdb.execute({command!r})\nexcept gdb.error as error:\n  print('ERROR', error)\nend\n"
+                f"echo \\n{MARK}{number}\\n\npython\ntry:\n  for each in {command!r}.split(';'): gdb.execute(each)\n"
+                "except gdb.error as error:\n  print('ERROR', error)\nend\n"
             )
         script.flush()
         result = subprocess.run([GDB, "-nx", "-batch", "-x", script.name, path], capture_output=True, check=False)
@@ -99,7 +101,7 @@ class Dumped:
             return record["byteSize"] or self.size(module, record["target"], depth + 1)
         if record["kind"] == 7:
             element = self.size(module, record["element"], depth + 1)
-            if element is None:
+            if element is None or record["byteSize"] < 0:  # of a stride
                 return None
             for low, high in record["items"]:
                 element *= max(0, high - low + 1)
@@ -139,9 +141,10 @@ def check_dump(path, dump, gdb):
             if 0 < record["lowPc"] < record["highPc"] and (record["locals"] or record["params"])
         ]
     commands = {}
-    for (name, kind), _ in structures.items():
+    for (name, kind), records in structures.items():
         word = {4: "struct ", 5: "union ", 6: "class "}[kind]
-        commands["type", name, kind] = f"ptype/o {word}{name}"
+        language = "c++" if records[0][0]["language"] == 4 else "c"
+        commands["type", name, kind] = f"set language {language};ptype/o {word}{name}"
     for module, record in scopes:
         commands["scope", record["lowPc"]] = f"info scope *{record['lowPc']:#x}"
     new = [key for key in commands if key not in gdb]
@@ -182,9 +185,9 @@ def check_dump(path, dump, gdb):
         for line in gdb["scope", record["lowPc"]]:
             match = re.match(r"Symbol (\S+) is .*?(?:length (\d+)\.)?$", line)
             if match and not re.search(
-                r" is (a typedef|a constant|constant|a label|a function|a nested function|a module)", line
+                r" is (a typedef|a constant|a label|a function|a bogus symbol|optimized out)", line
             ):
-                wanted[match.group(1)] = match.group(2)
+                wanted[match.group(1).strip("<>")] = match.group(2)
         compared["procedures"] += bool(wanted)
         compared["variables"] += len(wanted)
         ours = {each["name"] for each in record["params"] + record["locals"]}

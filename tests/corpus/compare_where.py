@@ -4,8 +4,9 @@
     compare_where.py [--elfload PATH] [--limit N] [--names-only] [--self-test] FILE...
 
 addr2line reads a copy without symbols where llvm-objcopy is there, so that its names come from debug information;
-where it has none nothing is compared. Names are compared without scopes and arguments. With --self-test answers are falsified, and each must be noticed.
-Exit status 1 when something differs, or nothing was compared; 77 without addr2line.
+where it has none nothing is compared. Names are compared without scopes and arguments. With --self-test answers are
+falsified, and each must be noticed. Exit
+status 1 when something differs, or nothing was compared; 77 without addr2line.
 """
 import argparse
 import collections
@@ -88,7 +89,7 @@ def without_arguments(name):
             kept = ""
         elif depth == 0 and character not in ">})":
             kept += character
-    return kept.strip().split(" ")[-1]
+    return kept.strip().split(" ")[-1].rstrip("_")  # Fortran adds one
 
 
 def where(elfload, path, addresses):

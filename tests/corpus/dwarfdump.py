@@ -7,7 +7,7 @@ from collections import namedtuple
 
 PROGRAM = next((name for name in ("llvm-dwarfdump-14", "llvm-dwarfdump") if shutil.which(name)), None)
 
-Unit = namedtuple("Unit", "section offset end version address_size signature type_offset root")
+Unit = namedtuple("Unit", "section offset end version address_size signature type_offset is_64bit root")
 Row = namedtuple("Row", "address line column file")
 
 
@@ -94,6 +94,7 @@ def read_units(path):
                 *numbers,
                 signature and int(signature.group(1), 16),
                 type_offset and int(type_offset.group(1), 16),
+                "format = DWARF64" in line,
                 None,
             )
         elif line.startswith("."):

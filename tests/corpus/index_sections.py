@@ -19,7 +19,7 @@ def read_names(section, little):
 
 
 def read_ranges(section, little, by_length=False):
-    """[low, last address] by unit offset. A set ends with its length when asked so, else with the first empty range at 0."""
+    """[low, last address] by unit offset. A set ends with its length if asked so, else with the first (0, 0)."""
     ranges, cursor = {}, Bytes(section, little)
     while cursor.position < len(section):
         start = cursor.position

@@ -52,6 +52,7 @@ class Image:
         data = path.read_bytes()
         self.little = data[5] == 1
         order = "<" if self.little else ">"
+        self.is_arm = struct.unpack_from(order + "H", data, 18)[0] == 40
         (table,) = struct.unpack_from(order + "I", data, 28)
         size, count = struct.unpack_from(order + "HH", data, 42)
         headers = [struct.unpack_from(order + "8I", data, table + i * size) for i in range(count)]
@@ -118,8 +119,8 @@ class Reading:
         return found or entry
 
     def qualified(self, entry):
-        """The names that an entry may have: those of what encloses it in front. Procedures among that may be named or not,
-        what has no name is left open by None."""
+        """The names that an entry may have: those of what encloses it in front, procedures among that named or not.
+        What has no name is left open by None."""
         last = list(self.origins(entry))[-1]
         names, alternatives, parent = [self.name(entry) or ""], None, last.parent
         while parent is not None and parent.parent is not None:
@@ -170,8 +171,10 @@ class Reading:
         return [(low, high) for low, high in found if low < high and not self.image.is_dead(low)]
 
     def procedure_ranges(self, entry):
-        """That of the entry point first."""
+        """That of the entry point first. An assembler sets bit 0 of addresses of Thumb code: it is none of them."""
         ranges, point = self.ranges(entry), entry.number("DW_AT_entry_pc")
+        if self.image.is_arm:
+            ranges = [(low - (low & 1), high - (low & 1)) for low, high in ranges]
         first = next((each for each in ranges if point is not None and each[0] <= point < each[1]), None)
         return [first] + [each for each in ranges if each != first] if first else ranges
 
@@ -184,8 +187,8 @@ class Reading:
         else:
             size = member.number("DW_AT_byte_size") or declared
             offset = member.number("DW_AT_bit_offset") or 0
-            if offset >= 1 << 31:
-                offset -= 1 << 32
+            if offset >= 1 << 31:  # negative, of 4 or 8 bytes
+                offset -= 1 << 32 if offset < 1 << 32 else 1 << 64
             first = 8 * start + (8 * size - offset - bits if self.image.little else offset)
         size, begin = declared, first // 8 // declared * declared if declared else first // 8
         if first + bits > 8 * (begin + size):

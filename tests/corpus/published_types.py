@@ -85,7 +85,9 @@ class TypeChecker:
                 else "::".join(part or "(no name)" for part in reading.qualified(entry)[0])
             )
             self.equal("names of types", place, record["name"], wanted)
-        elif kind in DEFAULT_NAMES or entry.tag in WORDS:
+        elif entry.tag == "DW_TAG_unspecified_type":
+            self.equal("names of types", place, record["name"], "unspecified")
+        elif entry.tag != "DW_TAG_string_type" and (kind in DEFAULT_NAMES or entry.tag in WORDS):
             self.equal("names of types", place, record["name"], WORDS.get(entry.tag) or DEFAULT_NAMES[kind])
         if kind in (0, 3, 4, 5, 6) or kind in (2, 9) and entry.tag != "DW_TAG_ptr_to_member_type":
             self.equal("sizes of types", place, record["byteSize"], reading.size(entry) or 0)
@@ -106,6 +108,7 @@ class TypeChecker:
             self.equal("parameters of function types", place, len(record["items"]), len(wanted))
             for item, child in zip(record["items"], wanted):
                 self.check_reference("references of types", place, item["type"], reading.type(child))
+                self.check_no_bits(place, item)
             self.check_reference("references of types", place, record["target"], reading.type(entry))
         else:
             self.check_reference("references of types", place, record["target"], reading.type(entry))
@@ -115,10 +118,9 @@ class TypeChecker:
 
     def check_reference(self, kind, place, reference, entry):
         """That a record refers to the one of that entry."""
-        if entry is None or entry.tag == "DW_TAG_unspecified_type":
-            if entry is None:
-                is_void = reference in (None, "shared:void", "shared:undefined")
-                self.equal(kind, place, reference, reference if is_void else "shared:void")
+        if entry is None or entry.tag == "DW_TAG_unspecified_type" and reference and reference.startswith("shared:"):
+            is_void = reference in (None, "shared:void", "shared:undefined")
+            self.equal(kind, place, reference, reference if is_void else "shared:void")
             return
         number = reference[1:] if reference and reference[0] == "T" else ""
         record = (
@@ -155,9 +157,9 @@ class TypeChecker:
     def check_array(self, place, record, entry):
         wanted = [(low & 0xFFFFFFFF, high & 0xFFFFFFFF) for low, high in self.reading.dimensions(entry)]
         self.equal("bounds", place, [(low & 0xFFFFFFFF, high & 0xFFFFFFFF) for low, high in record["items"]], wanted)
-        stride, bits = entry.number("DW_AT_byte_stride"), entry.number("DW_AT_bit_stride") or entry.number(
-            "DW_AT_stride_size"
-        )
+        parts = [entry, *(child for child in entry.children if child.tag == "DW_TAG_subrange_type")]
+        stride = next((each.number("DW_AT_byte_stride") for each in parts if each.number("DW_AT_byte_stride")), None)
+        bits = entry.number("DW_AT_bit_stride") or entry.number("DW_AT_stride_size")
         elements = 1
         for low, high in self.reading.dimensions(entry):
             elements *= max(0, high - low + 1)
@@ -165,6 +167,8 @@ class TypeChecker:
             self.equal("strides", place, record["byteSize"], -stride)
         elif bits:
             self.equal("strides", place, record["byteSize"], (elements * bits + 7) // 8)
+        elif entry.tag != "DW_TAG_string_type":
+            self.equal("sizes of types", place, record["byteSize"], entry.number("DW_AT_byte_size") or 0)
         if entry.tag == "DW_TAG_string_type":
             self.equal("references of types", place, record["element"], "shared:character")
         else:
@@ -183,6 +187,9 @@ class TypeChecker:
         functions = [self.reading.name(child) or "" for child in entry.children if child.tag == "DW_TAG_subprogram"]
         self.equal("member functions", place, [each["name"] for each in record["target"]], functions)
 
+    def check_no_bits(self, place, item):
+        self.equal("bit fields", place, (item["byteSize"], item["bitOffset"], item["bitSize"]), (0, 0, 0))
+
     def check_member(self, place, item, member):
         reading = self.reading
         self.check_reference("references of types", place, item["type"], reading.type(member))
@@ -194,11 +201,14 @@ class TypeChecker:
                 first = 8 * size - bits - first
             self.equal("bit fields", f"{place} bitOffset", item["bitOffset"], first & 0xFF)
         else:
-            self.equal("bit fields", f"{place} bitSize", item["bitSize"], 0)
+            self.check_no_bits(place, item)
             offset = reading.member_offset(member)
             if offset is None and "DW_AT_data_member_location" in member.values:
                 return  # a computed one, of a virtual base class
         location = item["location"]
+        if location:
+            bounds = [(each["lowPc"], each["highPc"]) for each in location]
+            self.equal("offsets of members", f"{place}: range", bounds, [(0, 0xFFFFFFFF)])
         if offset is not None and (offset or location):
             expression = bytes.fromhex(location[0]["expression"]) if location else b""
             self.equal("offsets of members", place, leb_offset(expression), offset)

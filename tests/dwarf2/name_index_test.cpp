@@ -154,7 +154,7 @@ TEST_F(NameIndexes, AsPublishedASetCostsItselfAlone) {
        Joined(Bytes().length().u16(2).ref("a").u8(4).u8(4).u32(7).u32(0x30).u32(8).pad(12).pad(3, 0xAA),
               ARanges("b").range(0x10, 4).end()), {{}, {}, {"30-37"}, {"10-13"}}, ""},
       {"empty ranges, and code that the linker threw away", ".debug_aranges",
-       ARanges("a").range(0x20, 0).range(0, 4).range(1, 4).range(0xFFFFFFFF, 1).range(0x10, 4).end(),
+       Joined(ARanges("a").range(0x20, 0).range(0, 4).range(1, 4).range(0xFFFFFFFF, 1).range(0x10, 4).end(), Bytes()),
        {{}, {}, {"10-13"}, {}}, ""},
       {"a set without its closing tuple", ".debug_aranges",
        Joined(ARanges("a").range(0x10, 4), ARanges("b").range(0x20, 4).end()), {{}, {}, {"10-13"}, {"20-23"}}, ""},
@@ -235,6 +235,30 @@ TEST_F(NameIndexes, OfVersion5) {
       EXPECT_EQ(read(Joined(set, small)), (Lists{{"f"}, {}, {}, {}}));
       EXPECT_STREQ(LastFailure(loader).section, ".debug_names");
       EXPECT_EQ(TakeMessages(), Texts{ERROR_IN_OBJECT_FILE});
+    }
+  }
+}
+
+// What was looked up for one file is of no use for the next, which may have its units in the same memory.
+TEST_F(NameIndexes, OfVersion5InOneFileAfterTheOther) {
+  const EnvironmentValue published("DWARFRULES", "PUBLISHED");
+  for (const uint32_t scope : {DW_TAG_namespace, DW_TAG_structure_type, DW_TAG_namespace}) {
+    for (const std::string name : {"first", "something longer"}) {
+      const Unit unit = Unit({.label = "a"})
+                            .parent(DW_TAG_compile_unit, {Name("a.cpp"), {DW_AT_language, DW_FORM_data1, 4}})
+                            .parent(scope, {Name(name), Size(1)})
+                            .label("entry f")
+                            .child(DW_TAG_subprogram, {Name(name), Low(0x700), High(0x710)})
+                            .end()
+                            .end();
+      const ElfFile file = Dwarf2File(ByteOrder::big, unit, WithEntries("b", "b.c", 1))
+                               .section(".debug_names", DebugNames(unit, {{"f", DW_TAG_subprogram, 0}}, 4, false))
+                               .section(".debug_str", Bytes().label("f").text("f"));
+      for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(ListsOf(file)[0], Texts{name + "::" + name});
+        EXPECT_EQ(loader.Extend(table.Modules(), SYM_LOAD_ALL), 1);
+        EXPECT_EQ(table.Modules()->procs->name, name + "::" + name);
+      }
     }
   }
 }

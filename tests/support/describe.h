@@ -77,3 +77,34 @@ inline std::string Describe(const DescType& type) {
       return head + " -> " + NameOf(type.target.type) + " flags " + std::to_string(type.element.flags.flags);
   }
 }
+
+// "NAME:TYPE", and "@low-high" for each range of a location that does not hold everywhere.
+inline std::string VariableText(const DescVar& variable) {
+  std::string text = Describe(variable);
+  for (const DescLocation* at = variable.location; at != nullptr; at = at->next) {
+    if (at->lowPc != 0 || at->highPc != 0xFFFFFFFF) text += "@" + Hex(at->lowPc) + "-" + Hex(at->highPc);
+  }
+  return text;
+}
+inline std::string VariablesText(const DescVar* variables) {
+  std::string text;
+  for (const std::string& one : Listed(variables, VariableText)) text += (text.empty() ? "" : " ") + one;
+  return text;
+}
+
+// A module as a text of procedures, variables, types but int, newest first, and inlined calls.
+inline Texts ModuleTexts(const DescModule* module) {
+  Texts texts = Listed(module->procs, [](const DescProc& proc) {
+    return Describe(proc) + " (" + VariablesText(proc.params) + ") {" + VariablesText(proc.locals) + "}";
+  });
+  for (const std::string& text : Listed(module->vars, VariableText)) texts.push_back(text);
+  for (const DescType* type = module->types; type != nullptr; type = type->next) {
+    if (type->name != std::string("int")) texts.push_back(Describe(*type));
+  }
+  for (const DescInlinedCall* call = module->ext->inlinedCalls; call != nullptr; call = call->next) {
+    texts.push_back("call " + std::string(call->name) + " " + Hex(call->lowPc) + "-" + Hex(call->highPc) + " depth " +
+                    std::to_string(call->depth) + " " + call->fileName + ":" + std::to_string(call->line) + ":" +
+                    std::to_string(call->column));
+  }
+  return texts;
+}

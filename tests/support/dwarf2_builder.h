@@ -89,18 +89,26 @@ struct UnitHeader {
   uint32_t abbrevOffset = 0;                // child() and parent() bring a table of their own
   std::optional<uint32_t> unitLength = {};  // of the bytes that follow, unless given
   std::string label = {};                   // of the unit header
+  uint8_t type = DW_UT_compile;             // in version 5; before that only whether the unit is a type's
+  bool is64Bit = false;
+  uint64_t signature = 0;  // of a type unit, for the entry at the label `forType`
+  std::string forType = {};
 };
 
 class Unit : public ByteChain<Unit> {
  public:
-  explicit Unit(const UnitHeader& header = {}) : addressSize_(header.addressSize) {
+  explicit Unit(const UnitHeader& header = {})
+      : version_(header.version), addressSize_(header.addressSize), offsetSize_(header.is64Bit ? 8 : 4) {
     label(header.label);
-    header.unitLength ? u32(*header.unitLength) : length();
+    if (header.is64Bit) u32(0xFFFFFFFF);
+    header.unitLength ? number(*header.unitLength, offsetSize_) : length(offsetSize_);
     u16(header.version);
-    if (header.version >= 5) u8(DW_UT_compile).u8(header.addressSize);
+    if (header.version >= 5) u8(header.type).u8(header.addressSize);
     abbrevOffset_ = size();
-    number(header.abbrevOffset, 4);
+    number(header.abbrevOffset, offsetSize_);
     if (header.version < 5) u8(header.addressSize);
+    if (header.type == DW_UT_skeleton) u64(0x1122334455667788);
+    if (header.type == DW_UT_type) u64(header.signature).relativeRef(header.forType, offsetSize_);
   }
 
   Unit& entry(uint32_t code) { return uleb(code); }
@@ -140,7 +148,7 @@ class Unit : public ByteChain<Unit> {
   void Value(const Attr& attr) {
     if (attr.form == DW_FORM_implicit_const || attr.form == DW_FORM_flag_present) return;
     const auto row = formSizes.find(attr.form);
-    const uint32_t size = row == formSizes.end() ? 4 : row->second == ADDRESS ? addressSize_ : row->second;
+    const uint32_t size = row == formSizes.end() ? 4 : SizeOf(row->second);
     if (const auto* bytes = std::get_if<Bytes>(&attr.value)) {
       if (attr.form == DW_FORM_block1 || attr.form == DW_FORM_block2 || attr.form == DW_FORM_block4) {
         number(bytes->size(), size);
@@ -158,7 +166,8 @@ class Unit : public ByteChain<Unit> {
       }
     } else if (const int64_t value = std::get<int64_t>(attr.value); attr.form == DW_FORM_sdata) {
       sleb(value);
-    } else if (attr.form == DW_FORM_udata || attr.form == DW_FORM_ref_udata) {
+    } else if (attr.form == DW_FORM_udata || attr.form == DW_FORM_ref_udata || attr.form == DW_FORM_strx ||
+               attr.form == DW_FORM_addrx || attr.form == DW_FORM_loclistx || attr.form == DW_FORM_rnglistx) {
       uleb(static_cast<uint64_t>(value));
     } else {
       number(static_cast<uint64_t>(value), size);
@@ -166,13 +175,34 @@ class Unit : public ByteChain<Unit> {
   }
 
   // Bytes of a value, or of a block's length, where they are not 4.
-  static constexpr uint32_t ADDRESS = 0xFF;
-  inline static const std::map<uint32_t, uint32_t> formSizes = {
-      {DW_FORM_addr, ADDRESS}, {DW_FORM_ref_addr, ADDRESS}, {DW_FORM_block1, 1}, {DW_FORM_block2, 2},
-      {DW_FORM_data1, 1},      {DW_FORM_data2, 2},          {DW_FORM_data8, 8},  {DW_FORM_flag, 1},
-      {DW_FORM_ref1, 1},       {DW_FORM_ref2, 2},           {DW_FORM_ref8, 8}};
+  enum Size : uint32_t { OFFSET = 0xFD, REFERENCE, ADDRESS };
+  inline static const std::map<uint32_t, uint32_t> formSizes = {{DW_FORM_addr, ADDRESS},
+                                                                {DW_FORM_ref_addr, REFERENCE},
+                                                                {DW_FORM_strp, OFFSET},
+                                                                {DW_FORM_line_strp, OFFSET},
+                                                                {DW_FORM_sec_offset, OFFSET},
+                                                                {DW_FORM_GNU_ref_alt, OFFSET},
+                                                                {DW_FORM_GNU_strp_alt, OFFSET},
+                                                                {DW_FORM_block1, 1},
+                                                                {DW_FORM_block2, 2},
+                                                                {DW_FORM_data1, 1},
+                                                                {DW_FORM_data2, 2},
+                                                                {DW_FORM_data8, 8},
+                                                                {DW_FORM_flag, 1},
+                                                                {DW_FORM_strx1, 1},
+                                                                {DW_FORM_addrx1, 1},
+                                                                {DW_FORM_ref1, 1},
+                                                                {DW_FORM_ref2, 2},
+                                                                {DW_FORM_ref8, 8},
+                                                                {DW_FORM_ref_sig8, 8}};
+  uint32_t SizeOf(uint32_t size) const {
+    const bool isAddress = size == ADDRESS || (size == REFERENCE && version_ < 3);
+    return isAddress ? addressSize_ : size >= OFFSET ? offsetSize_ : size;
+  }
 
+  uint16_t version_;
   uint8_t addressSize_;
+  uint8_t offsetSize_;
   uint32_t abbrevOffset_ = 0;  // where the unit header has it
   Abbrevs abbrevs_;
   std::map<std::u32string, uint32_t> codes_;  // by tag, children, attributes and forms

@@ -32,7 +32,7 @@ void EntryWalk::ReadPublishedAggregate(AbbrevEntry* entry, uint32_t number, Desc
         SkipEntry(child);
         break;
       case DW_TAG_subprogram:
-        ReadProcedure(child, &memberFunctions);
+        ReadProcedure(child, childNumber, &memberFunctions);
         break;
       default:
         ReadEntry(child, childNumber);

@@ -52,7 +52,7 @@ DescType* EntryWalk::ReadArray(AbbrevEntry* entry, uint32_t entryOffset) {
   });
   type->target.count = type->items.dimensions != nullptr ? count - 1 : 0;
   TakeStride(type, facts);
-  isNameMadeUp_ = false;
+  hasSettledName_ = false;
   return type;
 }
 

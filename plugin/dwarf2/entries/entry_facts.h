@@ -25,6 +25,7 @@ struct EntryFacts {
   bool hasLowPc;
   bool highPcIsSize;  // DW_AT_high_pc is counted from DW_AT_low_pc
   bool hasEntryPc;
+  bool entryPcIsDistance;  // DW_AT_entry_pc is counted from the first address of the entry
   bool hasDataBitOffset;
   uint32_t entryPc;
   uint32_t dataBitOffset;

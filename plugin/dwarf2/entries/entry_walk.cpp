@@ -68,7 +68,7 @@ void EntryWalk::Run(DescModule* module, Dwarf2Build* build, const UnitForms& uni
 
 void EntryWalk::ReadOwnUnit(const Dwarf2ModuleExt& ext) {
   const uint32_t span = ext.unitEnd > ext.unitOffset ? ext.unitEnd - ext.unitOffset : 0;
-  abbrevs_ = abbrevTables_.Find(&abbrev_, sections_->abbrev, ext.abbrevOffset, *build_->rules);
+  abbrevs_ = abbrevTables_.Find(&abbrev_, sections_->abbrev, ext.abbrevOffset, unit_);
   if (abbrevs_ != nullptr) {
     info_.SeekKept(sections_->info, ext.firstEntry, ext.unitEnd > ext.firstEntry ? ext.unitEnd - ext.firstEntry : 0);
     types_.Begin(module_, ext.unitOffset, span);
@@ -118,9 +118,9 @@ DescProc* EntryWalk::ReadLabel(AbbrevEntry* entry) {
 void EntryWalk::ReadEntry(AbbrevEntry* entry, uint32_t entryOffset) {
   const TypeRow* row = FindTypeRow(entry->tag);
   if (row != nullptr) {
-    isNameMadeUp_ = false;
+    hasSettledName_ = false;
     DescType* type = (this->*row->read)(entry, entryOffset);
-    const bool isOwnName = type != nullptr && type->name != row->word && !isNameMadeUp_;
+    const bool isOwnName = type != nullptr && type->name != row->word && !hasSettledName_;
     if (isOwnName && IsInScope() && !IsNamingScope(entry->tag)) {
       type->name = Qualified(type->name, CurrentScope());
     }

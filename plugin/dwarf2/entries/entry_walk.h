@@ -212,7 +212,8 @@ class EntryWalk {
   void AppendMember(AbbrevEntry* entry, ListTail<DescVar>* members);
 
   // procedures.cpp
-  void ReadProcedure(AbbrevEntry* entry, ListTail<DescProc>* members);
+  void ReadProcedure(AbbrevEntry* entry, uint32_t number, ListTail<DescProc>* members);
+  char* LinkageNameOf(uint32_t number, uint32_t origin);
   void SetCode(DescProc* proc, const EntryFacts& facts);
   void AppendFurtherRanges(const DescProc& proc, uint32_t origin, uint32_t first);
   DescVar* ReadPublishedVariable(AbbrevEntry* entry, uint32_t* origin);
@@ -296,11 +297,11 @@ class EntryWalk {
   const UnitPlace* place_ = nullptr;
   const UnitPlace* ownPlace_ = nullptr;  // of the module
   UnitLists* lists_ = nullptr;
-  bool qualifies_ = false;     // whether names are qualified in its language
-  bool isOwnDone_ = false;     // whether the module's own unit has been read
-  bool isScanning_ = false;    // whether a unit's scopes are looked for
-  bool isNameMadeUp_ = false;  // whether the type that was read last got a name that it does not have in the file
-  char* scope_ = nullptr;      // what encloses the entries that are read, where it is no scope of the module's own unit
+  bool qualifies_ = false;       // whether names are qualified in its language
+  bool isOwnDone_ = false;       // whether the module's own unit has been read
+  bool isScanning_ = false;      // whether a unit's scopes are looked for
+  bool hasSettledName_ = false;  // whether the name of the type that was read last is not to be qualified any more
+  char* scope_ = nullptr;  // what encloses the entries that are read, where it is no scope of the module's own unit
   uint32_t scopeNumber_ = ScopeNames::NONE;  // where it is
   ScopeNames ownScopes_;
   ScopeNames otherScopes_;

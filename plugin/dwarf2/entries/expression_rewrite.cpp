@@ -148,8 +148,9 @@ bool ExpressionRewrite::MendBranches(const uint8_t* bytes, uint32_t firstPlace, 
       return false;
     }
     uint8_t* operand = output_.begin() + firstOutput + place->after + 1;
-    const auto low = static_cast<uint8_t>(mended & 0xFF);
-    const auto high = static_cast<uint8_t>(mended >> 8 & 0xFF);
+    const auto bits = static_cast<uint16_t>(mended);
+    const auto low = static_cast<uint8_t>(bits & 0xFF);
+    const auto high = static_cast<uint8_t>(bits >> 8);
     operand[0] = source_->IsLittleEndian() ? low : high;
     operand[1] = source_->IsLittleEndian() ? high : low;
   }

@@ -4,10 +4,17 @@
 #include <cstring>
 
 #include "dwarf/leb128.h"
+#include "dwarf2/entries/operands.h"
 
 namespace {
 
 constexpr uint16_t FIRST_VERSION_WITH_INDEXES = 5;
+
+// Whether a byte is the code of an operation that has a length in it: implicit_value, entry_value, const_type, and the
+// GNU forms of the last two.
+bool HasLengths(uint8_t code) {
+  return code == 0x9E || code == 0xA3 || code == 0xA4 || code == 0xF3 || code == 0xF4;
+}
 
 // Copies the next `length` bytes. Those that the file does not have are zeros: it changed meanwhile.
 void CopyBytes(Cursor* cursor, uint8_t* bytes, uint32_t length) {
@@ -36,6 +43,18 @@ DescLocation* ExpressionReader::New(uint32_t length, uint32_t lowPc, uint32_t hi
   return location;
 }
 
+// Whoever walks the operations trusts the lengths in them, so one that is too long ends the expression. Few expressions
+// have a byte that could be such an operation's code.
+void ExpressionReader::CutUnsound(uint8_t* expression, uint32_t length, const UnitForms& unit) {
+  uint8_t* const end = expression + length;
+  if (!unit.rules->readsUnitsByVersion || std::none_of(expression, end, HasLengths)) {
+    return;
+  }
+  const uint32_t referenceSize = unit.version < 3 ? unit.addressSize : 4;
+  const uint8_t* sound = EndOfSoundOperations(expression, end, unit.addressSize, referenceSize);
+  std::fill(expression + (sound - expression), end, uint8_t{0});
+}
+
 DescLocation* ExpressionReader::Read(Cursor* cursor, const UnitForms& unit, uint32_t length, uint32_t lowPc,
                                      uint32_t highPc) {
   const bool isInWindow = cursor->End() - cursor->Next() >= static_cast<ptrdiff_t>(length);
@@ -56,6 +75,7 @@ DescLocation* ExpressionReader::Read(Cursor* cursor, const UnitForms& unit, uint
   } else {
     CopyBytes(cursor, location->expression, length);
   }
+  CutUnsound(location->expression, length, unit);
   return location;
 }
 
@@ -83,6 +103,7 @@ DescLocation* ExpressionReader::ReadResolved(Cursor* cursor, const UnitForms& un
   DescLocation* location = New(length, lowPc, highPc);
   if (location != nullptr && length != 0) {
     std::memcpy(location->expression, bytes, length);
+    CutUnsound(location->expression, length, unit);
   }
   return location;
 }

@@ -43,6 +43,7 @@ class ExpressionReader {
 
  private:
   bool DependsOnUnit(const UnitForms& unit) const;
+  static void CutUnsound(uint8_t* expression, uint32_t length, const UnitForms& unit);
   DescLocation* New(uint32_t length, uint32_t lowPc, uint32_t highPc);
   DescLocation* NewImplicit(uint32_t size, uint8_t** value);
   DescLocation* ReadResolved(Cursor* cursor, const UnitForms& unit, uint32_t length, uint32_t lowPc, uint32_t highPc);

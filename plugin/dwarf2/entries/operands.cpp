@@ -164,3 +164,54 @@ const uint8_t* EndOfOperand(Operand operand, const uint8_t* bytes, const uint8_t
       return nullptr;
   }
 }
+
+namespace {
+
+constexpr uint32_t DEEPEST_EXPRESSION = 8;  // expressions within expressions
+
+bool HasLength(Operand operand) {
+  return operand == Operand::block || operand == Operand::block1 || operand == Operand::expression;
+}
+
+const uint8_t* EndOfSound(const uint8_t* bytes, const uint8_t* end, uint32_t addressSize, uint32_t referenceSize,
+                          uint32_t depth);
+
+// After an operand, `end` where nobody reads on, or null for one whose length is too large.
+const uint8_t* EndOfSoundOperand(Operand operand, const uint8_t* bytes, const uint8_t* end, uint32_t addressSize,
+                                 uint32_t referenceSize, uint32_t depth) {
+  const uint8_t* after = EndOfOperand(operand, bytes, end, addressSize, referenceSize);
+  if (after == nullptr) {
+    return HasLength(operand) ? nullptr : end;
+  }
+  if (operand != Operand::expression) {
+    return after;
+  }
+  uint32_t length = 0;
+  const uint8_t* inner = TakeUleb(bytes, end, &length);
+  if (depth == DEEPEST_EXPRESSION || EndOfSound(inner, after, addressSize, referenceSize, depth + 1) != after) {
+    return nullptr;
+  }
+  return after;
+}
+
+const uint8_t* EndOfSound(const uint8_t* bytes, const uint8_t* end, uint32_t addressSize, uint32_t referenceSize,
+                          uint32_t depth) {
+  while (bytes < end) {
+    const uint8_t* const operation = bytes++;
+    const Operands operands = OperandsOf(*operation);
+    for (const Operand operand : {operands.first, operands.second}) {
+      bytes = EndOfSoundOperand(operand, bytes, end, addressSize, referenceSize, depth);
+      if (bytes == nullptr) {
+        return operation;
+      }
+    }
+  }
+  return end;
+}
+
+}  // namespace
+
+const uint8_t* EndOfSoundOperations(const uint8_t* bytes, const uint8_t* end, uint32_t addressSize,
+                                    uint32_t referenceSize) {
+  return EndOfSound(bytes, end, addressSize, referenceSize, 0);
+}

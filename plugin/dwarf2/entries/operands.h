@@ -35,3 +35,8 @@ const uint8_t* TakeUleb(const uint8_t* bytes, const uint8_t* end, uint32_t* valu
 // .debug_info.
 const uint8_t* EndOfOperand(Operand operand, const uint8_t* bytes, const uint8_t* end, uint32_t addressSize,
                             uint32_t referenceSize);
+
+// Where the operations from `bytes` on stop making sense, which is `end` if they do to their end: at one whose block of
+// bytes, or whose expression, is longer than what is left. After a code that is not known nobody reads on.
+const uint8_t* EndOfSoundOperations(const uint8_t* bytes, const uint8_t* end, uint32_t addressSize,
+                                    uint32_t referenceSize);

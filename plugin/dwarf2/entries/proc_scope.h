@@ -8,17 +8,16 @@
 
 // What changes from block to block.
 struct BlockState {
-  uint32_t firstRange;
-  uint32_t rangeCount;  // 0: the block is the whole procedure
-  uint32_t depth;       // of inlined calls
-  bool isDirect;        // whether the entries are the procedure's own
+  uint32_t firstRange = 0;
+  uint32_t rangeCount = 0;  // 0: the block is the whole procedure
+  uint32_t depth = 0;       // of inlined calls
+  bool isDirect = true;     // whether the entries are the procedure's own
 };
 
 struct ProcScope : BlockState {
   // `record` is null for an instance that has no record.
   explicit ProcScope(DescProc* record)
-      : BlockState{0, 0, 0, true},
-        proc(record),
+      : proc(record),
         params(record != nullptr ? &record->params : &dropped),
         locals(record != nullptr ? &record->locals : &dropped),
         codeMarks(record != nullptr ? &record->codeMarks : &droppedMarks) {}
@@ -29,6 +28,7 @@ struct ProcScope : BlockState {
   DescVar* dropped = nullptr;
   DescCodeMark* droppedMarks = nullptr;
   DescProc* proc;
+  bool isThrownAway = false;  // the linker left its code out, so nothing in it has ranges
   ListTail<DescVar> params;
   ListTail<DescVar> locals;
   ListTail<DescCodeMark> codeMarks;

@@ -25,10 +25,14 @@ void EntryWalk::SetCode(DescProc* proc, const EntryFacts& facts) {
   }
   if (facts.ranges.valueClass != ValueClass::absent) {
     ranges_.Read(unit_, facts.ranges, &blockRanges_);
+    uint32_t entryPc = facts.entryPc;
+    if (facts.entryPcIsDistance && blockRanges_.Count() != first) {
+      entryPc += facts.hasLowPc ? proc->lowPc : blockRanges_[first].low;
+    }
     proc->lowPc = proc->highPc = 0;
     for (uint32_t i = first; i < blockRanges_.Count(); ++i) {
-      AddressRange& range = blockRanges_[i];
-      const bool holdsEntry = facts.hasEntryPc && range.low <= facts.entryPc && facts.entryPc < range.high;
+      const AddressRange& range = blockRanges_[i];
+      const bool holdsEntry = facts.hasEntryPc && range.low <= entryPc && entryPc < range.high;
       if (i == first || holdsEntry) {
         proc->lowPc = range.low;
         proc->highPc = range.high;
@@ -37,11 +41,13 @@ void EntryWalk::SetCode(DescProc* proc, const EntryFacts& facts) {
   } else if (deadCode_->IsMark(proc->lowPc, unit_.addressSize) || proc->highPc < proc->lowPc) {
     proc->lowPc = proc->highPc = 0;
   }
+  proc->lowPc &= build_->codeMask;
+  proc->highPc &= build_->codeMask;
 }
 
 // A procedure of the unit, or with `members` one of a class: that is a record of its class, and with code one of the
 // unit too.
-void EntryWalk::ReadProcedure(AbbrevEntry* entry, ListTail<DescProc>* members) {
+void EntryWalk::ReadProcedure(AbbrevEntry* entry, uint32_t number, ListTail<DescProc>* members) {
   DescProc* proc = NewDescProc(heap_, build_->voidType);
   if (proc == nullptr) {
     return;
@@ -56,10 +62,12 @@ void EntryWalk::ReadProcedure(AbbrevEntry* entry, ListTail<DescProc>* members) {
     origin = Complete(RecordKind::procedure, proc, blank);
   }
   const uint32_t ranges = blockRanges_.Count();
-  if (HasCode(facts_)) {
+  const bool hasCode = HasCode(facts_);
+  if (hasCode) {
     SetCode(proc, facts_);
   }
-  const bool hasRecord = members != nullptr ? HasCode(facts_) : HasRecord(facts_, origin);
+  const bool isThrownAway = hasCode && proc->highPc == 0;
+  const bool hasRecord = members != nullptr ? hasCode : HasRecord(facts_, origin);
   DescProc* unitProc = hasRecord ? proc : nullptr;
   if (members != nullptr) {
     members->Append(proc);
@@ -67,18 +75,32 @@ void EntryWalk::ReadProcedure(AbbrevEntry* entry, ListTail<DescProc>* members) {
   }
   if (unitProc != nullptr) {
     unitProc->next = nullptr;
-    Qualify(&unitProc->name, origin);
+    if (unitProc->name[0] == 0) {
+      unitProc->name = LinkageNameOf(number, origin);
+    } else {
+      Qualify(&unitProc->name, origin);
+    }
     lists_->procs.Append(unitProc);
     AppendFurtherRanges(*unitProc, origin, ranges);
   }
   blockRanges_.Resize(ranges);
   ProcScope scope(members != nullptr ? proc : unitProc);
-  ForEachChild(entry, [&](AbbrevEntry* child, uint32_t number) { ReadScopeEntry(child, number, &scope); });
+  scope.isThrownAway = isThrownAway;
+  ForEachChild(entry, [&](AbbrevEntry* child, uint32_t childNumber) { ReadScopeEntry(child, childNumber, &scope); });
   if (members != nullptr && unitProc != nullptr) {
     unitProc->params = proc->params;
     unitProc->locals = proc->locals;
     unitProc->codeMarks = proc->codeMarks;
   }
+}
+
+// The name by which linkers know a procedure that has no other, as those have that compilers make up.
+char* EntryWalk::LinkageNameOf(uint32_t number, uint32_t origin) {
+  ScopeEntry entry = {EmptyString(), 0, 0, 0, 0, 0};
+  if (RunPlanAt(number, RecordKind::linkageName, &entry) && entry.name[0] == 0 && origin != 0) {
+    RunPlanAt(origin, RecordKind::linkageName, &entry);
+  }
+  return entry.name;
 }
 
 // Each further range of the code is a record of the same name.

@@ -61,7 +61,7 @@ void EntryWalk::ReadUnitEntries(const UnitPlace& place) {
 void EntryWalk::ReadScopeEntry(AbbrevEntry* entry, uint32_t number, ProcScope* proc) {
   switch (entry->tag) {
     case DW_TAG_subprogram:
-      ReadProcedure(entry, nullptr);
+      ReadProcedure(entry, number, nullptr);
       break;
     case DW_TAG_variable:
     case DW_TAG_constant:
@@ -211,6 +211,9 @@ void EntryWalk::LeaveScope(const OpenScope& outer) {
 // Puts the ranges of the entry whose plan ran last on the stack. Without any the ranges around it go on to hold.
 void EntryWalk::TakeRanges(const ScopeEntry& scope, ProcScope* proc) {
   const uint32_t first = blockRanges_.Count();
+  if (proc->isThrownAway) {
+    return;
+  }
   if (facts_.ranges.valueClass != ValueClass::absent) {
     ranges_.Read(unit_, facts_.ranges, &blockRanges_);
   } else if (facts_.hasLowPc) {

@@ -37,7 +37,7 @@ constexpr EntryWalk::TypeRow EntryWalk::typeRows[] = {
     {DW_TAG_const_type,       KIND_CONST,     "const",        &EntryWalk::ReadDerivedType},
     {DW_TAG_volatile_type,    KIND_VOLATILE,  "volatile",     &EntryWalk::ReadDerivedType},
 
-    {DW_TAG_string_type,           KIND_ARRAY,     "string",      &EntryWalk::ReadStringType,  true},
+    {DW_TAG_string_type,           KIND_ARRAY,     "array",       &EntryWalk::ReadStringType,  true},
     {DW_TAG_interface_type,        KIND_CLASS,     "class",       &EntryWalk::ReadAggregate,   true},
     {DW_TAG_rvalue_reference_type, KIND_REFERENCE, "reference",   &EntryWalk::ReadDerivedType, true},
     {DW_TAG_ptr_to_member_type,    KIND_POINTER,   "pointer",     &EntryWalk::ReadDerivedType, true},
@@ -151,9 +151,9 @@ void EntryWalk::TakeSize(DescType* type, uint32_t tag) {
 
 // Types among the children of an entry that is done. All else is passed over.
 void EntryWalk::ReadNestedTypes(const AbbrevEntry* entry) {
-  const bool isNameMadeUp = isNameMadeUp_;
+  const bool isNameMadeUp = hasSettledName_;
   ForEachChild(entry, [this](AbbrevEntry* child, uint32_t childOffset) { ReadEntry(child, childOffset); });
-  isNameMadeUp_ = isNameMadeUp;
+  hasSettledName_ = isNameMadeUp;
 }
 
 // A type of which only name and size are known.
@@ -180,9 +180,18 @@ DescType* EntryWalk::BeginBasicType(AbbrevEntry* entry, uint32_t entryOffset) {
     return nullptr;
   }
   RunPlan(&info_, entry, RecordKind::basicType, type);
+  if (specification_ != 0) {  // an enumeration that completes a declaration
+    DescType blank = {};
+    blank.name = FixedWord(UNDEFINED_TYPE);
+    const uint32_t origin = Complete(RecordKind::basicType, type, blank);
+    if (type->name != UNDEFINED_TYPE) {
+      Qualify(&type->name, origin);
+      hasSettledName_ = true;
+    }
+  }
   if (type->name == UNDEFINED_TYPE) {
     MakeUpName(type);
-    isNameMadeUp_ = true;
+    hasSettledName_ = true;
   }
   return type;
 }

@@ -36,14 +36,15 @@ void EntryWalk::TakeHand(const UnitInHand& hand) {
 
 // False, with the failure noted, when the abbreviations cannot be read: the hand is then as it was.
 bool EntryWalk::EnterUnit(const UnitPlace& place) {
-  AbbrevTable* table = abbrevTables_.Find(&abbrev_, sections_->abbrev, place.abbrevOffset, *build_->rules);
+  const UnitForms forms = UnitDirectory::FormsOf(place, *build_->rules);
+  AbbrevTable* table = abbrevTables_.Find(&abbrev_, sections_->abbrev, place.abbrevOffset, forms);
   if (table == nullptr || !abbrev_.Charge(COST_OF_UNIT)) {
     return false;
   }
   const uint32_t base = place.isInTypes ? sections_->info.size : 0;
   TakeHand({
       .place = &place,
-      .forms = UnitDirectory::FormsOf(place, *build_->rules),
+      .forms = forms,
       .abbrevs = table,
       .entryBase = base,
       .unitEnd = place.end - base,

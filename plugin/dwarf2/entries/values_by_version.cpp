@@ -126,6 +126,9 @@ void EntryWalk::RunByVersion(Cursor* cursor, const Step& step, char* record) {
       break;
     case Action::signature:
       AddAlias(reinterpret_cast<DescType*>(record), value);
+      if (value.valueClass == ValueClass::signature) {  // its name, at once, for what it encloses
+        build_->units.TypeOf(value.number, value.high, &specification_);
+      }
       break;
     default:
       if (value.IsConstant()) {
@@ -137,22 +140,16 @@ void EntryWalk::RunByVersion(Cursor* cursor, const Step& step, char* record) {
   }
 }
 
-// As an address, or as a distance from the procedure's first address, which is added later.
+// As an address, or as a distance from the entry's first address, which is added later.
 void EntryWalk::TakeEntryPc(const AttributeValue& value) {
-  if (value.valueClass == ValueClass::address) {
-    facts_.hasEntryPc = true;
-    facts_.entryPc = value.number;
-  } else if (value.IsConstant()) {
-    facts_.hasEntryPc = true;
-    facts_.entryPc = unit_.lowPc + value.number;
-  }
+  facts_.hasEntryPc = value.valueClass == ValueClass::address || value.IsConstant();
+  facts_.entryPcIsDistance = value.IsConstant();
+  facts_.entryPc = value.number;
 }
 
 void EntryWalk::TakeConstant(const Step& step, const AttributeValue& value, char* record) {
   switch (step.action) {
     case Action::word:
-      FieldAt<uint32_t>(record, step) = value.number;
-      break;
     case Action::bound:
       FieldAt<uint32_t>(record, step) = value.number;
       break;

@@ -95,7 +95,11 @@ char* LineFiles::TextOf(File* file) {
   if (!GoTo(&file->name)) {
     return EmptyString();
   }
-  const size_t inFront = directory != nullptr ? size_t{directory->length} + 1 : 0;
+  size_t inFront = 0;
+  if (directory != nullptr) {
+    inFront = directory->length;
+    ++inFront;  // the separator
+  }
   char* text = heap_->NewText(inFront + file->name.length);
   if (text == nullptr) {
     return EmptyString();

@@ -1,5 +1,8 @@
-// C++17 as debug information has it: namespaces of all kinds, classes, templates, lambdas, references, pointers to members.
-namespace std { using nullptr_t = decltype(nullptr); }
+// C++17 as debug information has it: namespaces of all kinds, classes, templates, lambdas, references, pointers to
+// members.
+namespace std {
+using nullptr_t = decltype(nullptr);
+}
 
 namespace geometry {
 enum class Color : unsigned char { red, green = 7, blue };
@@ -79,6 +82,7 @@ struct Box : Solid, Named, virtual Shape {
 
  public:
   static inline int boxes = 9;
+
  protected:
   int secret = 4;
 };
@@ -127,8 +131,8 @@ extern "C" int run(int n, Point&& moved, const Point& kept) {
   geometry::detail::deep::Ring<Point, 4>::Cursor cursor{&ring};
   if (Point made = *cursor.Next(); made) total += made[1];
   if (geometry::Plain plain = n > 2 ? geometry::plus : geometry::minus; plain == geometry::minus) total--;
-  return total + box.Scale(2) + box.Scale(2.5f) + box.Area() + Peek(box) + pair.At(1) + (nothing == nullptr) + box.boxes +
-         (kept == moved) + Point::count + Point::dimensions + static_cast<int>(big_constant);
+  return total + box.Scale(2) + box.Scale(2.5f) + box.Area() + Peek(box) + pair.At(1) + (nothing == nullptr) +
+         box.boxes + (kept == moved) + Point::count + Point::dimensions + static_cast<int>(big_constant);
 }
 
 extern "C" int _start() {

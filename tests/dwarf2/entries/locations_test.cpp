@@ -158,8 +158,11 @@ TEST(Expressions, WhatDependsOnTheUnitIsResolved) {
       {"not known", UnitOf(5), Branch(SKIP, 3).append(addrx).u8(UNKNOWN).append(addrx),
        Branch(SKIP, 6).append(found).u8(UNKNOWN).append(addrx)},
       {"cut off", UnitOf(5), Bytes(addrx).u8(DW_OP_const4u).u16(0xA101), Bytes(found).u8(DW_OP_const4u).u16(0xA101)},
-      {"a cut-off length", UnitOf(5), Bytes(addrx).u8(ENTRY_VALUE).u8(9).append(addrx),
-       Bytes(found).u8(ENTRY_VALUE).u8(9).append(addrx)},
+      {"a cut-off length", UnitOf(5), Bytes(addrx).u8(ENTRY_VALUE).u8(9).append(addrx), Bytes(found).pad(4, 0)},
+      {"a length past the end, copied", UnitOf(3), Bytes().u8(0x50).u8(0x9E).uleb(3).raw({1, 2}),
+       Bytes().u8(0x50).pad(4, 0)},
+      {"the same, enclosed", UnitOf(3), Bytes().u8(ENTRY_VALUE).u8(3).u8(0x9E).uleb(2).u8(1).u8(0x50),
+       Bytes().pad(6, 0)},
   };
   for (const auto& fact : facts) {
     for (const ByteOrder order : bothOrders) {

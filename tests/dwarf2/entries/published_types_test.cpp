@@ -83,9 +83,9 @@ TEST_F(PublishedTypes, OfEveryKind) {
            .child(DW_TAG_subrange_type, {Upper(4)}).child(DW_TAG_subrange_type, {Upper(1)}).end(); },
        "7 array 4 [0..4 0..1] 1 of int"},
       // Strings.
-      {LANG_FORTRAN, [](Unit& u) { u.child(DW_TAG_string_type, {Size(8)}); }, "7 string 8 [1..8] 0 of character"},
+      {LANG_FORTRAN, [](Unit& u) { u.child(DW_TAG_string_type, {Size(8)}); }, "7 array 8 [1..8] 0 of character"},
       {LANG_C, [&](Unit& u) { u.child(DW_TAG_string_type, {Size(4), {DW_AT_string_length, DW_FORM_exprloc, expression}}); },
-       "7 string 0 [1..0] 0 of character"},
+       "7 array 0 [1..0] 0 of character"},
       // Types that refer to one, with the sizes that they have by nature.
       {LANG_C, [](Unit& u) { u.child(DW_TAG_pointer_type, {Type("int")}); }, "2 pointer 4 -> int flags 0"},
       {LANG_C, [](Unit& u) { u.child(DW_TAG_rvalue_reference_type, {Type("int")}); }, "9 reference 4 -> int flags 0"},
