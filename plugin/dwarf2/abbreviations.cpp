@@ -159,7 +159,7 @@ AbbrevEntry* AbbrevTable::FindOutside(uint32_t code, Cursor* cursor, uint32_t of
 
 const Step* AbbrevTable::AddPlan(AbbrevEntry* entry, RecordKind kind, const UnitForms& unit, Failure* failure) {
   if (unit.rules->readsUnitsByVersion) {
-    cursor_->Charge(COST_OF_STEP * (entry->attributeCount + 1));
+    cursor_->Charge(COST_OF_STEP * (uint64_t{entry->attributeCount} + 1));
   }
   const uint32_t firstStep = steps_.Count();
   if (!MakePlan(Attributes(entry), entry->attributeCount, kind, unit, &steps_)) {
