@@ -13,7 +13,9 @@ for preset in release m32; do
   printf '\n== Costly files: %s\n' "$preset"
   cmake --preset "$preset" >/dev/null
   cmake --build --preset "$preset" -j "$(nproc)" --target elfload elfloader
-  python3 -B fuzz/hostile --elfload "build/$preset/elfload"
+  for rules in loader published; do
+    python3 -B fuzz/hostile --elfload "build/$preset/elfload" --rules "$rules"
+  done
 done
 printf '\n== Variants\n'
 if [ -d /dev/shm ]; then export TMPDIR=/dev/shm; fi # every variant is a file for a moment

@@ -55,6 +55,7 @@ class Judge:
         def write():
             data = kind.make(Formats(order), size)
             data, counts = data if kind.sound else (data, None)
+            counts = counts if self.options.rules in kind.sound else None
             with open(self.path, "wb") as file:
                 file.write(data)
             with open(self.path + ".counts", "w", encoding="utf-8") as file:

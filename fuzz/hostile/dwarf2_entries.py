@@ -147,7 +147,7 @@ LISTED = declaration(2, "variable", 0, (AT_LOCATION, FORM_DATA4))
 
 
 def location_lists(f, size, step, expression):
-    entry = f.u32(1, 2) + f.u16(len(expression)) + expression
+    entry = f.u32(16, 17) + f.u16(len(expression)) + expression
     count = size // 2 // len(entry)
     entries = b"".join(b"\2" + f.u32(step * len(entry) * (i % count)) for i in range(size // 10))
     return f.one_unit(entries, [LISTED], Section(".debug_loc", entry * count + bytes(8)))

@@ -17,19 +17,19 @@ def units_with_lines(f, offsets, *more):
 
 @kind("units share one line program", WHERE)
 def shared_program(f, size):
-    program = f.line_program(f.set_address(1) + SPECIAL * (size // 2) + END, [b"a.c"])
+    program = f.line_program(f.set_address(16) + SPECIAL * (size // 2) + END, [b"a.c"])
     return units_with_lines(f, [0] * (size // 34), lines(program))
 
 
 @kind("units without DW_AT_stmt_list read the first line program")
 def first_program(f, size):
-    program = f.line_program(f.set_address(1) + SPECIAL * (size // 2) + END)
+    program = f.line_program(f.set_address(16) + SPECIAL * (size // 2) + END)
     return f.dwarf2(f.small_units(size // 26), [UNIT], lines(program))
 
 
 @kind("units of 13 bytes with a line and a file each")
 def small_program(f, size):
-    program = f.line_program(f.set_address(1) + COPY + END, [b"a.c"])
+    program = f.line_program(f.set_address(16) + COPY + END, [b"a.c"])
     return f.dwarf2(f.small_units(size // 13), [UNIT], lines(program))
 
 
@@ -37,7 +37,7 @@ def small_program(f, size):
 def overlapping_programs(f, size):
     # Each begins with an opcode without meaning that takes the next header; then come the rows that all share.
     header = f.line_program(b"")
-    rows = f.set_address(1) + SPECIAL * (size // 3) + END
+    rows = f.set_address(16) + SPECIAL * (size // 3) + END
     skip = b"\0" + bytes([1 + len(header)]) + b"\x80"
     step = len(skip) + len(header)
     count = size // 3 // step
@@ -60,33 +60,34 @@ for name, text, rows in (("directories", 3, 0), ("directories and rows", 1, 2)):
 
 @kind("line programs without end in .debug_line of 0xFFFFFFFF bytes")
 def endless_lines(f, size):
-    program = f.line_program(f.set_address(1) + b"\xFF" * (size // 2), length=0xFFFFFFF0)
+    program = f.line_program(f.set_address(16) + b"\xFF" * (size // 2), length=0xFFFFFFF0)
     sections = [Section(".debug_info", f.small_units(size // 26)), Section(".debug_abbrev", UNIT + b"\0")]
     return f.elf([*sections, Section(".debug_line", program, size=0xFFFFFFFF)])
 
 
 def one_program(f, program, entries=b"", *declarations):
-    return f.one_unit(entries, declarations, lines(program))
+    unit = f.unit(b"\1" + f.u32(0) + entries + b"\0")  # published rules read no program that the unit does not name
+    return f.dwarf2(unit, [WITH_LINES, *declarations], lines(program))
 
 
 @kind("rows that change the file each", WHERE)
 def changing_files(f, size):
     change = b"\4\1" + COPY + b"\4\2" + COPY
-    return one_program(f, f.line_program(f.set_address(1) + change * (size // 6) + END, [b"a.c", b"b.c"]))
+    return one_program(f, f.line_program(f.set_address(16) + change * (size // 6) + END, [b"a.c", b"b.c"]))
 
 
 @kind("rows that change between files of long names")
 def long_file_names(f, size):
     change = b"\4\1" + COPY + b"\4\2" + COPY
     names = [b"n" * (size // 4) + end for end in (b"1", b"2")]
-    return one_program(f, f.line_program(f.set_address(1) + change * (size // 12) + END, names))
+    return one_program(f, f.line_program(f.set_address(16) + change * (size // 12) + END, names))
 
 
 def many_files(f, size, name):
     count = size // 16
     files = [name % (i % 0x10000) if b"%" in name else name for i in range(count)]
     changes = b"".join(b"\4" + uleb(i + 1) + COPY for i in range(count))
-    return one_program(f, f.line_program(f.set_address(1) + changes + END, files))
+    return one_program(f, f.line_program(f.set_address(16) + changes + END, files))
 
 
 for what, name in (("names", b"%04x"), ("equal base names", b"%04x/a"), ("equal names", b"abcd")):
@@ -95,13 +96,13 @@ for what, name in (("names", b"%04x"), ("equal base names", b"%04x/a"), ("equal 
 
 @kind("a range of code a byte", WHERE, TEXT)
 def range_a_byte(f, size):
-    return one_program(f, f.line_program(f.set_address(1) + b"\x0C" * (size - 500) + END, minimum=200))
+    return one_program(f, f.line_program(f.set_address(16) + b"\x0C" * (size - 500) + END, minimum=200))
 
 
 @kind("sound rows of one byte", WHERE, sound=True)
 def row_a_byte(f, size):
     step = b"\x0B"  # an address and a line further
-    return one_program(f, f.line_program(f.set_address(1) + step * (size - 500) + END)), {"lineRows": size - 500}
+    return one_program(f, f.line_program(f.set_address(16) + step * (size - 500) + END)), {"lineRows": size - 500}
 
 
 @kind("sequences of no rows", only=(STATS,))
@@ -112,7 +113,7 @@ def empty_sequences(f, size):
 @kind("reduced line program with two rows a byte", TEXT)
 def two_rows_a_byte(f, size):
     header = bytes([1, 1, 1, 200, 9]) + bytes(9) + b"\0\0"
-    body = f.u16(2) + f.u32(len(header)) + header + f.set_address(1) + CONST_ADD_PC * (size - 500) + END
+    body = f.u16(2) + f.u32(len(header)) + header + f.set_address(16) + CONST_ADD_PC * (size - 500) + END
     return one_program(f, f.u32(len(body)) + body)
 
 
@@ -145,7 +146,7 @@ def scattered_ranges(f, size, spans):
 def repeated_ranges(f, size, spans):
     """Ranges that each cover all that is near: rows 200 bytes apart, over and over."""
     rows = max(size // 9 // 200, 1)
-    return covered(f, size, spans, lambda left: (f.set_address(1) + b"\x0B" * rows) * (left // (7 + rows)), minimum=200)
+    return covered(f, size, spans, lambda left: (f.set_address(16) + b"\x0B" * rows) * (left // (7 + rows)), minimum=200)
 
 
 for name, spans in SPANS.items():

@@ -123,7 +123,7 @@ int Dwarf2Reader::ReadPublished(Dwarf2Build* build, DescModule** modules) {
   *modules = scanned;
   if (scanned != nullptr) {
     moduleHeap_.Use(build->tableHeap);
-    entries_.BeginNames(build);
+    entries_.BeginNames(build);  // units of a build before may have been in the same memory
     ReadIndexes(scanned, *build->rules);
     failure_->SetAside(&first);
     versionedScan_.AddUnitRanges(scanned, &first);

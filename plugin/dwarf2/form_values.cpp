@@ -6,7 +6,9 @@
 
 namespace {
 
-constexpr uint32_t COST_OF_NO_BYTES = 4;  // in bytes: of a value that the entry has no bytes of
+// In bytes: of a value that the entry has no bytes of, and of a table's entry that is far from the one before it.
+constexpr uint32_t COST_OF_NO_BYTES = 4;
+constexpr uint32_t COST_OF_WINDOW = 32;
 
 // A number of LEB128 in its 64 bits. What is past them is dropped.
 uint64_t ReadWideUleb(Cursor* cursor) {
@@ -156,7 +158,10 @@ bool FormValues::SeekEntry(Cursor* cursor, const SectionPlace& section, uint32_t
   } else {
     cursor->Seek(section, static_cast<uint32_t>(offset));
   }
-  return true;
+  if (cursor->Next() > cursor->Limit()) {
+    cursor->Charge(COST_OF_WINDOW);
+  }
+  return !cursor->failure();
 }
 
 uint32_t FormValues::AddressAt(uint32_t index, const UnitForms& unit) {

@@ -2,8 +2,8 @@
 
 namespace {
 
-constexpr uint32_t COST_OF_RANGE =
-    24;  // in bytes: each becomes a part of records, over and over where lists are shared
+// In bytes: each range becomes a record or a part of some, over and over where entries share their list.
+constexpr uint32_t COST_OF_RANGE = 64;
 
 }  // namespace
 
