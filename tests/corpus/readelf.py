@@ -86,16 +86,6 @@ def read_entries(path):
     return units, by_offset
 
 
-def read_rows(path):
-    """(base name, line, address) of every row but those that end a sequence, table by table as the section has them."""
-    rows = []
-    for line in run("-W", "--debug-dump=decodedline", path).splitlines():
-        match = re.match(r"(\S.*?)\s+(\d+)\s+(0x[0-9a-f]+|0)(?:\s+\d+)?(?:\s+x)?(?:\s+END)?\s*$", line)
-        if match:
-            rows.append((match.group(1).rsplit("/", 1)[-1], int(match.group(2)), int(match.group(3), 0)))
-    return rows
-
-
 def read_frames(path):
     """The instructions of the frame descriptions by (first address, address after the last), those of their common entry first.
     Of .debug_frame; what pads an entry is left out, and the names of registers and next addresses that readelf adds."""
