@@ -237,8 +237,9 @@ class CallFrameDecoder {
     std::vector<uint8_t> expression(at_, at_ + length);
     expression.resize(expression.size() + EXPRESSION_PADDING);
     at_ += length;
-    return fmt::format("({})", format_.published ? ExpressionText(expression.data(), static_cast<size_t>(length), format_)
-                                                 : ExpressionText(expression.data(), format_));
+    return fmt::format("({})", format_.published
+                                   ? ExpressionText(expression.data(), static_cast<size_t>(length), format_)
+                                   : ExpressionText(expression.data(), format_));
   }
 
   const uint8_t* at_;
