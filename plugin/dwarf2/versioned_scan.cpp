@@ -1,5 +1,7 @@
 #include "dwarf2/versioned_scan.h"
 
+#include <cstdio>
+
 #include "dwarf/index_records.h"
 #include "dwarf/unit_facts.h"
 #include "dwarf2/unit_header.h"
@@ -40,6 +42,7 @@ bool VersionedScan::Run(RecordHeap* tableHeap, Dwarf2Build* build, DescModule** 
   setAside_ = setAside;
   tail_ = modules;
   hasTable_ = hasListed_ = isOutOfMemory_ = false;
+  unitNumber_ = 0;
   units_.Empty();
   for (UnitTexts::Text* text : {&name_, &directory_, &producer_}) {
     *text = {};
@@ -74,7 +77,12 @@ void VersionedScan::ReadSection(const SectionPlace& section, bool isInTypes) {
       return;
     }
     const uint32_t start = next;
-    if (!ReadUnit(section, isInTypes, &next)) {
+    char number[16];  // stands for the unit in a reason, since it may have no name yet
+    std::snprintf(number, sizeof(number), "%u", static_cast<unsigned>(unitNumber_++));
+    failure_->SetUnit(number);
+    const bool isRead = ReadUnit(section, isInTypes, &next);
+    failure_->SetUnit(nullptr);
+    if (!isRead) {
       failure_->SetAside(setAside_);
       if (*failure_) {  // there is no memory
         return;

@@ -64,5 +64,6 @@ class VersionedScan {
   UnitTexts::Text name_ = {};
   UnitTexts::Text directory_ = {};
   UnitTexts::Text producer_ = {};
+  uint32_t unitNumber_ = 0;       // of the unit that is read, in the order of the file
   char* producerCopy_ = nullptr;  // of producer_.text, in the table heap
 };
