@@ -213,7 +213,7 @@ void RecordText::WriteInlinedCalls(const DescInlinedCall* calls) {
   if (calls == nullptr) return;
   WriteTitle("inlined calls", CountRecords(calls));
   for (const DescInlinedCall* call = calls; call != nullptr; call = call->next) {
-    const size_t indent = 2 * (std::clamp(call->depth, uint32_t{1}, deepest) - 1);
+    const size_t indent = size_t{2} * (std::clamp(call->depth, uint32_t{1}, deepest) - 1);
     out_.Print("    {}  {:{}}{}", paint_(Paint::address, RangeText(call->lowPc, call->highPc)), "", indent,
                paint_(Paint::name, Text(call->name)));
     const std::string file = Text(call->fileName);
