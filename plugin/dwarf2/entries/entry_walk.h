@@ -171,6 +171,7 @@ class EntryWalk {
   bool EnterUnit(const UnitPlace& place);
   const SectionPlace& SectionOfUnit() const;
   AbbrevEntry* BeginEntry(Cursor* cursor, uint32_t number);
+  bool RunPlanHere(uint32_t number, RecordKind kind, void* record);
   bool RunPlanAt(uint32_t number, RecordKind kind, void* record);
 
   // origins.cpp

@@ -1,5 +1,7 @@
 // What an entry leaves to the one that it completes (DW_AT_specification) or is an instance of (DW_AT_abstract_origin):
 // what the entry says itself wins.
+#include <type_traits>
+
 #include "dwarf2/entries/entry_walk.h"
 
 namespace {
@@ -41,7 +43,8 @@ void TakeMissing(ScopeEntry* scope, const ScopeEntry& other, const ScopeEntry& b
 // what encloses the entry; 0 when it refers to none.
 template <typename Record>
 uint32_t EntryWalk::Complete(RecordKind kind, Record* record, const Record& blank) {
-  const EntryFacts own = facts_;
+  const bool hadFacts = hasFacts_;
+  const EntryFacts own = hadFacts ? facts_ : EntryFacts{};
   ConstValue constValue = own.constValue;
   uint32_t last = 0;
   for (uint32_t jumps = 0; specification_ != 0 && !*failure_; ++jumps) {
@@ -56,15 +59,20 @@ uint32_t EntryWalk::Complete(RecordKind kind, Record* record, const Record& blan
     if (!RunPlanAt(last, kind, &other)) {
       break;
     }
-    pendingNames_.SettleAll();  // none may point into `other`
+    if constexpr (std::is_same_v<Record, DescType>) {
+      pendingNames_.SettleAll();  // none may point into `other`
+    }
     TakeMissing(record, other, blank);
     if (constValue.valueClass == ValueClass::absent) {
       constValue = facts_.constValue;
     }
   }
-  facts_ = own;
+  const bool hasConstValue = constValue.valueClass != ValueClass::absent;
+  if (hadFacts || hasFacts_) {
+    facts_ = own;
+  }
   facts_.constValue = constValue;
-  hasFacts_ = true;
+  hasFacts_ = hadFacts || hasConstValue;
   return last;
 }
 

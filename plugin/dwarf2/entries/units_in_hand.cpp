@@ -74,27 +74,32 @@ AbbrevEntry* EntryWalk::BeginEntry(Cursor* cursor, uint32_t number) {
   return abbrevs_->Find(code, cursor, offset);
 }
 
-// Runs the plan of an entry of any unit into a record. False, with the failure noted, when there is none.
-bool EntryWalk::RunPlanAt(uint32_t number, RecordKind kind, void* record) {
-  const bool isHere = number >= place_->start && number < place_->end;
-  const UnitInHand hand = Hand();
-  if (!isHere) {
-    const UnitPlace* place = build_->units.UnitOf(number);
-    if (place == nullptr) {
-      info_.Fail("a reference to 0x%X leads to no unit", static_cast<unsigned>(number));
-      return false;
-    }
-    if (!EnterUnit(*place)) {
-      return false;
-    }
-  }
+// Runs the plan of an entry of the unit in hand into a record. False, with the failure noted, when there is none.
+bool EntryWalk::RunPlanHere(uint32_t number, RecordKind kind, void* record) {
   AbbrevEntry* entry = BeginEntry(&detour_, number);
-  if (entry != nullptr) {
-    RunPlan(&detour_, entry, kind, record);
-    detour_.Charge(detour_.Offset() - (number - entryBase_));
+  if (entry == nullptr) {
+    return false;
   }
-  if (!isHere) {
-    TakeHand(hand);
+  RunPlan(&detour_, entry, kind, record);
+  detour_.Charge(detour_.Offset() - (number - entryBase_));
+  return true;
+}
+
+// The same for an entry of any unit.
+bool EntryWalk::RunPlanAt(uint32_t number, RecordKind kind, void* record) {
+  if (number >= place_->start && number < place_->end) {
+    return RunPlanHere(number, kind, record);
   }
-  return entry != nullptr;
+  const UnitInHand hand = Hand();
+  const UnitPlace* place = build_->units.UnitOf(number);
+  if (place == nullptr) {
+    info_.Fail("a reference to 0x%X leads to no unit", static_cast<unsigned>(number));
+    return false;
+  }
+  if (!EnterUnit(*place)) {
+    return false;
+  }
+  const bool isRun = RunPlanHere(number, kind, record);
+  TakeHand(hand);
+  return isRun;
 }
