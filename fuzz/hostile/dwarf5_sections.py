@@ -55,11 +55,11 @@ def compressed(f, size):
 
 def tables(f, size, pairs, entry, text, shared=False):
     """A program of version 5 whose table of files is most of the file."""
-    count = (size // (20 if shared else 1) - 600 - len(text)) // max(len(entry), 1)
+    count = max((size // (20 if shared else 1) - 600 - len(text)) // max(len(entry), 1), 1)
     machine = bytes([1, 1, 1, 1, 1, 10, 0, 1, 1, 1, 1, 0, 0, 0, 1])
     table = bytes([len(pairs)]) + b"".join(uleb(content) + uleb(form) for content, form in pairs)
     body = machine + table + uleb(count) + entry * count + table + uleb(count) + entry * count
-    rows = b"".join(b"\4" + uleb(i % count) + COPY for i in range(300)) if count else b""
+    rows = b"".join(b"\4" + uleb(i % count) + COPY for i in range(300))
     program = f.u16(5) + b"\4\0" + f.u32(len(body)) + body + f.set_address(0x100) + rows + END
     info = f.unit_by(5, b"\1" + f.u32(0) + b"\0")
     lines = Section(".debug_line", f.u32(len(program)) + program)
