@@ -1,4 +1,6 @@
 // Qualified names: what encloses an entry, in front of its own name.
+#include <algorithm>
+
 #include "dwarf2/entries/entry_walk.h"
 
 namespace {
@@ -47,9 +49,9 @@ char* EntryWalk::Qualified(char* name, const char* scope) {
   if (text == nullptr) {
     return name;
   }
-  std::memcpy(text, scope, scopeLength);
-  std::memcpy(text + scopeLength, SEPARATOR, SEPARATOR_LENGTH);
-  std::memcpy(text + scopeLength + SEPARATOR_LENGTH, name, length);
+  char* end = std::copy_n(scope, scopeLength, text);
+  end = std::copy_n(SEPARATOR, SEPARATOR_LENGTH, end);
+  std::copy_n(name, length, end);
   return text;
 }
 

@@ -12,8 +12,9 @@ void ScopeNames::Empty() {
 bool ScopeNames::BeginUnit(uint32_t start) {
   const uint32_t number = units_.Count();
   current_ = NONE;
-  return units_.Push({start, scopes_.Count(), scopes_.Count()}) &&
-         unitsByStart_.Insert(start, reinterpret_cast<void*>(uintptr_t{number} + 1));
+  // A number serves as a record, since units move when there are more of them.
+  auto* record = reinterpret_cast<void*>(uintptr_t{number} + 1);  // NOLINT(performance-no-int-to-ptr)
+  return units_.Push({start, scopes_.Count(), scopes_.Count()}) && unitsByStart_.Insert(start, record);
 }
 
 const ScopeNames::Unit* ScopeNames::FindUnit(uint32_t start) const {
