@@ -62,7 +62,7 @@ void ReadBases(Cursor* cursor, const AbbrevAttribute* attributes, uint32_t count
   for (uint32_t i = 0; i < count && !cursor->failure(); ++i) {
     uint32_t* base = BaseOf(attributes[i].attribute, unit);
     if (base == nullptr) {
-      values->Skip(cursor, attributes[i].form, forms);
+      FormValues::Skip(cursor, attributes[i].form, forms);
       continue;
     }
     const AttributeValue value = values->Read(cursor, attributes[i].form, attributes[i].value, forms);
