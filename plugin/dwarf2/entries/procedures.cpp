@@ -147,10 +147,12 @@ DescVar* EntryWalk::ReadPublishedVariable(AbbrevEntry* entry, uint32_t* origin) 
     blank.type = build_->undefinedType;
     *origin = Complete(RecordKind::variable, variable, blank);
   }
-  if (entry->tag == DW_TAG_member) {
-    AddBitField(variable);
-  } else {
-    AddConstant(variable);
+  if (hasFacts_) {
+    if (entry->tag == DW_TAG_member) {
+      AddBitField(variable);
+    } else {
+      AddConstant(variable);
+    }
   }
   SkipChildren(entry);
   return variable;
