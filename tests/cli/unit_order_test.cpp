@@ -20,8 +20,10 @@ std::string TextOf(size_t unit, size_t write) { return std::to_string(unit) + ".
 // Works on all units with four threads; `each` may throw.
 template <typename Each>
 void Work(UnitOrder& order, Each each) {
+  constexpr size_t count = 4;
   std::vector<std::thread> threads;
-  for (int i = 0; i < 4; i++) {
+  threads.reserve(count);
+  for (size_t i = 0; i < count; i++) {
     threads.emplace_back([&] {
       try {
         for (size_t unit = 0; order.Take(unit); order.End(unit)) each(unit);

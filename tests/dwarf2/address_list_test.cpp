@@ -133,7 +133,7 @@ TEST(AddressList, EntriesByKind) {
     for (const ByteOrder order : bothOrders) {
       for (const uint8_t offsetSize : {uint8_t{4}, uint8_t{8}}) {
         // In front of the table of two offsets, the count of them.
-        Bytes table = Bytes().pad(8).u32(2).number(99, offsetSize).number(2 * offsetSize, offsetSize);
+        Bytes table = Bytes().pad(8).u32(2).number(99, offsetSize).number(uint64_t{2} * offsetSize, offsetSize);
         Lists lists(ElfFile(order)
                         .section(".debug_addr", section)
                         .section(".debug_rnglists", Bytes(table).append(closed).append(fact.entries)));
