@@ -254,11 +254,12 @@ TEST_F(NameIndexes, OfVersion5InOneFileAfterTheOther) {
       const ElfFile file = Dwarf2File(ByteOrder::big, unit, WithEntries("b", "b.c", 1))
                                .section(".debug_names", DebugNames(unit, {{"f", DW_TAG_subprogram, 0}}, 4, false))
                                .section(".debug_str", Bytes().label("f").text("f"));
+      const std::string whole = std::string(name).append("::").append(name);
       for (int i = 0; i < 2; ++i) {
         ListsOf(file);  // and once more without a fill between
-        EXPECT_EQ(ListsOf(file)[0], Texts{name + "::" + name});
+        EXPECT_EQ(ListsOf(file)[0], Texts{whole});
         EXPECT_EQ(loader.Extend(table.Modules(), SYM_LOAD_ALL), 1);
-        EXPECT_EQ(table.Modules()->procs->name, name + "::" + name);
+        EXPECT_EQ(table.Modules()->procs->name, whole);
       }
     }
   }

@@ -98,11 +98,13 @@ Bytes AllOperations(uint32_t referenceSize) {
                                                                                           {0xE0, 0xE0, 0},
                                                                                           {0xF0, 0xF0, 0},
                                                                                           {0xFA, 0xFA, 4}}) {
-    for (int code = first; code <= last; ++code)
+    for (int code = first; code <= last; ++code) {
       all.u8(static_cast<uint8_t>(code)).pad(static_cast<uint32_t>(size), 0xA1);
+    }
   }
-  for (const int code : {0x10, 0x11, 0x23, 0x90, 0x91, 0x93, 0xA8, 0xA9, 0xF7, 0xF9})
+  for (const int code : {0x10, 0x11, 0x23, 0x90, 0x91, 0x93, 0xA8, 0xA9, 0xF7, 0xF9}) {
     all.u8(static_cast<uint8_t>(code)).append(leb);
+  }
   for (int code = 0x70; code <= 0x8F; ++code) all.u8(static_cast<uint8_t>(code)).append(leb);
   for (const int code : {0x92, 0x9D, 0xA5, 0xF5}) all.u8(static_cast<uint8_t>(code)).append(leb).append(leb);
   for (const int code : {0xA6, 0xA7, 0xF6}) all.u8(static_cast<uint8_t>(code)).u8(0xA1).append(leb);
