@@ -255,10 +255,21 @@ class ArgumentOrder {
     return found.empty() ? nullptr : found[0];
   }
 
+  // CLI11's own search ends the program when memory fails.
+  static const CLI::Option* FindIn(const CLI::App& app, const std::string& name) {
+    const bool isLong = name.starts_with("--");
+    for (const CLI::Option* option : app.get_options()) {
+      const std::vector<std::string>& names = isLong ? option->get_lnames() : option->get_snames();
+      const std::string_view wanted = std::string_view(name).substr(isLong ? 2 : 1);
+      if (std::find(names.begin(), names.end(), wanted) != names.end()) return option;
+    }
+    return nullptr;
+  }
+
   // Of a command, or shared by all.
   const CLI::Option* Find(const std::string& name, const CLI::App* command) const {
-    const CLI::Option* option = command != nullptr ? command->get_option_no_throw(name) : nullptr;
-    return option != nullptr ? option : line_.get_option_no_throw(name);
+    const CLI::Option* option = command != nullptr ? FindIn(*command, name) : nullptr;
+    return option != nullptr ? option : FindIn(line_, name);
   }
 
   const CLI::Option* FindAnywhere(const std::string& name) const {

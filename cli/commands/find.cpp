@@ -54,10 +54,10 @@ void WriteResult(JsonWriter& json, const std::string& what, const Result& result
 
 void WriteResult(Output& out, const Session& session, const std::string& what, const Result& result) {
   if (result.found) {
-    out.Print("{:<32}  unit {:>4}  {}\n", PrintableName(what.c_str()), result.module,
+    out.Print("{:<32}  unit {:>4}  {}\n", PrintableName(what), result.module,
               PrintableName(session.Modules()[result.module]->name));
   } else {
-    out.Print("{:<32}  not found\n", PrintableName(what.c_str()));
+    out.Print("{:<32}  not found\n", PrintableName(what));
   }
 }
 

@@ -110,7 +110,7 @@ void WriteTables(const ElfTables& tables, const Palette& paint, Output& out) {
   for (const ElfSection& section : tables.sections) {
     out.Print("{:>8}  {:<10}  0x{:08X}  {:>8}  {:>8}  {:<5}  {}{}\n", number++, TypeName(sectionTypes, section.type),
               section.addr, section.offset, section.size, FlagLetters(section.flags, "wax"),
-              PrintableName(std::string(section.name).c_str()), section.nameIsCut ? "..." : "");
+              PrintableName(section.name), section.nameIsCut ? "..." : "");
   }
   if (!tables.damage.empty()) out.Put('\n');
   for (const std::string& what : tables.damage) out.Print("damaged: {}\n", what);
@@ -131,8 +131,7 @@ void WriteText(const FileInfo& info, const Options& options, Output& out) {
   line("rules", RulesName(info.rules));
   const char* title = "producers";
   for (const auto& [producer, count] : info.units.producers) {
-    line(title,
-         fmt::format("{} ({})", producer.empty() ? "not said" : PrintableName(producer.c_str()), UnitCount(count)));
+    line(title, fmt::format("{} ({})", producer.empty() ? "not said" : PrintableName(producer), UnitCount(count)));
     title = "";
   }
   line("indexes", info.indexes.empty() ? "none" : fmt::format("{}", fmt::join(info.indexes, ", ")));

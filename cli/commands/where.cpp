@@ -26,7 +26,7 @@ class Surroundings {
     if (!tables_->missing.empty()) return "not found";
     for (const ElfSection& section : tables_->sections) {
       if ((section.flags & allocated) == 0 || address - section.addr >= section.size) continue;
-      const std::string name = PrintableName(std::string(section.name).c_str());
+      const std::string name = PrintableName(section.name);
       return fmt::format("{}+0x{:X}, in no unit", name, address - section.addr);
     }
     return tables_->sections.empty() ? "not found" : "not in any section";
@@ -122,7 +122,7 @@ ExitStatus RunWhere(Session& session, const Options& options, Output& out) {
   return AnswerAll(InputWords::blanks, session, options, out, built, [&](const std::string& what, JsonWriter* json) {
     uint32_t address = 0;
     if (!ParseAddress(what, AddressBase::hexadecimal, address)) {  // of standard input
-      if (json == nullptr) out.Print("{:<10}  not a 32-bit address\n", PrintableName(what.c_str()));
+      if (json == nullptr) out.Print("{:<10}  not a 32-bit address\n", PrintableName(what));
       if (json != nullptr) WriteNoAddress(*json, what);
       return false;
     }

@@ -12,6 +12,8 @@ namespace elfload {
 
 namespace {
 
+constexpr size_t longestName = 1000;  // characters
+
 // Lead bytes with the range of the byte that follows them; all further bytes are 0x80 to 0xBF.
 struct LeadRow {
   uint8_t first, last;      // lead bytes
@@ -123,11 +125,13 @@ std::string Printable(std::string_view text) {
   return Escaped(text, text.size());
 }
 
+std::string PrintableName(std::string_view name) {
+  return Escaped(name, longestName);
+}
+
 std::string PrintableName(const char* name) {
-  constexpr size_t most = 1000;  // characters
-  constexpr size_t longest = 4;  // bytes of a character
-  const size_t size = name != nullptr ? strnlen(name, (most + 1) * longest) : 0;
-  return Escaped(std::string_view(name != nullptr ? name : "", size), most);
+  constexpr size_t enough = (longestName + 1) * 4;  // bytes, of the longest characters
+  return name != nullptr ? PrintableName(std::string_view(name, strnlen(name, enough))) : "";
 }
 
 }  // namespace elfload

@@ -18,6 +18,7 @@ std::string WidenToUtf8(std::string_view text);
 std::string Printable(std::string_view text);
 
 // A name in a table: Printable, and dots after the first 1,000 characters. Null is the empty name.
+std::string PrintableName(std::string_view name);
 std::string PrintableName(const char* name);
 
 }  // namespace elfload
