@@ -5,6 +5,7 @@
 #include "commands/commands.h"
 #include "terminal/platform.h"
 #include "terminal/standard_error.h"
+#include "terminal/utf8.h"
 
 int main(int count, char** arguments) {
   using namespace elfload;
@@ -22,7 +23,7 @@ int main(int count, char** arguments) {
   } catch (const std::bad_alloc&) {
     Complain("out of memory");
   } catch (const std::exception& error) {
-    Complain("{}", error.what());
+    Complain("{}", Printable(error.what()));
   }
   if (file != nullptr && std::fclose(file) != 0) status = EXIT_REFUSED;
   return status;

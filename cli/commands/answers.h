@@ -1,16 +1,36 @@
 // The answers to a list of questions, one after the other: lines of text, or a document of `results`.
 #pragma once
 
+#include <algorithm>
+#include <iostream>
+#include <string>
+#include <string_view>
+
 #include "commands/commands.h"
 #include "json/session_json.h"
 
 namespace elfload {
 
-// `answer(question, json)` writes an answer, as text where `json` is null, and returns whether there is one. `built` is
-// the result of Build.
-template <typename Questions, typename Answer>
-ExitStatus AnswerAll(const Questions& questions, Session& session, const Options& options, Output& out, int built,
-                     Answer answer) {
+// Words that follow each other in standard input: parted by blanks, or one a line, where a name may have blanks.
+enum class InputWords : uint8_t { blanks, lines };
+
+// Calls `use` with each word of a line, without the blanks around it.
+template <typename Use>
+void ForEachWord(std::string_view line, InputWords kind, Use use) {
+  constexpr std::string_view blanks = " \t\r\n\f\v";
+  for (size_t at = 0; (at = line.find_first_not_of(blanks, at)) != std::string_view::npos;) {
+    const size_t end = kind == InputWords::blanks ? std::min(line.find_first_of(blanks, at), line.size())
+                                                  : line.find_last_not_of(blanks) + 1;
+    use(std::string(line.substr(at, end - at)));
+    at = end;
+  }
+}
+
+// Answers the words of the command line, and those of standard input where one of them is "-": there the answers of a
+// line are written before the next line is read. `answer(word, json)` writes an answer, as text where `json` is null,
+// and returns whether there is one. `built` is the result of Build.
+template <typename Answer>
+ExitStatus AnswerAll(InputWords kind, Session& session, const Options& options, Output& out, int built, Answer answer) {
   JsonWriter json(out);
   if (options.json) {
     json.BeginObject();
@@ -20,9 +40,19 @@ ExitStatus AnswerAll(const Questions& questions, Session& session, const Options
     json.Key("results"), json.BeginArray();
   }
   bool allFound = true;
-  for (const auto& question : questions) {
-    if (!answer(question, options.json ? &json : nullptr)) allFound = false;
+  const auto answerWord = [&](const std::string& word) {
+    if (!answer(word, options.json ? &json : nullptr)) allFound = false;
     if (options.json) json.NewLine();
+  };
+  for (const std::string& what : options.what) {
+    if (what != standardInput) {
+      answerWord(what);
+      continue;
+    }
+    for (std::string line; !out.failed() && std::getline(std::cin, line);) {
+      ForEachWord(line, kind, answerWord);
+      out.Flush();
+    }
   }
   if (options.json) {
     json.EndArray();

@@ -2,9 +2,12 @@
 #include "commands/command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
 #include <map>
 #include <sstream>
+
+#include "text/nearest_name.h"
 
 namespace elfload {
 
@@ -40,7 +43,7 @@ std::string MainFooter() {
   for (const CommandRow& row : commandRows) text += std::string("  ") + row.example + "\n";
   return text +
          "\nExit status: 0 done; 1 refused, partly corrupt or not found; 2 wrong command line.\n"
-         "`elfload COMMAND --help` shows the options of a command.";
+         "`elfload help COMMAND` shows the options of a command.";
 }
 
 // Lets an option take words instead of numbers.
@@ -88,6 +91,7 @@ void AddSharedOptions(CLI::App& line, Options& options) {
                   "how to answer message boxes without a terminal: ok (the default) or cancel")
       ->transform(Choice({{"ok", 0}, {"cancel", 1}}))
       ->type_name("ANSWER");
+  line.set_version_flag("-V,--version", "", "show the versions of program and loader");
   line.add_flag("-v,--verbose", options.verbose, "say on standard error which units were filled, and why");
 }
 
@@ -149,10 +153,16 @@ void AddCommands(CLI::App& line, Options& options) {
   find->add_option("--kind", options.kind, "what to search: all, code or data")
       ->transform(Choice({{"all", FIND_ALL}, {"code", FIND_CODE}, {"data", FIND_DATA}}))
       ->type_name("KIND");
-  find->add_option("WHAT", options.what, "names, or addresses when they start with a digit")->required()->type_name("");
+  find->add_option("WHAT", options.what, "names, or addresses when they start with a digit; - reads a name a line")
+      ->required()
+      ->type_name("");
 
   CLI::App* where = AddFileCommand(line, options, Command::where);
-  where->add_option("ADDRESS", options.what, "decimal, or hexadecimal after 0x")->required()->type_name("");
+  where
+      ->add_option("ADDRESS", options.what,
+                   "hexadecimal: 8010, 0x8010, 8010h or $8010; - reads them from standard input")
+      ->required()
+      ->type_name("");
 
   CLI::App* section = AddFileCommand(line, options, Command::section);
   section->add_option("NAME", options.section, "name of the section")->required()->type_name("");
@@ -167,25 +177,155 @@ void AddCommands(CLI::App& line, Options& options) {
   AddCommand(line, options, Command::version);
 }
 
+// Puts the arguments in the order that CLI11 wants, which takes the options of a command after the command alone, and
+// says what is mistyped.
+class ArgumentOrder {
+ public:
+  explicit ArgumentOrder(const CLI::App& line) : line_(line) {}
+
+  // The command with all arguments after it. Without a command they stay as they are.
+  std::vector<std::string> Sort(int count, const char* const* arguments) {
+    std::vector<std::string> sorted;
+    bool isValue = false;
+    bool isAfterCommand = false;
+    bool areOptions = true;
+    for (int i = 1; i < count; i++) {
+      const std::string word = arguments[i];
+      const bool isOption = areOptions && !isValue && word.size() > 1 && word[0] == '-';
+      if (isOption) {
+        areOptions = word != "--";
+        options_.push_back(NameOf(word));
+        isValue = areOptions && TakesNext(word);
+      } else if (!isValue && !isAfterCommand) {
+        isAfterCommand = true;
+        if (word == "help") {
+          isHelp_ = true;
+          isAfterCommand = !isHelp_;  // the command is the next word
+          continue;
+        }
+        command_ = word;
+        sorted.insert(sorted.begin(), word);
+        continue;
+      } else {
+        isValue = false;
+      }
+      sorted.push_back(word);
+    }
+    if (isHelp_)
+      return command_.empty() ? std::vector<std::string>{"--help"} : std::vector{command_, std::string("--help")};
+    return sorted;
+  }
+
+  // What is wrong with the words; empty when all are known.
+  std::string Mistake() const {
+    const CLI::App* command = FindCommand(command_);
+    if (command == nullptr && !command_.empty()) {
+      NearestName nearest(command_);
+      for (const CommandRow& row : commandRows) nearest.Offer(row.name);
+      nearest.Offer("help");
+      return "no command '" + command_ + "'" + nearest.Question("; `elfload --help` lists the commands");
+    }
+    for (const std::string& option : options_) {
+      if (option == "--" || Find(option, command) != nullptr) continue;
+      if (FindAnywhere(option) == nullptr) {
+        return "no option '" + option + "'" + NearestOption(option, command).Question();
+      }
+      return command != nullptr ? "'" + option + "' is no option of " + command_ : "a command is missing";
+    }
+    return "";
+  }
+
+ private:
+  // "--name" of "--name=value", "-n" of "-nvalue".
+  static std::string NameOf(const std::string& word) {
+    return word[1] == '-' ? word.substr(0, word.find('=')) : word.substr(0, 2);
+  }
+
+  static bool IsValueApart(const std::string& word) {
+    return word[1] == '-' ? word.find('=') == std::string::npos : word.size() == 2;
+  }
+
+  bool TakesNext(const std::string& word) const {
+    const CLI::Option* option = FindAnywhere(NameOf(word));
+    return option != nullptr && option->get_items_expected_min() > 0 && IsValueApart(word);
+  }
+
+  const CLI::App* FindCommand(const std::string& name) const {
+    const auto found = line_.get_subcommands([&name](const CLI::App* command) { return command->get_name() == name; });
+    return found.empty() ? nullptr : found[0];
+  }
+
+  // CLI11's own search ends the program when memory fails.
+  static const CLI::Option* FindIn(const CLI::App& app, const std::string& name) {
+    const bool isLong = name.starts_with("--");
+    for (const CLI::Option* option : app.get_options()) {
+      const std::vector<std::string>& names = isLong ? option->get_lnames() : option->get_snames();
+      const std::string_view wanted = std::string_view(name).substr(isLong ? 2 : 1);
+      if (std::find(names.begin(), names.end(), wanted) != names.end()) return option;
+    }
+    return nullptr;
+  }
+
+  // Of a command, or shared by all.
+  const CLI::Option* Find(const std::string& name, const CLI::App* command) const {
+    const CLI::Option* option = command != nullptr ? FindIn(*command, name) : nullptr;
+    return option != nullptr ? option : FindIn(line_, name);
+  }
+
+  const CLI::Option* FindAnywhere(const std::string& name) const {
+    for (const CommandRow& row : commandRows) {
+      if (const CLI::Option* option = Find(name, FindCommand(row.name))) return option;
+    }
+    return nullptr;
+  }
+
+  NearestName NearestOption(const std::string& word, const CLI::App* command) const {
+    NearestName nearest(word);
+    for (const CLI::App* app : {command, &line_}) {
+      if (app == nullptr) continue;
+      for (const CLI::Option* option : app->get_options()) {
+        for (const std::string& name : option->get_lnames()) nearest.Offer("--" + name);
+      }
+    }
+    return nearest;
+  }
+
+  const CLI::App& line_;
+  std::string command_;
+  bool isHelp_ = false;
+  std::vector<std::string> options_;  // names of all that were given
+};
+
 // What CLI11 cannot check by itself. Empty when all is well.
 std::string CheckValues(Options& options) {
   if (options.command == Command::load) return CheckLoadOptions(options.load);
   if (options.command != Command::find && options.command != Command::where) return "";
   for (const std::string& what : options.what) {
-    const bool isAddress = options.command == Command::where || (what[0] >= '0' && what[0] <= '9');
+    if (what == standardInput) continue;
     uint32_t address = 0;
-    if (what.empty() || (isAddress && !ParseAddress(what, address))) return "'" + what + "' is not a 32-bit address";
-    if (options.command == Command::where) options.addresses.push_back(address);
+    const bool isSound = options.command == Command::where
+                             ? ParseAddress(what, AddressBase::hexadecimal, address)
+                             : !what.empty() && (!IsAddress(what) || ParseAddress(what, AddressBase::decimal, address));
+    if (!isSound) return "'" + what + "' is not a 32-bit address";
   }
   return "";
 }
 
 }  // namespace
 
-bool ParseAddress(const std::string& text, uint32_t& address) {
-  const bool isHex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+bool ParseAddress(std::string_view text, AddressBase unmarked, uint32_t& address) {
+  int base = 16;
+  if (text.starts_with("0x") || text.starts_with("0X")) {
+    text.remove_prefix(2);
+  } else if (text.starts_with("$")) {
+    text.remove_prefix(1);
+  } else if (text.ends_with("h") || text.ends_with("H")) {
+    text.remove_suffix(1);
+  } else {
+    base = static_cast<int>(unmarked);
+  }
   const char* end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data() + (isHex ? 2 : 0), end, address, isHex ? 16 : 10);
+  const auto [stop, error] = std::from_chars(text.data(), end, address, base);
   return error == std::errc() && stop == end;
 }
 
@@ -197,15 +337,24 @@ std::optional<LineResult> ParseCommandLine(int count, const char* const* argumen
   line.footer(MainFooter());
   AddSharedOptions(line, options);
   AddCommands(line, options);
+  ArgumentOrder order(line);
+  std::vector<std::string> words = order.Sort(count, arguments);
+  if (const std::string mistake = order.Mistake(); !mistake.empty()) return LineResult{EXIT_WRONG_LINE, mistake};
+  std::reverse(words.begin(), words.end());  // as CLI11 takes them
   try {
-    line.parse(count, arguments);
-  } catch (const CLI::ParseError& error) {
+    line.parse(words);
+  } catch (const CLI::CallForVersion&) {
+    options.command = Command::version;
+    return std::nullopt;
+  } catch (const CLI::Success& help) {
     std::ostringstream text;
-    const int code = line.exit(error, text, text);
-    return LineResult{code == 0 ? EXIT_DONE : EXIT_WRONG_LINE, text.str()};
+    line.exit(help, text, text);
+    return LineResult{EXIT_DONE, text.str()};
+  } catch (const CLI::ParseError& error) {
+    return LineResult{EXIT_WRONG_LINE, error.what()};
   }
   const std::string wrong = line.get_subcommands().empty() ? "a command is missing" : CheckValues(options);
-  if (!wrong.empty()) return LineResult{EXIT_WRONG_LINE, wrong + "\nRun with --help for more information.\n"};
+  if (!wrong.empty()) return LineResult{EXIT_WRONG_LINE, wrong};
   return std::nullopt;
 }
 

@@ -11,7 +11,7 @@ namespace elfload {
 // What a command line that runs no command leads to.
 struct LineResult {
   ExitStatus status;
-  std::string text;  // for standard output when the status is EXIT_DONE (help), else for standard error
+  std::string text;  // help when the status is EXIT_DONE, else what is wrong, with the user's words as they are
 };
 
 // Fills `options`, or returns what is wrong with the line or the help that it asked for.

@@ -13,6 +13,7 @@
 #include "session/fill_team.h"
 #include "terminal/standard_error.h"
 #include "terminal/utf8.h"
+#include "text/nearest_name.h"
 #include "text/record_text.h"
 
 namespace elfload {
@@ -31,6 +32,16 @@ bool IsAsked(const DescModule* module, size_t index, const std::string& which) {
   return std::strcmp(which.c_str(), module->name) == 0;  // reads no more of a long name than it must
 }
 
+void ComplainOfUnit(const Session& session, const std::string& which) {
+  NearestName nearest(which);
+  size_t number = 0;
+  if (!ParseIndex(which, number)) {
+    for (const DescModule* module : session.Modules())
+      nearest.Offer({module->name, strnlen(module->name, which.size() + 4)});
+  }
+  Complain("no unit {}{}", Printable(which), nearest.Question("; `elfload modules` lists the units"));
+}
+
 // Indexes of the units to write, in list order. False, with a line on standard error, when something asked for is not
 // there.
 bool SelectModules(const Session& session, const Options& options, std::vector<size_t>& indexes) {
@@ -44,7 +55,7 @@ bool SelectModules(const Session& session, const Options& options, std::vector<s
       selected[i] = true;
       found = true;
     }
-    if (!found) Complain("no unit {}; `elfload modules` lists the units", Printable(which));
+    if (!found) ComplainOfUnit(session, which);
     allFound = allFound && found;
   }
   for (size_t i = 0; i < selected.size(); i++) {

@@ -27,7 +27,8 @@ class Finder {
     if (session_.Modules().empty()) return result;
     uint32_t address = 0;
     DescModule* module = nullptr;
-    result.isAddress = what[0] >= '0' && what[0] <= '9' && ParseAddress(what, address);
+    result.isAddress = IsAddress(what) && ParseAddress(what, AddressBase::decimal, address);
+    if (what.find('\0') != std::string::npos) return result;  // no name has one
     result.found =
         result.isAddress ? session_.FindAddress(address, kind_, module) : session_.FindName(what, kind_, module);
     if (result.found) result.module = session_.IndexOf(module);
@@ -53,10 +54,10 @@ void WriteResult(JsonWriter& json, const std::string& what, const Result& result
 
 void WriteResult(Output& out, const Session& session, const std::string& what, const Result& result) {
   if (result.found) {
-    out.Print("{:<32}  unit {:>4}  {}\n", Printable(what), result.module,
-              Printable(session.Modules()[result.module]->name));
+    out.Print("{:<32}  unit {:>4}  {}\n", PrintableName(what), result.module,
+              PrintableName(session.Modules()[result.module]->name));
   } else {
-    out.Print("{:<32}  not found\n", Printable(what));
+    out.Print("{:<32}  not found\n", PrintableName(what));
   }
 }
 
@@ -74,7 +75,7 @@ void PrintFilled(const Session& session, FindKind kind, const std::string& what,
 ExitStatus RunFind(Session& session, const Options& options, Output& out) {
   const int built = session.Open() != 0 ? session.Build() : 0;
   Finder finder(session, options.kind);
-  return AnswerAll(options.what, session, options, out, built, [&](const std::string& what, JsonWriter* json) {
+  return AnswerAll(InputWords::lines, session, options, out, built, [&](const std::string& what, JsonWriter* json) {
     const Result result = finder.Find(what);
     if (options.verbose) PrintFilled(session, options.kind, what, result);
     if (json != nullptr) {

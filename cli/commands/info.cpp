@@ -109,8 +109,8 @@ void WriteTables(const ElfTables& tables, const Palette& paint, Output& out) {
   number = 1;
   for (const ElfSection& section : tables.sections) {
     out.Print("{:>8}  {:<10}  0x{:08X}  {:>8}  {:>8}  {:<5}  {}{}\n", number++, TypeName(sectionTypes, section.type),
-              section.addr, section.offset, section.size, FlagLetters(section.flags, "wax"), Printable(section.name),
-              section.nameIsCut ? "..." : "");
+              section.addr, section.offset, section.size, FlagLetters(section.flags, "wax"),
+              PrintableName(section.name), section.nameIsCut ? "..." : "");
   }
   if (!tables.damage.empty()) out.Put('\n');
   for (const std::string& what : tables.damage) out.Print("damaged: {}\n", what);
@@ -124,19 +124,19 @@ void WriteText(const FileInfo& info, const Options& options, Output& out) {
   const bool isKnown = info.known != 0;
   line("file", Printable(options.file));
   line("processor",
-       isKnown ? info.processor : fmt::format("not known to the loader (e_machine {})", info.state.machine));
+       isKnown ? Printable(info.processor) : fmt::format("not known to the loader (e_machine {})", info.state.machine));
   line("entry", fmt::format("0x{:08X}", info.entry));
   line("byte order", info.state.littleEndian ? "little-endian" : "big-endian");
   line("debug format", FormatText(info));
   line("rules", RulesName(info.rules));
   const char* title = "producers";
   for (const auto& [producer, count] : info.units.producers) {
-    line(title, fmt::format("{} ({})", producer.empty() ? "not said" : Printable(producer), UnitCount(count)));
+    line(title, fmt::format("{} ({})", producer.empty() ? "not said" : PrintableName(producer), UnitCount(count)));
     title = "";
   }
   line("indexes", info.indexes.empty() ? "none" : fmt::format("{}", fmt::join(info.indexes, ", ")));
   line("note value", fmt::format("{}", info.state.noteValue));
-  line("note text", info.state.noteText != nullptr ? Printable(info.state.noteText) : "none");
+  line("note text", info.state.noteText != nullptr ? PrintableName(info.state.noteText) : "none");
   if (info.tables.missing.empty()) WriteTables(info.tables, paint, out);
 }
 

@@ -18,7 +18,8 @@ constexpr size_t widestName = 1024;  // characters that every line is padded to;
 void WriteText(const Session& session, const Options& options, Output& out) {
   const Palette paint(options.color, out);
   size_t nameWidth = 4;
-  for (const DescModule* module : session.Modules()) nameWidth = std::max(nameWidth, Printable(module->name).size());
+  for (const DescModule* module : session.Modules())
+    nameWidth = std::max(nameWidth, PrintableName(module->name).size());
   nameWidth = std::min(nameWidth, widestName);
   out.Write(paint(Paint::heading, fmt::format("{:>5}  {:<{}}  {:<22}  {:<8}  {:>6}  {:>6}  {}", "unit", "name",
                                               nameWidth, "range", "language", "names", "ranges", "directory")));
@@ -27,10 +28,10 @@ void WriteText(const Session& session, const Options& options, Output& out) {
   for (const DescModule* module : session.Modules()) {
     const std::string range = module->hasRange != 0 ? RangeText(module->lowPc, module->highPc) : "-";
     out.Print("{:>5}  {}  {}  {:<8}  {:>6}  {:>6}  {}\n", index++,
-              paint(Paint::name, fmt::format("{:<{}}", Printable(module->name), nameWidth)),
+              paint(Paint::name, fmt::format("{:<{}}", PrintableName(module->name), nameWidth)),
               paint(Paint::address, fmt::format("{:<22}", range)), LanguageName(module->language),
               CountRecords(module->ext->globalNames), CountRecords(module->ext->addrRanges),
-              Printable(module->directory));
+              PrintableName(module->directory));
   }
 }
 

@@ -4,6 +4,7 @@
 #include "tarnixcore/text.h"
 #include "terminal/platform.h"
 #include "terminal/standard_error.h"
+#include "terminal/utf8.h"
 
 namespace elfload {
 
@@ -28,7 +29,7 @@ ExitStatus RunCommandLine(int count, const char* const* arguments, Output& out) 
     if (result->status == EXIT_DONE) {
       out.Write(result->text);
     } else {
-      Complain("{}", result->text.substr(0, result->text.find_last_not_of('\n') + 1));
+      Complain("{}\nRun with --help for more information.", Printable(result->text));
     }
     return result->status;
   }

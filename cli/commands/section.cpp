@@ -10,13 +10,28 @@
 
 #include "commands/commands.h"
 #include "loader/elf_loader.h"
+#include "session/elf_tables.h"
 #include "session/open_failure.h"
 #include "terminal/standard_error.h"
 #include "terminal/utf8.h"
+#include "text/nearest_name.h"
 
 namespace elfload {
 
 namespace {
+
+void ComplainOfSection(const Options& options) {
+  const ElfTables tables = ReadElfTables(FoundPath(options.file));
+  NearestName nearest(options.section);
+  for (const ElfSection& section : tables.sections) {
+    if (section.name == options.section) {
+      Complain("section {} has no bytes in the file", Printable(options.section));
+      return;
+    }
+    nearest.Offer(section.name);
+  }
+  Complain("no section {}{}", Printable(options.section), nearest.Question("; `elfload info` lists the sections"));
+}
 
 // Reads the section in two requests, size first. Empty, with a line on standard error, when there is nothing to read.
 std::vector<char> ReadSection(ObjFileLoader& loader, const Options& options) {
@@ -25,7 +40,7 @@ std::vector<char> ReadSection(ObjFileLoader& loader, const Options& options) {
   const std::string shown = Printable(options.section);
   Argument argument{name.data(), 0, nullptr};
   if (loader.Execute(REQUEST_SECTION_BY_NAME, &argument) == 0 || argument.size == 0) {
-    Complain("no section {}, or an empty one; `elfload info` lists the sections", shown);
+    ComplainOfSection(options);
     return {};
   }
   // A damaged header, or a section without bytes such as .bss, may claim any size.

@@ -2,7 +2,9 @@
 #include <fmt/format.h>
 
 #include "commands/answers.h"
+#include "session/elf_tables.h"
 #include "session/locator.h"
+#include "session/open_failure.h"
 #include "terminal/palette.h"
 #include "terminal/standard_error.h"
 #include "terminal/utf8.h"
@@ -11,7 +13,43 @@ namespace elfload {
 
 namespace {
 
-void WriteAnswer(JsonWriter& json, const Session& session, uint32_t address, const Place& answer) {
+constexpr uint32_t armMachine = 40;  // EM_ARM
+
+// Says where an address is that no unit has: in which section, if any.
+class Surroundings {
+ public:
+  // Reads the tables of the file when they are first needed.
+  explicit Surroundings(const std::string& file) : file_(file) {}
+
+  std::string Describe(uint32_t address) {
+    if (!tables_) tables_ = ReadElfTables(FoundPath(file_));
+    if (!tables_->missing.empty()) return "not found";
+    for (const ElfSection& section : tables_->sections) {
+      if ((section.flags & allocated) == 0 || address - section.addr >= section.size) continue;
+      const std::string name = PrintableName(section.name);
+      return fmt::format("{}+0x{:X}, in no unit", name, address - section.addr);
+    }
+    return tables_->sections.empty() ? "not found" : "not in any section";
+  }
+
+ private:
+  static constexpr uint32_t allocated = 2;  // SHF_ALLOC
+
+  const std::string& file_;
+  std::optional<ElfTables> tables_;
+};
+
+// A word of standard input that is no address.
+void WriteNoAddress(JsonWriter& json, const std::string& what) {
+  json.BeginObject();
+  json.Key("address"), json.Null();
+  json.Key("what"), json.Text(std::string_view(what));
+  json.Key("found"), json.Number(uint32_t{0});
+  json.EndObject();
+}
+
+// `code` is the address without marks of the processor.
+void WriteAnswer(JsonWriter& json, const Session& session, uint32_t address, uint32_t code, const Place& answer) {
   json.BeginObject();
   json.Key("address"), json.Number(address);
   json.Key("found"), json.Number(uint32_t{answer.module != nullptr});
@@ -25,7 +63,7 @@ void WriteAnswer(JsonWriter& json, const Session& session, uint32_t address, con
     json.Key("name"), json.Text(answer.proc->name);
     json.Key("lowPc"), json.Number(answer.proc->lowPc);
     json.Key("highPc"), json.Number(answer.proc->highPc);
-    json.Key("offset"), json.Number(address - answer.proc->lowPc);
+    json.Key("offset"), json.Number(code - answer.proc->lowPc);
     json.EndObject();
   } else {
     json.Null();
@@ -45,20 +83,16 @@ void WriteAnswer(JsonWriter& json, const Session& session, uint32_t address, con
   json.EndObject();
 }
 
-void WriteAnswer(Output& out, const Palette& paint, uint32_t address, const Place& answer) {
+void WriteAnswer(Output& out, const Palette& paint, uint32_t address, uint32_t code, const Place& answer) {
   out.Print("{}  ", paint(Paint::address, fmt::format("0x{:08X}", address)));
-  if (answer.module == nullptr) {
-    out.Write("not found\n");
-    return;
-  }
   std::string procedure = "?";
   if (answer.proc != nullptr) {
-    const std::string name = Printable(answer.proc->name);
-    procedure = fmt::format("{}+0x{:X}", name.empty() ? "?" : name, address - answer.proc->lowPc);
+    const std::string name = PrintableName(answer.proc->name);
+    procedure = fmt::format("{}+0x{:X}", name.empty() ? "?" : name, code - answer.proc->lowPc);
   }
-  const std::string unit = Printable(answer.module->name);
+  const std::string unit = PrintableName(answer.module->name);
   const std::string line =
-      answer.row ? fmt::format("{}:{}", Printable(answer.row->fileName), answer.row->line) : unit + ":?";
+      answer.row ? fmt::format("{}:{}", PrintableName(answer.row->fileName), answer.row->line) : unit + ":?";
   out.Print("{}  {}\n", paint(Paint::name, fmt::format("{:<32}", procedure)), line);
 }
 
@@ -78,16 +112,30 @@ void PrintDecision(const Session& session, uint32_t address, const Place& answer
 }  // namespace
 
 ExitStatus RunWhere(Session& session, const Options& options, Output& out) {
-  const int built = session.Open() != 0 ? session.Build() : 0;
+  const int opened = session.Open();
+  const int built = opened != 0 ? session.Build() : 0;
   const Palette paint(options.color, out);
   Locator locator(session);
-  return AnswerAll(options.addresses, session, options, out, built, [&](uint32_t address, JsonWriter* json) {
-    const Place answer = locator.Locate(address);
+  Surroundings surroundings(options.file);
+  // Bit 0 of an ARM address chooses the instruction set. The loader's own rules take it for a part of the address.
+  const bool hasMark = options.ArePublished() && session.State().machine == armMachine;
+  return AnswerAll(InputWords::blanks, session, options, out, built, [&](const std::string& what, JsonWriter* json) {
+    uint32_t address = 0;
+    if (!ParseAddress(what, AddressBase::hexadecimal, address)) {  // of standard input
+      if (json == nullptr) out.Print("{:<10}  not a 32-bit address\n", PrintableName(what));
+      if (json != nullptr) WriteNoAddress(*json, what);
+      return false;
+    }
+    const uint32_t code = hasMark ? address & ~1u : address;
+    const Place answer = locator.Locate(code);
     if (options.verbose) PrintDecision(session, address, answer);
     if (json != nullptr) {
-      WriteAnswer(*json, session, address, answer);
+      WriteAnswer(*json, session, address, code, answer);
+    } else if (answer.module != nullptr) {
+      WriteAnswer(out, paint, address, code, answer);
     } else {
-      WriteAnswer(out, paint, address, answer);
+      out.Print("{}  {}\n", paint(Paint::address, fmt::format("0x{:08X}", address)),
+                built != 0 ? surroundings.Describe(address) : "not found");
     }
     return answer.module != nullptr;
   });

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -36,8 +37,7 @@ struct Options {
   bool answerCancel = false;         // how message boxes are answered where nobody can be asked
   std::vector<std::string> modules;  // dump: index or name of each
   FindKind kind = FIND_ALL;          // find
-  std::vector<std::string> what;     // find: names and addresses
-  std::vector<uint32_t> addresses;   // where
+  std::vector<std::string> what;     // find: names and addresses; where: addresses; checked
   std::string section;               // section
   std::string outputFile;            // section; empty: standard output
   bool release = false;              // stats: release each unit once it is counted
@@ -54,7 +54,18 @@ struct Options {
   }
 };
 
-// An address as the user writes it: decimal, or hexadecimal after "0x". False for anything else and above 32 bits.
-bool ParseAddress(const std::string& text, uint32_t& address);
+// The word that has `find` and `where` read their words from standard input.
+constexpr std::string_view standardInput = "-";
+
+enum class AddressBase : uint8_t { decimal = 10, hexadecimal = 16 };
+
+// An address as the user writes it: 0x8010, $8010 and 8010h are hexadecimal, a number without a mark is of the base
+// `unmarked`. False for anything else and above 32 bits.
+bool ParseAddress(std::string_view text, AddressBase unmarked, uint32_t& address);
+
+// Whether `find` takes a word for an address.
+inline bool IsAddress(std::string_view word) {
+  return !word.empty() && word[0] >= '0' && word[0] <= '9';
+}
 
 }  // namespace elfload

@@ -19,7 +19,7 @@ void ModuleTable::ReleaseModules(DescModule* modules) {
 Session::Session(const Options& options, Output& out) : options_(options), messages_(out, options.answerCancel) {
   std::string error;
   loader_ = LoadComponent(options.plugin, error);
-  if (loader_ == nullptr) Complain("{}", error);
+  if (loader_ == nullptr) Complain("{}", Printable(error));
 }
 
 int Session::Answer(int result) const {

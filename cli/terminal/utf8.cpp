@@ -5,10 +5,14 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <iterator>
 
 namespace elfload {
 
 namespace {
+
+constexpr size_t longestName = 1000;  // characters
 
 // Lead bytes with the range of the byte that follows them; all further bytes are 0x80 to 0xBF.
 struct LeadRow {
@@ -35,19 +39,69 @@ const LeadRow* FindLeadRow(uint8_t lead) {
   return nullptr;
 }
 
+// Bytes of the character that `text` begins with; 0 when it is not valid.
+size_t CharacterSize(std::string_view text) {
+  const LeadRow* row = FindLeadRow(static_cast<uint8_t>(text[0]));
+  if (row == nullptr || row->trailing >= text.size()) return 0;
+  for (size_t at = 1; at <= row->trailing; at++) {
+    const auto byte = static_cast<uint8_t>(text[at]);
+    if (byte < (at == 1 ? row->lowest : 0x80) || byte > (at == 1 ? row->highest : 0xBF)) return 0;
+  }
+  return size_t{1} + row->trailing;
+}
+
+// The number of a valid character.
+uint32_t CodePoint(std::string_view character) {
+  const auto lead = static_cast<uint8_t>(character[0]);
+  if (character.size() == 1) return lead;
+  uint32_t code = lead & (0x7Fu >> character.size());
+  for (const char c : character.substr(1)) code = code << 6 | (static_cast<uint8_t>(c) & 0x3F);
+  return code;
+}
+
+// Characters that do something to a terminal, or to the order and the lines of the text after them.
+struct CodeRange {
+  uint32_t first, last;
+};
+constexpr CodeRange steeringRanges[] = {
+    {0x0000, 0x001F},  // C0
+    {0x007F, 0x009F},  // delete, C1
+    {0x061C, 0x061C},  // Arabic letter mark
+    {0x200E, 0x200F},  // left-to-right and right-to-left marks
+    {0x2028, 0x202E},  // separators of lines and paragraphs; embeddings, overrides
+    {0x2066, 0x2069},  // isolates
+};
+
+bool Steers(uint32_t code) {
+  return std::any_of(std::begin(steeringRanges), std::end(steeringRanges),
+                     [code](const CodeRange& range) { return code >= range.first && code <= range.last; });
+}
+
+// Up to `most` characters of `text`, and dots where there are more.
+std::string Escaped(std::string_view text, size_t most) {
+  std::string shown;
+  for (size_t count = 0; !text.empty(); count++) {
+    if (count == most) return shown + "...";
+    const size_t size = CharacterSize(text);
+    const std::string_view character = text.substr(0, size != 0 ? size : 1);
+    const uint32_t code = size != 0 ? CodePoint(character) : static_cast<uint8_t>(text[0]);
+    if (size != 0 && !Steers(code)) {
+      shown += character;
+    } else {
+      shown += size > 1 ? fmt::format("\\u{:04X}", code) : fmt::format("\\x{:02X}", code);
+    }
+    text.remove_prefix(character.size());
+  }
+  return shown;
+}
+
 }  // namespace
 
 bool IsUtf8(std::string_view text) {
-  const auto byte = [text](size_t at) { return static_cast<uint8_t>(text[at]); };
-  size_t at = 0;
-  while (at < text.size()) {
-    const LeadRow* row = FindLeadRow(byte(at++));
-    if (row == nullptr || row->trailing > text.size() - at) return false;
-    for (unsigned i = 0; i < row->trailing; i++, at++) {
-      const uint8_t lowest = i == 0 ? row->lowest : 0x80;
-      const uint8_t highest = i == 0 ? row->highest : 0xBF;
-      if (byte(at) < lowest || byte(at) > highest) return false;
-    }
+  while (!text.empty()) {
+    const size_t size = CharacterSize(text);
+    if (size == 0) return false;
+    text.remove_prefix(size);
   }
   return true;
 }
@@ -68,18 +122,16 @@ std::string WidenToUtf8(std::string_view text) {
 }
 
 std::string Printable(std::string_view text) {
-  const auto isControl = [](char c) { return static_cast<uint8_t>(c) < 0x20 || c == 0x7F; };
-  std::string shown = IsUtf8(text) ? std::string(text) : WidenToUtf8(text);
-  if (std::none_of(shown.begin(), shown.end(), isControl)) return shown;
-  std::string escaped;
-  for (const char c : shown) {
-    if (isControl(c)) {
-      escaped += fmt::format("\\x{:02X}", static_cast<unsigned>(c));
-    } else {
-      escaped.push_back(c);
-    }
-  }
-  return escaped;
+  return Escaped(text, text.size());
+}
+
+std::string PrintableName(std::string_view name) {
+  return Escaped(name, longestName);
+}
+
+std::string PrintableName(const char* name) {
+  constexpr size_t enough = (longestName + 1) * 4;  // bytes, of the longest characters
+  return name != nullptr ? PrintableName(std::string_view(name, strnlen(name, enough))) : "";
 }
 
 }  // namespace elfload

@@ -17,7 +17,7 @@ constexpr uint32_t mostRepeated = 256;
 constexpr uint32_t wholeSpaceEnd = 0xFFFFFFFF;  // DescLocation.highPc of an expression that holds everywhere
 
 std::string Text(const char* text) {
-  return Printable(text != nullptr ? text : "");
+  return PrintableName(text);
 }
 
 }  // namespace

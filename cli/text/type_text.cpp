@@ -42,7 +42,7 @@ bool HasOwnName(const DescType* type) {
 }
 
 std::string OwnName(const DescType* type) {
-  return HasOwnName(type) ? Printable(type->name) : "";
+  return HasOwnName(type) ? PrintableName(type->name) : "";
 }
 
 class Declarator {
@@ -76,7 +76,7 @@ class Declarator {
       if (Is(param->name, "...")) {  // of the DWARF 1 reader, for unspecified ones
         text += "...";
       } else {
-        Declare(param->type, Count(Printable(param->name ? param->name : "")), text);
+        Declare(param->type, Count(PrintableName(param->name)), text);
       }
     }
     text += ')';
@@ -188,7 +188,7 @@ std::string Declaration(const DescType* type, std::string_view name) {
 }
 
 std::string Prototype(const DescProc* proc) {
-  std::string name = Printable(proc->name != nullptr ? proc->name : "");
+  std::string name = PrintableName(proc->name);
   if (KindOf(proc) == ProcKind::lineInfo) return name;
   if (KindOf(proc) == ProcKind::label) return name + ":";
   if (name.empty()) name = "?";

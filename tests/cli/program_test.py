@@ -14,7 +14,7 @@ import sys
 import tempfile
 import unittest
 
-ELFLOAD = SAMPLE = DWARF1 = None
+ELFLOAD = SAMPLE = DWARF1 = KILN = None
 
 
 def run(*arguments, rules="loader", **environment):
@@ -343,6 +343,60 @@ class ProgramTest(unittest.TestCase):
             self.assertIn(b"Example:\n  elfload " + command.encode(), text.stdout)
             self.assertIn(b"elfload " + command.encode(), run("--help").stdout)
 
+    def test_mistyped_words_are_answered(self):
+        for arguments, status, message in (
+                (["wher"], 2, "no command 'wher'; did you mean 'where'?"), (["help", "dmup"], 2, "did you mean 'dump'?"),
+                (["nothing"], 2, "no command 'nothing'; `elfload --help` lists the commands"),
+                (["--jsno", "info", SAMPLE], 2, "no option '--jsno'; did you mean '--json'?"),
+                (["where", SAMPLE, "1", "--jobs", "2"], 2, "'--jobs' is no option of where"),
+                (["--json"], 2, "a command is missing"), (["a\x1b[31m\u202eb"], 2, r"'a\x1B[31m\u202Eb'"),
+                (["--kind", "\x9b", "find", SAMPLE, "a"], 2, r"'\u009B' is not one of"),
+                (["dump", "--module", "lde.c", SAMPLE], 1, "no unit lde.c; did you mean 'led.c'?"),
+                (["dump", "--module", "kernel.c", SAMPLE], 1, "no unit kernel.c; `elfload modules`"),
+                (["section", SAMPLE, ".debug_lnie"], 1, "no section .debug_lnie; did you mean '.debug_line'?")):
+            result = run(*arguments, rules=None)
+            self.assertEqual(result.returncode, status, arguments)
+            self.assertIn(message, result.stderr.decode())
+
+    def test_options_before_and_after_the_command(self):
+        after = run("dump", SAMPLE, "--module", "find", "-m", "led.c", "--json", "-j2")
+        before = run("--json", "-m", "find", "-j2", "--module=led.c", "dump", SAMPLE)
+        self.assertEqual((before.returncode, before.stdout, before.stderr), (1, after.stdout, after.stderr))
+        self.assertEqual(json.loads(before.stdout)["modules"][0]["name"], "led.c")
+        self.assertEqual(run("help", "where").stdout, run("where", "--help").stdout)
+        self.assertEqual(run("help").stdout, run("--help").stdout)
+        for arguments in (["--version"], ["-V"], ["where", "-V"]):
+            self.assertEqual(run(*arguments).stdout, run("version").stdout)
+
+    def test_addresses_as_people_write_them(self):
+        text = run("where", SAMPLE, "0x3a0", "3A0", "3a0h", "$3a0")
+        self.assertEqual((text.returncode, set(text.stdout.splitlines())),
+                         (0, {b"0x000003A0  led_step+0x14                     led.c:27"}))
+        unknown = run("where", SAMPLE, "8000", "5a8")
+        self.assertEqual((unknown.returncode, unknown.stdout.decode()),
+                         (1, "0x00008000  not in any section\n0x000005A8  .rodata+0x0, in no unit\n"))
+        even = self.document("where", "--json", KILN, "8000040", rules="published")["results"][0]
+        odd = self.document("where", "--json", KILN, "8000041", rules="published")["results"][0]
+        self.assertEqual({**odd, "address": 0x8000040}, even)
+        self.assertEqual(odd["address"], 0x8000041)
+
+    def test_words_of_standard_input_are_answered_as_they_come(self):
+        for command, lines in (("where", ["3a0 $3a0", "zz", "8000"]), ("find", ["led_step", "operator new", "0xg"])):
+            with subprocess.Popen([ELFLOAD, command, "-v", SAMPLE, "-"], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                  stderr=subprocess.PIPE) as program:
+                answers = []
+                for line in lines:
+                    program.stdin.write(line.encode() + b"\r\n")
+                    program.stdin.flush()
+                    count = len(line.split()) if command == "where" else 1
+                    answers += [program.stdout.readline().decode().split("  ")[0] for _ in range(count)]
+                rest, errors = program.communicate(timeout=60)
+            self.assertEqual((program.returncode, rest, errors.count(b": filled unit 2 ")), (1, b"", 1))
+            wanted = ["0x000003A0"] * 2 + ["zz", "0x00008000"] if command == "where" else lines
+            self.assertEqual(answers, wanted)
+        document = subprocess.run([ELFLOAD, "where", "--json", SAMPLE, "-"], input=b"3a0\nzz", capture_output=True, check=False)
+        self.assertEqual([result["found"] for result in json.loads(document.stdout)["results"]], [1, 0])
+
     def test_version_and_module(self):
         text = run("version").stdout.decode()
         self.assertRegex(text, r"^elfload \d+\.\d+\.\d+\nElfLoader 6\.1\.29 Build 3249\n$")
@@ -366,5 +420,5 @@ if __name__ == "__main__":
     _, option, ELFLOAD, samples = sys.argv
     assert option == "--elfload"
     ELFLOAD = os.path.abspath(ELFLOAD)
-    SAMPLE, DWARF1 = (pathlib.Path(samples, name, name + ".elf") for name in ("blinky", "pump"))
+    SAMPLE, DWARF1, KILN = (pathlib.Path(samples, name, name + ".elf") for name in ("blinky", "pump", "kiln"))
     unittest.main(argv=sys.argv[:1])

@@ -35,7 +35,7 @@ class SampleTest(unittest.TestCase):
                                 input="\n".join(map(hex, addresses)), encoding="ascii").stdout.splitlines()
         if set(theirs) <= {"??", "??:0", "??:?"}:
             self.skipTest("this addr2line does not read DWARF 1")
-        ours = elfload("where", "--json", OPTIONS.sample, *addresses)["results"]
+        ours = elfload("where", "--json", OPTIONS.sample, *map(hex, addresses))["results"]
         functions = 0
         for address, function, place, result in zip(addresses, theirs[::2], theirs[1::2], ours, strict=True):
             file, line = place.rsplit(":", 1)
