@@ -16,7 +16,7 @@ ExitStatus AnswerAll(const Questions& questions, Session& session, const Options
     json.BeginObject();
     json.Key("file"), json.Text(std::string_view(options.file));
     json.Key("build"), json.Number(int32_t{built});
-    WritePartialFailure(json, session);
+    WriteDocumentFailure(json, session);
     json.Key("results"), json.BeginArray();
   }
   bool allFound = true;

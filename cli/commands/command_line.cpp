@@ -71,6 +71,7 @@ CLI::App* AddCommand(CLI::App& line, Options& options, Command command) {
 CLI::App* AddFileCommand(CLI::App& line, Options& options, Command command) {
   CLI::App* app = AddCommand(line, options, command);
   if (command != Command::section) app->add_flag("--json", options.json, "write one JSON document");
+  app->add_flag("--force", options.force, "read an object file too, as if it were linked");
   app->add_option("FILE", options.file, "absolute ELF file")->required()->type_name("");
   return app;
 }
@@ -88,7 +89,8 @@ void AddSharedOptions(CLI::App& line, Options& options) {
                   "how to answer message boxes without a terminal: ok (the default) or cancel")
       ->transform(Choice({{"ok", 0}, {"cancel", 1}}))
       ->type_name("ANSWER");
-  line.add_flag("-v,--verbose", options.verbose, "say on standard error which units were filled, and why");
+  line.add_flag("-v,--verbose", options.verbose,
+                "say on standard error which units were filled, and why, and what the loader says");
 }
 
 void AddJobs(CLI::App& command, Options& options) {

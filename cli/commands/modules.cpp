@@ -71,7 +71,7 @@ ExitStatus RunModules(Session& session, const Options& options, Output& out) {
     json.Key("file"), json.Text(std::string_view(options.file));
     json.Key("open"), json.Number(int32_t{opened});
     json.Key("build"), json.Number(int32_t{built});
-    WritePartialFailure(json, session);
+    WriteDocumentFailure(json, session);
     json.Key("modules"), json.BeginArray();
     for (const DescModule* module : session.Modules()) WriteModule(module, json);
     json.EndArray();

@@ -99,9 +99,9 @@ std::optional<FailureReason> ReadFailure(ObjFileLoader& loader) {
 std::string FailureText(const FailureReason& reason) {
   std::string place = reason.unit.empty() ? "" : fmt::format("unit {}, ", Printable(reason.unit));
   if (reason.offset.has_value()) {
-    place += fmt::format("{}+0x{:x}: ", reason.section.empty() ? "file" : reason.section, *reason.offset);
+    place += fmt::format("{}+0x{:x}: ", reason.section.empty() ? "file" : Printable(reason.section), *reason.offset);
   } else if (!reason.section.empty()) {
-    place += reason.section + ": ";
+    place += Printable(reason.section) + ": ";
   }
   return place + Printable(reason.text);
 }
