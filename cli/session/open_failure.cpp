@@ -49,6 +49,7 @@ FailureReason ReasonOf(const SectionRow& row, const ElfSection& section, const s
   if (row.hasFileName) {
     std::string name = ReadBytes(path, static_cast<long>(section.offset), std::min<size_t>(section.size, longestName));
     name.resize(std::min(name.find('\0'), name.size()));
+    if (name.empty()) name = "(its name is missing)";
     text = fmt::format(fmt::runtime(row.text), name);
   }
   return {text, "", std::string(section.name), std::nullopt};

@@ -61,7 +61,7 @@ bool Session::TestOpenFile() {
     const FailureReason reason = {TypeText(ElfType::object), "", "", std::nullopt};
     if (options_.ArePublished()) return RefuseFile({reason, true}) != 0;
     ComplainOf(reason);
-  } else if (ReadSegments(*loader_).empty()) {
+  } else if (!State().hasProgramHeaders) {
     Complain("{}: there is no program header, so nothing can be loaded into a target", Printable(options_.file));
   }
   return true;
