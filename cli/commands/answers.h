@@ -36,7 +36,7 @@ ExitStatus AnswerAll(InputWords kind, Session& session, const Options& options, 
     json.BeginObject();
     json.Key("file"), json.Text(std::string_view(options.file));
     json.Key("build"), json.Number(int32_t{built});
-    WritePartialFailure(json, session);
+    WriteDocumentFailure(json, session);
     json.Key("results"), json.BeginArray();
   }
   bool allFound = true;

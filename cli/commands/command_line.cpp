@@ -74,6 +74,7 @@ CLI::App* AddCommand(CLI::App& line, Options& options, Command command) {
 CLI::App* AddFileCommand(CLI::App& line, Options& options, Command command) {
   CLI::App* app = AddCommand(line, options, command);
   if (command != Command::section) app->add_flag("--json", options.json, "write one JSON document");
+  app->add_flag("--force", options.force, "read an object file too, as if it were linked");
   app->add_option("FILE", options.file, "absolute ELF file")->required()->type_name("");
   return app;
 }
@@ -92,7 +93,8 @@ void AddSharedOptions(CLI::App& line, Options& options) {
       ->transform(Choice({{"ok", 0}, {"cancel", 1}}))
       ->type_name("ANSWER");
   line.set_version_flag("-V,--version", "", "show the versions of program and loader");
-  line.add_flag("-v,--verbose", options.verbose, "say on standard error which units were filled, and why");
+  line.add_flag("-v,--verbose", options.verbose,
+                "say on standard error which units were filled, and why, and what the loader says");
 }
 
 void AddJobs(CLI::App& command, Options& options) {
@@ -211,8 +213,9 @@ class ArgumentOrder {
       }
       sorted.push_back(word);
     }
-    if (isHelp_)
+    if (isHelp_) {
       return command_.empty() ? std::vector<std::string>{"--help"} : std::vector{command_, std::string("--help")};
+    }
     return sorted;
   }
 

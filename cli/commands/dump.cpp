@@ -36,8 +36,9 @@ void ComplainOfUnit(const Session& session, const std::string& which) {
   NearestName nearest(which);
   size_t number = 0;
   if (!ParseIndex(which, number)) {
-    for (const DescModule* module : session.Modules())
+    for (const DescModule* module : session.Modules()) {
       nearest.Offer({module->name, strnlen(module->name, which.size() + 4)});
+    }
   }
   Complain("no unit {}{}", Printable(which), nearest.Question("; `elfload modules` lists the units"));
 }

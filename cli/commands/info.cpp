@@ -249,7 +249,7 @@ ExitStatus RunInfo(Session& session, const Options& options, Output& out) {
     json.Key("file"), json.Text(std::string_view(options.file));
     json.Key("open"), json.Number(int32_t{opened});
     if (opened != 0) WriteJson(info, json);
-    WriteFailure(json, opened != 0 ? session.BuildFailure() : std::nullopt);
+    WriteDocumentFailure(json, session);
     WriteMessages(json, session);
     json.EndObject();
     json.NewLine();

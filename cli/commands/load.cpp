@@ -116,7 +116,8 @@ ExitStatus RunLoad(Session& session, const Options& options, Output& out) {
   LoadReport report;
   report.opened = session.Open() != 0;
   if (!report.opened) {
-    Fail(report, LoadOutcome::fileError, "the file cannot be opened");
+    const auto& failure = session.LastFailure();
+    Fail(report, LoadOutcome::fileError, failure ? FailureText(*failure) : "the file cannot be opened");
   } else if (options.load.stub) {
     LoadIntoStub(session, options.load, report);
   } else {

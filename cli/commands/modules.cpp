@@ -18,8 +18,9 @@ constexpr size_t widestName = 1024;  // characters that every line is padded to;
 void WriteText(const Session& session, const Options& options, Output& out) {
   const Palette paint(options.color, out);
   size_t nameWidth = 4;
-  for (const DescModule* module : session.Modules())
+  for (const DescModule* module : session.Modules()) {
     nameWidth = std::max(nameWidth, PrintableName(module->name).size());
+  }
   nameWidth = std::min(nameWidth, widestName);
   out.Write(paint(Paint::heading, fmt::format("{:>5}  {:<{}}  {:<22}  {:<8}  {:>6}  {:>6}  {}", "unit", "name",
                                               nameWidth, "range", "language", "names", "ranges", "directory")));
@@ -72,7 +73,7 @@ ExitStatus RunModules(Session& session, const Options& options, Output& out) {
     json.Key("file"), json.Text(std::string_view(options.file));
     json.Key("open"), json.Number(int32_t{opened});
     json.Key("build"), json.Number(int32_t{built});
-    WritePartialFailure(json, session);
+    WriteDocumentFailure(json, session);
     json.Key("modules"), json.BeginArray();
     for (const DescModule* module : session.Modules()) WriteModule(module, json);
     json.EndArray();

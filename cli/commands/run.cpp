@@ -34,6 +34,8 @@ ExitStatus RunCommandLine(int count, const char* const* arguments, Output& out) 
     return result->status;
   }
   SettleRules(options);
+  // The loader prints why it refuses a file; the session says it better.
+  if (!options.verbose) MuteStandardOutput();
   Session session(options, out);
   return commands[static_cast<size_t>(options.command)](session, options, out);
 }

@@ -179,7 +179,7 @@ void WriteDocument(const Session& session, const Stats& stats, const Options& op
   json.Key("file"), json.Text(std::string_view(options.file));
   json.Key("open"), json.Number(int32_t{stats.opened});
   json.Key("build"), json.Number(int32_t{stats.built});
-  WritePartialFailure(json, session);
+  WriteDocumentFailure(json, session);
   json.Key("failedFills"), json.Number(stats.failedFills);
   json.Key("counts"), json.BeginObject();
   for (const CountRow& row : countRows) {

@@ -31,9 +31,9 @@ inline void WriteFailure(JsonWriter& json, const std::optional<FailureReason>& f
   json.EndObject();
 }
 
-// The same of a list of units that is not whole, for documents that do not say why there is none.
-inline void WritePartialFailure(JsonWriter& json, const Session& session) {
-  if (session.IsPartial()) WriteFailure(json, session.BuildFailure());
+// The same of the whole document.
+inline void WriteDocumentFailure(JsonWriter& json, const Session& session) {
+  WriteFailure(json, session.DocumentFailure());
 }
 
 inline void WriteMessages(JsonWriter& json, const Session& session) {

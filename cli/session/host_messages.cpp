@@ -38,7 +38,8 @@ void Hold(HeldMessages& held, Make make) {
 
 }  // namespace
 
-HostMessages::HostMessages(Output& out, bool answerCancel) : out_(out), answerCancel_(answerCancel) {
+HostMessages::HostMessages(Output& out, bool answerCancel, bool writesAll)
+    : out_(out), answerCancel_(answerCancel), writesAll_(writesAll) {
   HostHandlers handlers;
   handlers.context = this;
   handlers.message = OnMessage;
@@ -76,7 +77,15 @@ HeldMessages* HostMessages::HeldByThread() {
   return found != heldByThread_.end() ? found->second : nullptr;
 }
 
-void HostMessages::Release(const HeldMessages& held) {
+void HostMessages::Settle(bool isExplained) {
+  keepsBack_ = false;
+  if (!isExplained) {
+    for (const std::string& text : keptBack_) PrintLines(text);
+  }
+  keptBack_.clear();
+}
+
+void HostMessages::Release(const HeldMessages& held, bool isExplained) {
   isLost_ = isLost_ || held.isLost;
   for (const HeldMessages::Text& said : held.texts) {
     const bool isKnown = std::find(texts_.begin(), texts_.end(), said.text) != texts_.end();
@@ -84,7 +93,7 @@ void HostMessages::Release(const HeldMessages& held) {
     texts_.push_back(said.text);
     if (said.isBox) {
       boxesAreCancelled_ = Answer(said.text, said.hasCancel) == IDCANCEL;
-    } else {
+    } else if (writesAll_ || !isExplained) {
       PrintLines(said.text);
     }
   }
@@ -98,7 +107,11 @@ void HostMessages::OnMessage(void* context, const char* text) {
   }
   messages->Keep([&] {
     messages->texts_.emplace_back(text);
-    PrintLines(text);
+    if (messages->keepsBack_) {
+      messages->keptBack_.emplace_back(text);
+    } else {
+      PrintLines(text);
+    }
   });
 }
 

@@ -25,11 +25,13 @@ struct HeldMessages {
 };
 
 // It is the host library's handler for as long as it lives. Lines go to standard error as they come. A box is asked
-// on a terminal; elsewhere it is written to standard error and answered as set.
+// on a terminal; elsewhere it is written to standard error and answered as set. Lines of an operation that has a better
+// reason are not written, unless all are asked for.
 class HostMessages {
  public:
-  // `out` is flushed before a box is asked; `answerCancel` answers boxes that have a cancel button.
-  HostMessages(Output& out, bool answerCancel);
+  // `out` is flushed before a box is asked; `answerCancel` answers boxes that have a cancel button. `writesAll`: lines
+  // are written as they come, whatever else is known.
+  HostMessages(Output& out, bool answerCancel, bool writesAll);
   HostMessages(const HostMessages&) = delete;
   HostMessages& operator=(const HostMessages&) = delete;
   ~HostMessages();
@@ -44,7 +46,17 @@ class HostMessages {
   void HoldThread(HeldMessages* held);
 
   // Passes on what was held, as one loader would have said it all: a line once, boxes until one is cancelled.
-  void Release(const HeldMessages& held);
+  // `isExplained`: the user learns the reason in other words.
+  void Release(const HeldMessages& held, bool isExplained);
+
+  // Keeps lines back from now on.
+  void KeepBack() { keepsBack_ = !writesAll_; }
+
+  // Whether lines are kept back.
+  bool HasKeptBack() const { return !keptBack_.empty(); }
+
+  // Ends that, and writes the lines unless they are explained.
+  void Settle(bool isExplained);
 
   // Whether there was no memory to keep a text.
   bool IsLost() const { return isLost_; }
@@ -60,6 +72,9 @@ class HostMessages {
 
   Output& out_;
   bool answerCancel_;
+  bool writesAll_;
+  bool keepsBack_ = false;
+  std::vector<std::string> keptBack_;
   std::vector<std::string> texts_;
   std::string versionLine_;
   bool isLost_ = false;

@@ -80,6 +80,7 @@ ELFLOAD_NO_TYPE_CHECK LoaderState ReadState(const ObjFileLoader& loader) {
   const ElfImage* image = elfLoader.image;
   if (image == nullptr) return state;
   state.hasImage = true;
+  state.hasProgramHeaders = image->programHeaders != nullptr;
   state.littleEndian = image->littleEndian != 0;
   state.machine = image->e_machine;
   state.noteValue = image->noteValue;

@@ -25,6 +25,7 @@ struct LoaderState {
   uint32_t debugFormat = 0;
   bool errorReported = false;  // the debug information was seen to be corrupt since Build
   bool hasImage = false;
+  bool hasProgramHeaders = false;  // a table of them, which may be empty
   bool littleEndian = false;
   uint32_t machine = 0;    // e_machine
   uint32_t noteValue = 0;  // NOTE_VALUE_DEFAULT when the file has none

@@ -31,6 +31,7 @@ struct Options {
   std::string file;
   bool json = false;
   bool verbose = false;
+  bool force = false;  // object files are read too
   ColorChoice color = ColorChoice::automatic;
   std::string plugin;                // path of the module; empty: where it is installed
   std::optional<DwarfRules> rules;   // without the option RunCommandLine takes the environment's, else the published

@@ -16,7 +16,8 @@ void ModuleTable::ReleaseModules(DescModule* modules) {
   }
 }
 
-Session::Session(const Options& options, Output& out) : options_(options), messages_(out, options.answerCancel) {
+Session::Session(const Options& options, Output& out)
+    : options_(options), messages_(out, options.answerCancel, options.verbose) {
   std::string error;
   loader_ = LoadComponent(options.plugin, error);
   if (loader_ == nullptr) Complain("{}", Printable(error));
@@ -27,28 +28,43 @@ int Session::Answer(int result) const {
   return result;
 }
 
-int Session::AnswerWithReason(int result) {
-  failure_ = result == 0 && loader_ != nullptr ? ReadFailure(*loader_) : std::nullopt;
-  return Answer(result);
-}
-
 void Session::ComplainOf(const std::optional<FailureReason>& failure) const {
   if (failure.has_value()) Complain("{}: {}", Printable(options_.file), FailureText(*failure));
 }
 
 void Session::Tell(const HeldMessages& messages, const std::optional<FailureReason>& failure) {
-  messages_.Release(messages);
+  messages_.Release(messages, failure.has_value());
   Answer(0);
   ComplainOf(failure);
 }
 
 int Session::Open() {
   if (loader_ == nullptr) return 0;
-  const int opened = AnswerWithReason(loader_->Open(options_.file.c_str()));
-  if (opened == 0) {
-    Complain("cannot open {}: {}", Printable(options_.file), OpenFailure(options_.file));
+  messages_.KeepBack();
+  const int opened = loader_->Open(options_.file.c_str());
+  messages_.Settle(opened == 0);
+  failure_.reset();
+  if (opened == 0) return RefuseFile(ExplainOpen(options_.file, ReadFailure(*loader_)));
+  return Answer(TestOpenFile() ? opened : 0);
+}
+
+int Session::RefuseFile(const OpenFailure& failure) {
+  failure_ = failure.reason;
+  Complain("{}", OpenFailureText(options_.file, failure));
+  loader_->Close();
+  return Answer(0);
+}
+
+bool Session::TestOpenFile() {
+  if (options_.force) return true;
+  if (TypeOfFile(options_.file) == ElfType::object) {
+    const FailureReason reason = {TypeText(ElfType::object), "", "", std::nullopt};
+    if (options_.ArePublished()) return RefuseFile({reason, true}) != 0;
+    ComplainOf(reason);
+  } else if (!State().hasProgramHeaders) {
+    Complain("{}: there is no program header, so nothing can be loaded into a target", Printable(options_.file));
   }
-  return opened;
+  return true;
 }
 
 int Session::GetInfo(std::string& processor, uint32_t& entry) {
@@ -67,11 +83,18 @@ int Session::Build() {
   modules_.clear();
   indexes_.clear();
   if (!State().hasImage) return 0;
-  const int built = AnswerWithReason(loader_->Build(&table_));
-  buildFailure_ = built != 0 ? ReadFailure(*loader_) : failure_;
+  messages_.KeepBack();
+  const int built = loader_->Build(&table_);
+  buildFailure_ = ReadFailure(*loader_);
   isPartial_ = built != 0 && buildFailure_.has_value();
-  ComplainOf(buildFailure_);
-  if (built == 0) return built;
+  constexpr uint32_t noDebugFormat = 0;
+  std::optional<FailureReason> said = buildFailure_;
+  if (built == 0 && State().debugFormat == noDebugFormat) said = ExplainNoDebugInformation(options_.file);
+  if (options_.ArePublished()) buildFailure_ = said;  // documents of the loader's rules say what the loader does
+  failure_ = built == 0 ? buildFailure_ : std::nullopt;
+  messages_.Settle(said.has_value());
+  ComplainOf(said);
+  if (Answer(built) == 0) return built;
   for (DescModule* module = table_.Modules(); module != nullptr; module = module->next) {
     indexes_.emplace(module, modules_.size());
     modules_.push_back(module);
@@ -88,19 +111,37 @@ FillResult FillUnit(ObjFileLoader& loader, SymbolTable& table, DescModule* modul
 }
 
 int Session::Extend(DescModule* module) {
+  messages_.KeepBack();
   FillResult result = FillUnit(*loader_, table_, module);
   failure_ = std::move(result.failure);
+  messages_.Settle(failure_.has_value());
   Answer(0);
   ComplainOf(failure_);
   return result.extended;
 }
 
+template <typename LookUp>
+bool Session::Find(LookUp lookUp) {
+  messages_.KeepBack();
+  const int found = lookUp();
+  const auto failure = messages_.HasKeptBack() ? ReadFailure(*loader_) : std::nullopt;
+  messages_.Settle(failure.has_value());
+  ComplainOf(failure);
+  return Answer(found) != 0;
+}
+
+std::optional<FailureReason> Session::DocumentFailure() const {
+  if (isPartial_) return buildFailure_;
+  if (!options_.ArePublished()) return std::nullopt;
+  return State().hasImage ? buildFailure_ : failure_;
+}
+
 bool Session::FindName(const std::string& name, FindKind kind, DescModule*& found) {
-  return Answer(loader_->FindModuleFromName(table_.Modules(), name.c_str(), &found, kind)) != 0;
+  return Find([&] { return loader_->FindModuleFromName(table_.Modules(), name.c_str(), &found, kind); });
 }
 
 bool Session::FindAddress(uint32_t address, FindKind kind, DescModule*& found) {
-  return Answer(loader_->FindModuleFromAdr(table_.Modules(), Address{address, 0}, &found, kind)) != 0;
+  return Find([&] { return loader_->FindModuleFromAdr(table_.Modules(), Address{address, 0}, &found, kind); });
 }
 
 }  // namespace elfload

@@ -15,6 +15,7 @@
 #include "records/debug_records.h"
 #include "session/host_messages.h"
 #include "session/loader_module.h"
+#include "session/open_failure.h"
 #include "session/options.h"
 #include "tarnixcore/obj_file_loader.h"
 
@@ -45,7 +46,8 @@ class Session {
  public:
   Session(const Options& options, Output& out);
 
-  // Result of the loader's Open; 0 too when there is no loader.
+  // Result of the loader's Open; 0 too when there is no loader, and for an object file unless it is forced or the rules
+  // are the loader's.
   int Open();
 
   // Result of GetInfo; 0, with the processor unnamed, when no file is open.
@@ -63,6 +65,10 @@ class Session {
 
   bool FindName(const std::string& name, FindKind kind, DescModule*& found);
   bool FindAddress(uint32_t address, FindKind kind, DescModule*& found);
+
+  // The failure of the document: why there are no units, or what is left out of them. With the loader's rules the
+  // latter alone, unless the document has both.
+  std::optional<FailureReason> DocumentFailure() const;
 
   // Passes on what the loader of another thread said, and complains of the fill that failed there.
   void Tell(const HeldMessages& messages, const std::optional<FailureReason>& failure);
@@ -86,8 +92,15 @@ class Session {
   // The result of an operation of the loader. Throws when a message of the loader could not be kept.
   int Answer(int result) const;
 
-  // The same, and notes why the operation failed.
-  int AnswerWithReason(int result);
+  // Says why the file is not opened, and closes it.
+  int RefuseFile(const OpenFailure& failure);
+
+  // Says what a file that was opened lacks. False for one that is refused all the same.
+  bool TestOpenFile();
+
+  // The result of a look-up, which fills units on its way.
+  template <typename LookUp>
+  bool Find(LookUp lookUp);
   void ComplainOf(const std::optional<FailureReason>& failure) const;
 
   const Options& options_;

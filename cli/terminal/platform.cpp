@@ -65,6 +65,14 @@ std::FILE* TakeStandardOutput() {
   return _fdopen(saved, "wb");
 }
 
+void MuteStandardOutput() {
+  const int nowhere = _open("NUL", _O_WRONLY);
+  if (nowhere < 0) return;
+  std::fflush(stdout);
+  _dup2(nowhere, 1);
+  _close(nowhere);
+}
+
 void SetEnvironment(const char* name, const char* value) {
   if (_putenv_s(name, value) != 0) throw std::bad_alloc();
 }
@@ -131,6 +139,14 @@ std::FILE* TakeStandardOutput() {
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
   dup2(STDERR_FILENO, STDOUT_FILENO);
   return fdopen(saved, "wb");
+}
+
+void MuteStandardOutput() {
+  const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+  if (nowhere < 0) return;
+  std::fflush(stdout);
+  dup2(nowhere, STDOUT_FILENO);
+  close(nowhere);
 }
 
 void SetEnvironment(const char* name, const char* value) {

@@ -26,6 +26,9 @@ void* ModuleSymbol(void* module, const char* name);
 // the process prints on standard output goes to standard error from now on. Null when there is no standard output.
 std::FILE* TakeStandardOutput();
 
+// What else in the process prints on standard output goes nowhere from now on, once TakeStandardOutput moved it aside.
+void MuteStandardOutput();
+
 // Sets a variable of the process's environment. Throws std::bad_alloc when there is no memory for it.
 void SetEnvironment(const char* name, const char* value);
 

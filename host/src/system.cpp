@@ -24,6 +24,9 @@ using FileStatus = struct _stat64;
 int StatusOfHandle(int handle, FileStatus* status) {
   return _fstat64(handle, status);
 }
+int StatusOfPath(const char* path, FileStatus* status) {
+  return _stat64(path, status);
+}
 int OpenToRead(const char* path) {
   return _open(path, _O_RDONLY | _O_BINARY | _O_NOINHERIT);
 }
@@ -37,6 +40,9 @@ bool IsRegular(const FileStatus& status) {
 using FileStatus = struct stat;
 int StatusOfHandle(int handle, FileStatus* status) {
   return fstat(handle, status);
+}
+int StatusOfPath(const char* path, FileStatus* status) {
+  return stat(path, status);
 }
 // A pipe without a writer must not block the search; regular files know no such wait.
 int OpenToRead(const char* path) {
@@ -53,11 +59,15 @@ bool IsRegular(const FileStatus& status) {
 }  // namespace
 
 int OpenRegularFile(const char* path) {
+  // Asked first, since opening a device may change it, and again of what was opened.
+  FileStatus status{};
+  if (StatusOfPath(path, &status) != 0 || !IsRegular(status)) {
+    return -1;
+  }
   const int handle = OpenToRead(path);
   if (handle == -1) {
     return -1;
   }
-  FileStatus status{};
   if (StatusOfHandle(handle, &status) != 0 || !IsRegular(status)) {
     CloseHandleOfFile(handle);
     return -1;

@@ -43,6 +43,17 @@ bool FileStatus(int descriptor, int64_t* size, int64_t* modified) {
   return known;
 }
 
+// Whether the path is known to be no regular file. Opening a device may change it, and opening a pipe wakes its writer.
+bool IsNoRegularFile(const char* path) {
+#if defined(_WIN32)
+  struct _stat64 status;
+  return _stat64(path, &status) == 0 && (status.st_mode & _S_IFMT) != _S_IFREG;
+#else
+  struct stat status;
+  return stat(path, &status) == 0 && !S_ISREG(status.st_mode);
+#endif
+}
+
 // Bytes read at `offset`, 0 at the end and on an error.
 uint32_t ReadPart(int descriptor, uint64_t offset, uint8_t* buffer, uint32_t count) {
 #if defined(_WIN32)
@@ -67,6 +78,9 @@ void CloseDescriptor(int descriptor) {
 }  // namespace
 
 std::unique_ptr<ByteSource> ByteSource::Open(const char* path) {
+  if (IsNoRegularFile(path)) {
+    return std::unique_ptr<ByteSource>(new (std::nothrow) ByteSource());  // of size -1
+  }
   const int descriptor = OpenDescriptor(path);
   if (descriptor < 0) {
     return nullptr;

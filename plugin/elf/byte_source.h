@@ -9,7 +9,8 @@
 
 class ByteSource {
  public:
-  // Opens a file in binary mode; null when it cannot be opened. A folder, a pipe or a device opens with a size of -1.
+  // Opens a file in binary mode; null when it cannot be opened. A folder, a pipe, a socket or a device is
+  // not opened: its source has a size of -1.
   static std::unique_ptr<ByteSource> Open(const char* path);
 
   // Bytes that the caller keeps until the source is gone. Null without memory.

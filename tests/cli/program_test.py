@@ -8,6 +8,7 @@ import os
 import pathlib
 import re
 import shutil
+import socket
 import struct
 import subprocess
 import sys
@@ -264,33 +265,94 @@ class ProgramTest(unittest.TestCase):
             self.assertTrue(result.stderr)
 
     def test_files_that_cannot_be_opened(self):
-        reasons = {
-            self.folder / "missing.elf": "No such file",
-            self.folder: "a folder",
-            self.damaged("empty.elf", lambda data: data.clear()): "empty",
-            self.damaged("class.elf", lambda data: b"\x7fELF\x02" + data[5:42] + b"\0\x38" + data[44:]): "64-bit",
-            self.damaged("magic.elf", lambda data: data.__setitem__(0, 0)): "not an ELF file",
-            self.damaged("short.elf", lambda data: data[:40]): "cut short",
-        }
-        for path, reason in reasons.items():
-            for command in (["info"], ["modules"], ["dump"], ["find", "1"], ["where", "1"]):
-                result = run(command[0], "--json", path, *command[1:])
-                self.assertEqual(result.returncode, 1, path)
-                self.assertIn(reason, result.stderr.decode(), path)
-                self.assertIn(str(path), result.stderr.decode())
-                document = json.loads(result.stdout)
-                self.assertEqual(document["file"], str(path))
-                self.assertFalse(document.get("open") or document.get("build"))
-                self.assertTrue(command[0] != "dump" or document["failure"]["text"], path)
-                self.assertEqual(run(command[0], path, *command[1:]).returncode, 1)
-        self.assertIn(b"ERROR: not ELF or illegal ELF header values\n", run("dump", self.folder / "magic.elf").stderr)
+        def of_type(number, change=lambda data: data):
+            def write(data):
+                struct.pack_into(">H", data, 16, number)
+                return change(data)
+            return write
+
+        def without_sections(data):
+            data[32:36] = bytes(4)
+
+        wide = b"\x7fELF\x02\x01\x01" + bytes(9) + struct.pack("<HHIQQQ", 3, 62, 1, 0, 64, 0) + bytes(24)
+        # Name of the file, what it holds (bytes, or a change of the sample), what elfload says of it.
+        contents = [
+            ("empty", b"", "the file is empty"),
+            ("script", b"#!/bin/sh\n", "a script; give the ELF file"),
+            ("text", "Größe\n".encode(), "a text file; give an ELF file"),
+            ("hex", b":00000001FF\n", "Intel HEX"),
+            ("srec", b"S9030000FC\n", "S-records"),
+            ("archive", b"!<arch>\n", "an archive; link its members"),
+            ("magic", lambda data: data.__setitem__(0, 0), "not an ELF file; give"),
+            ("short", lambda data: data[:40], "the ELF header is cut short"),
+            ("wide", wide, "a 64-bit ELF file (shared library or movable program); only 32-bit files are read"),
+            ("core", of_type(4, without_sections), "a core dump; give the program that left it"),
+            ("bare", without_sections, "file+0x0: the file has no section headers"),
+        ]
+        rows = [(self.folder / "missing.elf", "cannot read {}: No such file or directory"),
+                (self.folder, "cannot read {}: a folder; give a file in it")]
+        for name, content, text in contents:
+            path = self.folder / name
+            path.write_bytes(content) if isinstance(content, bytes) else self.damaged(name, content)
+            rows.append((path, "{}: " + text))
+        if hasattr(os, "mkfifo"):
+            os.mkfifo(self.folder / "pipe")
+            listener = socket.socket(socket.AF_UNIX)
+            self.addCleanup(listener.close)
+            listener.bind(str(self.folder / "socket"))
+            rows += [(self.folder / "pipe", "cannot read {}: a pipe; copy it to a file first"),
+                     (self.folder / "socket", "cannot read {}: a socket; copy"),
+                     ("/dev/tty", "cannot read {}: a device; copy"), ("/dev/null", "cannot read {}: a device; copy")]
+        commands = (["info"], ["modules"], ["dump"], ["stats"], ["find", "1"], ["where", "1"], ["load"])
+        for path, text in rows:
+            for command in commands if text.endswith("first") else commands[::3]:
+                for rules in ("loader", "published"):
+                    result = run(command[0], "--json", path, *command[1:], rules=rules)
+                    line = result.stderr.decode()
+                    self.assertEqual((result.returncode, line.count("\n")), (1, 1), (command, line))
+                    self.assertTrue(line.startswith("elfload: " + text.format(path)), line)
+                    document = json.loads(result.stdout)
+                    self.assertFalse(document.get("open") or document.get("build"))
+                    failure = document.get("failure", {"text": None})
+                    reason = failure.get("text") or failure.get("message")
+                    self.assertEqual(bool(reason), rules == "published" or command[0] in ("dump", "load"), command)
+                    self.assertIn(reason or "", line)
+            self.assertEqual(run("section", path, ".text").returncode, 1)
+        self.assertIn(b"ERROR: not ELF or illegal ELF header values\n",
+                      run("dump", "--verbose", self.folder / "magic").stderr)
+
+        # The file opens, but is not read or has no units to read.
+        def named(name, content=b""):
+            def write(data):
+                info = bytes(data).index(run("section", SAMPLE, ".debug_info").stdout)
+                at = data.index(b".debug_info\0")
+                data[at:at + len(name)] = name
+                data[info:info + len(content)] = content
+            return write
+
+        rows = [(named(b".zdebug_inf\0"), "{}: .zdebug_inf: the section is compressed; decompress it: objcopy"),
+                (named(b".bedug_info\0"), "{}: there is no debug information; compile with -g"),
+                (named(b".gnu_debuglink\0", b"fw.debug\0"), "{}: .gnu_debuglink: the debug information is in file fw.debug;"),
+                (of_type(1), "{}: an object file; relocations are not applied: link it")]
+        for change, text in rows:
+            path = self.damaged("opened.elf", change)
+            result = run("modules", "--json", path, rules="published")
+            self.assertEqual((result.returncode, result.stderr.count(b"\n")), (1, 1), result.stderr)
+            self.assertTrue(result.stderr.decode().startswith("elfload: " + text.format(path)), result.stderr)
+            self.assertIn(json.loads(result.stdout)["failure"]["text"], result.stderr.decode())
+        forced = run("dump", "--force", path, rules="published")
+        self.assertEqual((forced.returncode, forced.stderr, forced.stdout), (0, b"", run("dump", SAMPLE, rules="published").stdout))
+        loader = run("dump", path)
+        self.assertEqual((loader.returncode, loader.stdout), (0, run("dump", SAMPLE).stdout))
+        self.assertIn(b"an object file", loader.stderr)
 
     def test_a_file_without_debug_information(self):
         path = self.damaged("plain.elf", lambda data: data.replace(b".debug_info\0", b".bedug_info\0"))
         dump = self.document("dump", "--json", path, status=1)
         self.assertEqual([dump[key] for key in ("build", "modules", "sharedTypes", "messages")],
                          [0, [], [], ["!Warning: No debug information"]])
-        self.assertIn(b"!Warning: No debug information", run("dump", path).stderr)
+        self.assertEqual(run("dump", path).stderr.count(b"\n"), 1)
+        self.assertIn(b"!Warning: No debug information\n", run("dump", "--verbose", path).stderr)
         found = self.document("find", "--json", path, "main", status=1)
         self.assertEqual((found["build"], found["results"][0]["found"]), (0, 0))
         self.assertEqual(run("section", path, ".text").returncode, 0)

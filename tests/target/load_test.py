@@ -136,7 +136,7 @@ class MemTest(LoadTest):
         self.assertFalse((self.folder / "no.hex").exists())
         self.fails("verify-differs", "nothing was written to all of 0x00008000-0x000081FF", "--verify", "only", two)
         self.fails("output-error", "cannot write", "--out", self.folder / "none" / "a.hex", two)
-        self.fails("file-error", "cannot be opened", self.folder / "none.elf")
+        self.fails("file-error", "No such file or directory", self.folder / "none.elf")
         self.fails("link-lost", "cannot connect to gdb:127.0.0.1:1: ", "--target", "gdb:127.0.0.1:1", two)
         no_table = bytearray(two.read_bytes())
         no_table[28:32] = bytes(4)
