@@ -9,7 +9,7 @@ namespace elfload {
 
 namespace {
 
-using std::string_view_literals::operator""sv;
+using namespace std::string_view_literals;  // NOLINT(google-build-using-namespace): of a suffix alone
 
 struct MagicRow {
   std::string_view bytes;  // at the beginning of the file
